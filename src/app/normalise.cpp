@@ -1,0 +1,241 @@
+#include "app/normalise.h"
+
+#include <cstdlib>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "foundation/jutils.h"
+#include "foundation/xexception.h"
+#include "foundation/xlog.h"
+
+using xCommon::global_log;
+using xCommon::global_logf;
+using xCommon::jUtils;
+using xCommon::lmtError;
+using xCommon::xString;
+
+namespace {
+
+/// The text under a key; empty when it is absent or no plain value.
+std::string text_of(Json::Value const& node, char const* key) {
+    Json::Value const& value = jUtils::at(node, key);
+    return value.isConvertibleTo(Json::stringValue) ? value.asString() : std::string();
+}
+
+bool is_true(Json::Value const& node, char const* key) {
+    Json::Value const& value = jUtils::at(node, key);
+    return value.isConvertibleTo(Json::booleanValue) && value.asBool();
+}
+
+/// The list under a key; an empty one when it is absent or no list.
+Json::Value const& list_of(Json::Value const& node, char const* key) {
+    static Json::Value const* const nothing = new Json::Value(Json::arrayValue);
+    Json::Value const& value = jUtils::at(node, key);
+    return value.isArray() ? value : *nothing;
+}
+
+bool has_connections(Json::Value const& ports) {
+    for (Json::Value const& port : ports) {
+        if (port.isObject() && port.isMember("connection")) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void copy_settings(Json::Value const& from, Json::Value& to) {
+    for (char const* key : {"log", "mqtt"}) {
+        if (from.isMember(key)) {
+            to[key] = from[key];
+        }
+    }
+}
+
+/// Gathers the settings of the one GPIO worker from the first GPIO device that has a group of parameters.
+void gather_xgpio(Json::Value const& file, Normalised& result) {
+    result.xgpio = Json::Value();
+    int number = 0;
+    for (Json::Value const& port : list_of(file, "ports")) {
+        Json::Value const& connection = jUtils::at(port, "connection");
+        if (text_of(connection, "type") != "xgpio" || !is_true(connection, "enabled")) {
+            continue;
+        }
+        for (Json::Value const& device : list_of(port, "devices")) {
+            std::string const fallback_name = xString::Format("xgpio_%d", number++);
+            std::string const name = jUtils::has(device, "name") ? text_of(device, "name") : fallback_name;
+            if (text_of(device, "type") != "xgpio") {
+                global_log(lmtError, "Неизвестный тип устройства для порта XGPIO");
+                continue;
+            }
+            for (Json::Value const& group : list_of(port, "parameters")) {
+                if (text_of(group, "cname") != text_of(device, "cname")) {
+                    continue;
+                }
+                result.xgpio["mqtt"] = jUtils::at(file, "mqtt");
+                result.xgpio["name"] = name;
+                result.xgpio["wto"] = jUtils::at(connection, "wto");
+                result.xgpio["channels"] = jUtils::at(jUtils::at(group, "config"), "channels");
+                result.is_xgpio = true;
+                return;
+            }
+        }
+    }
+}
+
+/// A port of its own for each device: host and unit are the two halves of the device's `sid`.
+void split_devices(Json::Value port, Json::Value& ports) {
+    int number = 0;
+    // A copy, because the devices of the port being split are rewritten on the way.
+    Json::Value const devices = port["devices"];
+    for (Json::Value device : devices) {
+        if (!device.isObject()) {
+            global_log(lmtError, "Load : элемент без имени будет пропущен.");
+            continue;
+        }
+        std::vector<std::string> halves = xString::Split(text_of(device, "sid"), ":");
+        halves.resize(2);
+        Json::Value& connection = port["connection"];
+        std::string const name =
+            xString::Format("%s_%s_%d", text_of(connection, "name"), text_of(device, "name"), number++);
+        if (!connection["tcp"].isObject()) {
+            connection["tcp"] = Json::Value(Json::objectValue);
+        }
+        connection["tcp"]["url"] = halves[0];
+        device["sid"] = static_cast<int>(std::strtol(halves[1].c_str(), nullptr, 10));
+
+        Json::Value split;
+        split["connection"] = connection;
+        split["connection"]["name"] = name;
+        split["devices"].append(device);
+        split["parameters"] = Json::Value(Json::arrayValue);
+        for (Json::Value const& group : list_of(port, "parameters")) {
+            if (text_of(group, "cname") == text_of(device, "cname")) {
+                split["parameters"].append(group);
+            }
+        }
+        ports.append(split);
+    }
+}
+
+/// Walks the devices for the first of type "mb-tcp" and then splits the port. A device of another type met before is
+/// appended behind the last one and the walk goes on, so that it gets two ports; where there is no "mb-tcp" at all the
+/// list has no end. Files in service rely on the order that results, so the walk stays as it is; such a file is not to
+/// be written.
+void split_tcp_port(Json::Value port, Json::Value& ports) {
+    if (list_of(port, "devices").empty()) {
+        return;
+    }
+    Json::Value& devices = port["devices"];
+    bool any = false;
+    for (Json::Value const& device : devices) {
+        any = any || text_of(device, "type") == "mb-tcp";
+    }
+    if (!any) {
+        global_logf(lmtError, "порт base.tcp '%s' не содержит ни одного устройства mb-tcp : разбор файла не завершится.",
+                    text_of(port["connection"], "name"));
+    }
+    for (Json::ArrayIndex index = 0; index < devices.size(); ++index) {
+        if (text_of(devices[index], "type") == "mb-tcp") {
+            split_devices(std::move(port), ports);
+            return;
+        }
+        Json::Value const again = devices[index];
+        devices.append(again);
+    }
+}
+
+/// A device in the plain shape: its parameters come from the group of the same `cname`, its name becomes the `cname`,
+/// and the old name survives as `display_name`.
+Json::Value plain_device(Json::Value const& device, Json::Value const& groups, bool is_z2t) {
+    if (!device.isObject()) {
+        return device;
+    }
+    Json::Value plain(Json::objectValue);
+    if (is_z2t) {
+        plain["cname"] = jUtils::at(device, "cname");
+    }
+    Json::Value name = jUtils::at(device, "name");
+    // The members come sorted, "cname" before "name", so what the group decides is what is copied later.
+    for (std::string const& key : device.getMemberNames()) {
+        if (key != "cname") {
+            plain[key] = key == "name" ? name : device[key];
+            continue;
+        }
+        for (Json::Value const& group : groups) {
+            if (text_of(group, "cname") != text_of(device, "cname")) {
+                continue;
+            }
+            plain["params"] = jUtils::at(jUtils::at(group, "config"), "channels");
+            plain["display_name"] = name;
+            name = device["cname"];
+            plain["name"] = name;
+        }
+    }
+    return plain;
+}
+
+/// Null when the port is dropped. `nameless` counts the ports without a name.
+Json::Value plain_port(Json::Value const& port, int& nameless) {
+    Json::Value const& connection = jUtils::at(port, "connection");
+    if (connection.empty() || jUtils::at(port, "devices").empty() || jUtils::at(port, "parameters").empty()) {
+        return {};
+    }
+    if (!connection.isObject() || !port["devices"].isArray() || !port["parameters"].isArray()) {
+        global_log(lmtError, "порт пропущен : 'connection' должен быть объектом, 'devices' и 'parameters' - списками.");
+        return {};
+    }
+    Json::Value plain = connection;
+    if (text_of(plain, "name").empty()) {
+        plain["name"] = xString::Format("port_%d", ++nameless);
+    }
+    Json::Value devices(Json::arrayValue);
+    for (Json::Value const& device : port["devices"]) {
+        devices.append(plain_device(device, port["parameters"], text_of(connection, "type") == "base.z2t"));
+    }
+    plain["devices"] = devices;
+    return plain;
+}
+
+}  // namespace
+
+Normalised normalise(Json::Value const& file) {
+    if (!file.isObject()) {
+        throw xCommon::xException("корень файла конфигурации не является объектом.");
+    }
+    Normalised result;
+    if (!has_connections(list_of(file, "ports"))) {
+        result.config = file;
+        return result;
+    }
+
+    Json::Value carried(Json::objectValue);
+    copy_settings(file, carried);
+    carried["ports"] = Json::Value(Json::arrayValue);
+    for (Json::Value const& port : list_of(file, "ports")) {
+        std::string const type = text_of(jUtils::at(port, "connection"), "type");
+        if (type == "xgpio") {
+            gather_xgpio(file, result);
+        } else if (type == "base.tcp") {
+            split_tcp_port(port, carried["ports"]);
+        } else {
+            carried["ports"].append(port);
+        }
+    }
+    if (!has_connections(carried["ports"])) {
+        result.config = carried;
+        return result;
+    }
+
+    result.config = Json::Value(Json::objectValue);
+    copy_settings(carried, result.config);
+    result.config["ports"] = Json::Value(Json::arrayValue);
+    int nameless = 0;
+    for (Json::Value const& port : carried["ports"]) {
+        Json::Value const plain = plain_port(port, nameless);
+        if (!plain.isNull()) {
+            result.config["ports"].append(plain);
+        }
+    }
+    return result;
+}

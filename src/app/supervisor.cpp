@@ -1,0 +1,187 @@
+#include "app/supervisor.h"
+
+#include <fcntl.h>
+#include <mosquitto.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <utility>
+
+#include "app/normalise.h"
+#include "app/ports.h"
+#include "config/config.h"
+#include "config/constants.h"
+#include "config/process.h"
+#include "foundation/jutils.h"
+#include "foundation/xmisc.h"
+#include "foundation/xsignal.h"
+
+using xCommon::global_log;
+using xCommon::global_logf;
+using xCommon::lmtError;
+using xCommon::lmtInfo;
+using xCommon::xLog;
+using xCommon::xMisc;
+
+namespace {
+
+constexpr int failure_signal = 6;
+constexpr int look_ms = 1000;
+/// Gives the writer of the file time to finish.
+constexpr int restart_pause_ms = 3000;
+/// A `touch` raises IN_CLOSE_WRITE: the drivers' last resort rests on it.
+constexpr uint32_t watch_mask = IN_MODIFY | IN_CLOSE_WRITE | IN_DELETE_SELF;
+constexpr size_t event_buffer_size = 816;
+
+bool exists(std::string const& path) { return access(path.c_str(), F_OK) == 0; }
+
+void flush_log() {
+    if (xLog::gv != nullptr) {
+        xLog::gv->flush();
+    }
+}
+
+/// Lines and sessions of this image must end with it, those too that a library opened.
+void close_all_on_exec() {
+    std::error_code ignored;
+    for (auto const& entry : std::filesystem::directory_iterator("/proc/self/fd", ignored)) {
+        int const fd = std::atoi(entry.path().filename().c_str());
+        if (fd > STDERR_FILENO) {
+            fcntl(fd, F_SETFD, FD_CLOEXEC);
+        }
+    }
+}
+
+}  // namespace
+
+std::string executable_path() {
+    std::array<char, 32> link{};
+    std::snprintf(link.data(), link.size(), "/proc/%d/exe", getpid());
+    std::array<char, 4096> path{};
+    if (readlink(link.data(), path.data(), path.size() - 1) < 0) {
+        return {};
+    }
+    return path.data();
+}
+
+Supervisor::Supervisor(Options options, char* const* argv) : options_(std::move(options)), argv_(argv) {
+    PH::IsPrintHex = options_.print_hex;
+    cfg_name = options_.config_path;
+}
+
+void Supervisor::end_of_process(int /*signal_number*/) {
+    global_logf(lmtInfo, "%s : версия %s : конец работы.", program_title, program_version);
+    flush_log();
+    mosquitto_lib_cleanup();
+    // exit() would destroy static objects under the feet of the workers that still run, and could end in an abort.
+    std::_Exit(1);
+}
+
+int Supervisor::run() {
+    if (mosquitto_lib_init() != MOSQ_ERR_SUCCESS) {
+        throw std::runtime_error("Ошибка инициализации подсистемы mosquitto.\nПродолжение работы невозможно...");
+    }
+    announce_missing_file();
+    find_file();
+    global_logf(lmtInfo, "%s : версия %s : начало работы :\n* mode = %s * config = %s * log = %s *", program_title,
+                program_version, program_mode, cfg_name, options_.log_name);
+    watch_file();
+    xMisc::delay(look_ms);
+    start();
+    do {
+        flush_log();
+        xMisc::delay(look_ms);
+    } while (!file_changed());
+    replace_process();
+    return 1;
+}
+
+void Supervisor::announce_missing_file() const {
+    if (options_.config_given && (cfg_name.empty() || !exists(cfg_name))) {
+        global_log(lmtError, "Указанный файл конфигурации не найден. Режим ожидания...");
+    } else if (!exists(path_config_first) && !exists(path_config_second)) {
+        // Also when -c names an existing file: whoever reads the log expects the line on such a gateway.
+        global_log(lmtError, "Не найден ни один из возможных файлов конфигурации. Режим ожидания...");
+    }
+}
+
+void Supervisor::find_file() const {
+    for (;;) {
+        if (options_.config_given && exists(cfg_name)) {
+            return;
+        }
+        for (std::string const& path : {path_config_first, path_config_second}) {
+            if (exists(path)) {
+                cfg_name = path;
+                return;
+            }
+        }
+        xMisc::delay(look_ms);
+    }
+}
+
+/// Ahead of the reading, so that a write during the start isn't lost.
+void Supervisor::watch_file() {
+    watch_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    if (watch_ < 0) {
+        global_log(lmtError, "критическая ошибка : не удалось инициализировать inotify");
+        end_of_process(failure_signal);
+    }
+    if (inotify_add_watch(watch_, cfg_name.c_str(), watch_mask) < 0) {
+        global_logf(lmtError, "inotify_add_watch : ошибка %s : %s.", cfg_name, std::strerror(errno));
+        end_of_process(failure_signal);
+    }
+}
+
+void Supervisor::start() {
+    std::unique_ptr<Config> config;
+    {
+        Normalised normalised = normalise(xCommon::jUtils::Load(cfg_name));
+        config.reset(Config::Load(normalised.config));
+    }
+    if (!config) {
+        global_log(lmtError, "Ошибка чтения/парсинга файла конфигурации.\nРежим ожидания...");
+        return;
+    }
+    start_ports(*config, 0);
+    xLog::gv->set_max_size(config->log.max_size);
+    xLog::gv->set_debug(config->log.is_debug || options_.debug);
+    xLog::gv->set_second(options_.verbose);
+    // The ports hold on to the tree: it lives to the end of the process.
+    static_cast<void>(config.release());
+}
+
+bool Supervisor::file_changed() {
+    alignas(inotify_event) std::array<char, event_buffer_size> events{};
+    ssize_t const count = read(watch_, events.data(), events.size());
+    for (ssize_t at = 0; at + static_cast<ssize_t>(sizeof(inotify_event)) <= count;) {
+        auto const* event = reinterpret_cast<inotify_event const*>(events.data() + at);
+        if ((event->mask & watch_mask) != 0) {
+            global_logf(lmtInfo, "[%d : %d] Перезапуск ostrand...", event->mask, count);
+            return true;
+        }
+        at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+    }
+    return false;
+}
+
+void Supervisor::replace_process() {
+    mosquitto_lib_cleanup();
+    flush_log();
+    xMisc::delay(restart_pause_ms);
+    std::string const path = executable_path();
+    flush_log();
+    close_all_on_exec();
+    xCommon::xSignalHandling::restore_for_exec();
+    execv(path.c_str(), argv_);
+    global_logf(lmtError, "не удалось перезапустить процесс : %s : %s", path, std::strerror(errno));
+    flush_log();
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+
+#include "app/options.h"
+
+/// The process around the ports: it finds the configuration file, starts what the file asks for, and replaces the whole
+/// process with a fresh copy of itself when the file changes. It works on the main thread alone.
+class Supervisor {
+ public:
+    Supervisor(Options options, char* const* argv);
+
+    /// Runs to the end of the process. Returns 1, the process's status, only when it could not replace itself; the end
+    /// by a signal or a failure doesn't come back. Raises what the file's reading and normalisation raise.
+    int run();
+
+    /// Logs the closing line and ends the process with status 1, whatever threads still run.
+    [[noreturn]] static void end_of_process(int signal_number);
+
+ private:
+    void announce_missing_file() const;
+    void find_file() const;
+    void watch_file();
+    void start();
+    bool file_changed();
+    void replace_process();
+
+    Options options_;
+    char* const* argv_;
+    int watch_ = -1;
+};
+
+/// Path of the running executable.
+std::string executable_path();

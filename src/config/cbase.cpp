@@ -1,0 +1,138 @@
+#include "config/cbase.h"
+
+#include <utility>
+
+#include "config/constants.h"
+#include "config/cparam.h"
+#include "foundation/jutils.h"
+#include "foundation/xexception.h"
+
+using xCommon::jUtils;
+using xCommon::lmtError;
+using xCommon::lmtTrace;
+using xCommon::xException;
+
+CBase::CBase(std::string const& node_name) : LogItem(nullptr, node_name), parent(nullptr) {}
+
+CBase::CBase(CBase* parent_node, Json::Value& node) : LogItem(parent_node), parent(parent_node) {
+    if (node.empty()) {
+        throw xException("ctor : узел конфига пуст.");
+    }
+    name = jUtils::get_string(node, "name", "");
+    if (name.empty()) {
+        throw xException("ctor : узел конфига не имеет имени.");
+    }
+    if (parent != nullptr) {
+        type = parent->type;
+        enabled = parent->enabled;
+        poll_interval = parent->poll_interval;
+        rto = parent->rto;
+        sto = parent->sto;
+        poll_reconnect = parent->poll_reconnect;
+    }
+    type = jUtils::get_string(node, "type", type);
+    enabled = jUtils::get_bool(node, "enabled", enabled);
+    poll_interval = jUtils::get_int(node, "poll_interval", poll_interval);
+    rto = jUtils::get_int(node, "rto", rto);
+    sto = jUtils::get_int(node, "sto", sto);
+    poll_reconnect = jUtils::get_bool(node, "poll_reconnect", poll_reconnect);
+}
+
+int CBase::Load(CBase* parent_node, Json::Value& node, std::string const& list_name, std::string const& suffix,
+                std::string const& default_type) {
+    Logf(lmtTrace, "Load : загрузка списка : %s.", list_name);
+    if (node.empty()) {
+        Log(lmtError, "Load : узел пуст.");
+        return 0;
+    }
+    if (list_name.empty()) {
+        Log(lmtError, "Load : не указано имя списка.");
+        return 0;
+    }
+    if (jUtils::has(node, list_name.c_str())) {
+        Json::Value& list = node[list_name];
+        if (!list.isArray()) {
+            Logf(lmtError, "Load : %s : не является списком.", list_name);
+        } else {
+            // The first child of each name answers for it, as in a search through the list from its beginning.
+            std::map<std::string, CBase*> by_name;
+            for (auto const& child : children) {
+                by_name.emplace(child->name, child.get());
+            }
+            for (Json::Value& item : list) {
+                load_element(parent_node, item, suffix, default_type, by_name);
+            }
+        }
+    }
+    if (children.empty()) {
+        Log(lmtError, "Load : список пуст.");
+        return 0;
+    }
+    return 1;
+}
+
+void CBase::load_element(CBase* parent_node, Json::Value& item, std::string const& suffix,
+                         std::string const& default_type, std::map<std::string, CBase*>& by_name) {
+    std::string key = suffix;
+    std::string shown_name = "nnm";
+    try {
+        std::string const item_name = jUtils::get_string(item, "name", "");
+        if (item_name.empty()) {
+            Log(lmtError, "Load : элемент без имени будет пропущен.");
+            return;
+        }
+        std::string const word = jUtils::get_string(item, "type", default_type);
+        if (word.empty()) {
+            // The placeholder stays unfilled: installations look for the line as it stands.
+            Log(lmtError, "Load : %s : элемент без типа будет пропущен.");
+            return;
+        }
+        key = word + suffix;
+        auto const found = by_name.find(item_name);
+        if (found != by_name.end()) {
+            if (auto* param = dynamic_cast<CParam*>(found->second)) {
+                shown_name = item_name;
+                param->Compare(item);
+                return;
+            }
+        }
+        auto const creator = CBFac::stone_map().find(key);
+        if (creator == CBFac::stone_map().end()) {
+            Logf(lmtError, "Load : %s : тип элемента не найден : %s. Элемент будет пропущен.", item_name, key);
+            return;
+        }
+        std::unique_ptr<CBase> child(creator->second(parent_node, item));
+        if (child) {
+            by_name.emplace(child->name, child.get());
+            children.push_back(std::move(child));
+        }
+    } catch (std::exception const& e) {
+        Logf(lmtError, "%s : %s : исключение при парсинге элемента : %s", key, shown_name, e.what());
+    }
+}
+
+void CBase::LoadTemplate(std::string const& template_name, CBase* parent_node, std::string const& default_type) {
+    if (template_name.empty()) {
+        return;
+    }
+    try {
+        Json::Value document = jUtils::Load(xCommon::xString::Format("%s/%s.json", path_templates, template_name));
+        std::string const own_name = jUtils::get_string(document, "name", "");
+        if (own_name != template_name) {
+            parent_node->Logf(lmtError,
+                              "имя шаблона не совпадает с именем из шаблона : %s != %s.\nШаблон обработан не будет.",
+                              template_name, own_name);
+            return;
+        }
+        Load(parent_node, document, "params", suffix_cparam, default_type);
+    } catch (std::exception const&) {
+        Logf(lmtError, "ошибка при обработке шаблона '%s'.", template_name);
+    }
+}
+
+CBFac::CBFac(std::string const& key, Creator creator) { stone_map().emplace(key, std::move(creator)); }
+
+CBFac::Map& CBFac::stone_map() {
+    static auto* const map = new Map;  // never destroyed: workers may still run while the process ends
+    return *map;
+}

@@ -1,0 +1,100 @@
+#include "config/config.h"
+
+#include "config/constants.h"
+#include "config/cport.h"
+#include "foundation/jutils.h"
+#include "foundation/xexception.h"
+
+using xCommon::jUtils;
+using xCommon::lmtError;
+using xCommon::xException;
+
+tcp_set::tcp_set(Json::Value const& node, std::string const& default_url, int default_port) {
+    if (!node.isObject() || node.empty()) {
+        throw xException("tcp_set : конфиг не содержит настроек TCP/MQTT");
+    }
+    url = jUtils::get_string(node, "url", default_url);
+    port = jUtils::get_int(node, "port", default_port);
+}
+
+tcp_set tcp_set::parse(Json::Value const& root) {
+    tcp_set result;
+    result.url = "127.0.0.1";
+    result.port = 1883;
+    if (root.isObject() && root.isMember("mqtt")) {
+        // An `mqtt` object without `port` gives port 0, not 1883. Installations have been set up around it.
+        return {root["mqtt"], "127.0.0.1", 0};
+    }
+    if (jUtils::has(root, "mqtt_url")) {
+        result.url = jUtils::get_string(root, "mqtt_url", "");
+        result.port = jUtils::get_int(root, "mqtt_port", 1883);
+    }
+    return result;
+}
+
+log_set::log_set(Json::Value const& root, int default_size, bool /*default_debug*/) {
+    if (jUtils::has(root, "log")) {
+        if (!root["log"].isObject()) {
+            throw xException("log_set : ключ 'log' не является объектом.");
+        }
+        max_size = jUtils::get_int(root["log"], "max_size", default_size);
+        is_debug = jUtils::get_bool(root["log"], "is_debug", false);
+    }
+}
+
+log_set log_set::parse(Json::Value const& root) {
+    if (jUtils::has(root, "log")) {
+        return {root, 5, false};
+    }
+    log_set result;
+    if (jUtils::has(root, "log_maxsize")) {
+        result.max_size = jUtils::get_int(root, "log_maxsize", 5);
+        result.is_debug = jUtils::get_bool(root, "log_debug", false);
+    }
+    return result;
+}
+
+void Config::build(Json::Value& root) {
+    mqtt = tcp_set::parse(root);
+    try {
+        log = log_set::parse(root);
+    } catch (std::exception const& e) {
+        // Faulty log settings are no reason to stop polling.
+        Logf(lmtError, "exception : %s", e.what());
+    }
+    ports.Load(nullptr, root, "ports", suffix_cport, "");
+    for (auto const& node : ports.children) {
+        if (auto* port = dynamic_cast<CPort*>(node.get())) {
+            port->cfg = this;
+        }
+    }
+}
+
+std::unique_ptr<Config> Config::guarded(std::function<void(Config&)> const& step) {
+    std::unique_ptr<Config> config(new Config);
+    try {
+        step(*config);
+    } catch (std::exception const& e) {
+        config->Logf(lmtError, "exception : %s", e.what());
+        return nullptr;
+    }
+    return config;
+}
+
+Config* Config::Load(Json::Value& root) {
+    return guarded([&root](Config& config) { config.build(root); }).release();
+}
+
+Config* Config::Load(std::string const& path) {
+    return guarded([&path](Config& config) {
+               Json::Value root = jUtils::Load(path);
+               if (root.empty()) {
+                   throw xException("пустой файл конфигурации.");
+               }
+               config.build(root);
+               if (config.ports.children.empty()) {
+                   throw xException("список портов пуст.");
+               }
+           })
+        .release();
+}

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <json/value.h>
+
+#include <memory>
+#include <string>
+
+#include "config/cbase.h"
+
+/// Host and port of a TCP peer or of the broker.
+class tcp_set {
+ public:
+    tcp_set() = default;
+    /// From the keys `url` and `port`. Raises an xException for an empty node.
+    tcp_set(Json::Value const& node, std::string const& default_url, int default_port);
+    /// The broker's address from the root document: `mqtt`, else `mqtt_url` and `mqtt_port`, else 127.0.0.1:1883.
+    static tcp_set parse(Json::Value const& root);
+
+    std::string url;
+    int port = -1;
+};
+
+class log_set {
+ public:
+    log_set() = default;
+    log_set(Json::Value const& root, int default_size, bool default_debug);
+    /// The log settings from the root document: `log`, else `log_maxsize` and `log_debug`, else 5 MiB and no detail.
+    static log_set parse(Json::Value const& root);
+
+    int max_size = 5;  ///< MiB
+    bool is_debug = false;
+};
+
+/// Root of the configuration tree.
+class Config : public xCommon::LogItem {
+ public:
+    /// Builds the tree from a normalised document. Null, with a line in the log, if it can't be built.
+    static Config* Load(Json::Value& root);
+    /// The same from a file; here an empty list of ports is a failure too.
+    static Config* Load(std::string const& path);
+
+    tcp_set mqtt;
+    log_set log;
+    /// The children of this node are the ports, in the order of the file.
+    CBase ports{"Config::Load"};
+
+ private:
+    Config() : LogItem(nullptr, "ostrand::Config") {}
+    void build(Json::Value& root);
+    static std::unique_ptr<Config> guarded(std::function<void(Config&)> const& step);
+};

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <string>
+
+#include "config/cbase.h"
+#include "foundation/serial_line.h"
+
+class Config;
+
+/// Configuration of one port.
+class CPort : public CBase {
+ public:
+    /// Reads the transport's keys by the type word: "rs" the serial settings, "tcp" host and port, "z2t" the bridge;
+    /// and for a word with "base" the devices. Raises an xExceptionf for settings that can't be used and for a port
+    /// without a usable device.
+    explicit CPort(Json::Value& node);
+    static CBase* create(CBase* parent, Json::Value& node);
+
+    /// The first device whose "/devices/" plus name occurs in `topic`; null when none does. It is a search for a part:
+    /// the first of two devices whose names begin alike answers for the second too.
+    CBase* get_device(std::string const& topic);
+
+    bool type_has(char const* word) const { return type.find(word) != std::string::npos; }
+
+    /// Set by Config::Load once the list is loaded.
+    Config* cfg = nullptr;
+    std::string url;
+    int port = -1;
+    /// What the file says; the settings in force are the serial transport's.
+    xserial::xco rs;
+    /// The bridge's identity in topics.
+    std::string z2t_id;
+    std::string address;
+
+ private:
+    void read_transport(Json::Value& node);
+};
+
+/// Configuration of one device, base of every driver's.
+class CDev : public CBase {
+ public:
+    /// Reads `rs` (personal serial settings, not validated here), `display_name` and, for Modbus, `all_params`.
+    CDev(CBase* parent, Json::Value& node);
+
+    xserial::xco rs;
+    bool personal_rs = false;
+    std::string display_name;
+};

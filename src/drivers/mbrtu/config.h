@@ -1,0 +1,21 @@
+#pragma once
+
+#include "drivers/modbus/config.h"
+
+/// Modbus RTU: slaves on a serial line, or behind a converter that passes RTU frames through TCP.
+namespace mbrtu {
+
+/// Configuration of a slave, type word "mb-rtu".
+class c_dev : public modbus::c_dev {
+ public:
+    c_dev(CBase* port_node, Json::Value& node);
+    static CBase* create(CBase* parent, Json::Value& node);
+};
+
+class c_param : public modbus::c_param {
+ public:
+    using modbus::c_param::c_param;
+    static CBase* create(CBase* parent, Json::Value& node);
+};
+
+}  // namespace mbrtu

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "drivers/mbrtu/pdu.h"
+#include "drivers/modbus/device.h"
+
+namespace mbrtu {
+
+/// The dialogue with one RTU slave.
+class dev : public modbus::device {
+ public:
+    using modbus::device::device;
+    static IBase* create(IBase* port_object, CBase* node);
+
+    BaseResult get_response(modbus::c_param* param) override;
+    void write(modbus::c_param* param, std::string value, bholding::bitem const* item) override;
+    /// Holds a value back that may chatter. Gives the value to publish, or an empty text.
+    std::string check_debounce(modbus::c_param* param, std::string const& value);
+
+ private:
+    void reconnect();
+};
+
+}  // namespace mbrtu

@@ -1,0 +1,116 @@
+#include "drivers/modbus/config.h"
+
+#include "config/constants.h"
+#include "config/utils.h"
+#include "foundation/duk_helper.h"
+#include "foundation/jutils.h"
+#include "foundation/xexception.h"
+
+namespace modbus {
+
+using xCommon::jUtils;
+using xCommon::lmtError;
+using xCommon::lmtTrace;
+using xCommon::xExceptionf;
+
+namespace {
+
+struct Word {
+    char const* text;
+    int code;
+};
+
+constexpr Word reg_types[] = {{"coil", reg_coil},
+                              {"status", reg_status},
+                              {"holding-m", reg_holding_m},
+                              {"holding-bit", reg_holding_bit},
+                              {"input", reg_input},
+                              {"input-bit", reg_input_bit}};
+
+/// A fresh evaluator serves each conversion: no state carries over.
+std::string calculate(std::string const& expression, std::string const& value) {
+    if (expression.empty()) {
+        return value;
+    }
+    xCommon::dukHelper evaluator;
+    evaluator.add_param("value", value);
+    return evaluator.show(expression);
+}
+
+}  // namespace
+
+c_dev::c_dev(CBase* port_node, Json::Value& node, std::string const& type_word)
+    : CDev(port_node, node), port(port_node) {
+    if (port == nullptr) {
+        throw xExceptionf("#%s : ctor : не указан порт.", name);
+    }
+    if (!jUtils::has(node, "sid")) {
+        throw xExceptionf("#%s : ctor : не указан аргумент 'sid'.", name);
+    }
+    sid = Utils::jToInt(node["sid"]);
+    name = xCommon::xString::Format("%s_%d", name, sid);
+    poll_delay = jUtils::get_int(node, "poll_delay", 0);
+    std::string const templ = jUtils::get_string(node, "templ", "");
+    if (!templ.empty()) {
+        Logf(lmtTrace, "загрузка шаблона : %s.", templ);
+        LoadTemplate(templ, this, type_word);
+    }
+    Load(this, node, "params", suffix_cparam, type_word);
+    if (children.empty()) {
+        throw xExceptionf("#%s : ctor : устройство не содержит ни одного параметра.", name);
+    }
+}
+
+c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
+    if (!jUtils::has(node, "reg_addr")) {
+        throw xExceptionf("%s : не указан атрибут 'reg_addr'.", name);
+    }
+    reg_addr = static_cast<unsigned short>(Utils::jToInt(node["reg_addr"]));
+    reg_type = GetRegType(node);
+    if (has_bits()) {
+        bits = std::make_unique<bholding::bhold>(this, node);
+    }
+    converter_read = jUtils::get_string(node, "converter_read", "");
+    converter_write = jUtils::get_string(node, "converter_write", "");
+    // The parent is a device of another family when a parameter takes this class by its own `type`.
+    auto const* modbus_device = dynamic_cast<c_dev const*>(device);
+    int const default_delay = modbus_device != nullptr ? modbus_device->poll_delay : 0;
+    poll_delay = static_cast<unsigned short>(jUtils::get_int(node, "poll_delay", default_delay));
+}
+
+int c_param::GetRegType(Json::Value const& node) {
+    std::string const text = jUtils::get_string(node, "reg_type", "");
+    for (Word const& row : reg_types) {
+        if (text == row.text) {
+            return row.code;
+        }
+    }
+    return reg_holding;
+}
+
+void c_param::Compare(Json::Value& node) {
+    if (node.empty()) {
+        return;
+    }
+    if (jUtils::has(node, "reg_addr")) {
+        reg_addr = static_cast<unsigned short>(Utils::jToInt(node["reg_addr"]));
+    }
+    if (jUtils::has(node, "reg_type")) {
+        reg_type = GetRegType(node);
+    }
+    if (has_bits() && jUtils::has(node, "bh_list")) {
+        bits = std::make_unique<bholding::bhold>(this, node);
+    }
+    if (has_bits() && !bits) {
+        Log(lmtError, "битовый параметр без списка 'bh_list' : публиковать нечего.");
+    }
+    CParam::Compare(node);
+}
+
+std::string c_param::CalculateReadExpression(std::string const& value) const { return calculate(converter_read, value); }
+
+std::string c_param::CalculateWriteExpression(std::string const& value) const {
+    return calculate(converter_write, value);
+}
+
+}  // namespace modbus

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "config/cparam.h"
+#include "config/cport.h"
+#include "drivers/bholding/bholding.h"
+#include "foundation/byte_list.h"
+
+/// What Modbus over a serial line and over TCP have in common: configuration, values, request bodies, and the part of
+/// the dialogue that is above the frame.
+namespace modbus {
+
+/// Register kinds, the key `reg_type`.
+enum RegType : int {
+    reg_coil = 0,
+    reg_status = 1,
+    reg_holding = 2,
+    reg_holding_m = 3,  ///< holding registers that are always written by function 16
+    reg_holding_bit = 4,
+    reg_input = 5,
+    reg_input_bit = 6
+};
+
+/// Configuration of one slave. Its name gets the slave address appended, and so it stands in the topics.
+class c_dev : public CDev {
+ public:
+    /// `type_word` is the driver's: the default type of the parameters. Raises an xExceptionf for a missing port or
+    /// `sid`, and for a device without parameters.
+    c_dev(CBase* port_node, Json::Value& node, std::string const& type_word);
+
+    /// Slave address; the wire carries its low byte.
+    int sid = 0;
+    CBase* port;
+    int poll_delay = 0;  ///< ms, pause before each single request
+};
+
+/// Configuration of one parameter, and the conversion between its text and its register image.
+class c_param : public CParam {
+ public:
+    /// Raises an xExceptionf for a missing `reg_addr`, an xException for faulty bits.
+    c_param(CBase* device, Json::Value& node);
+
+    void Compare(Json::Value& node) override;
+    /// Code of the key `reg_type`. Any text that is no kind's, and none, gives reg_holding without a message:
+    /// configurations in use spell it in many ways.
+    static int GetRegType(Json::Value const& node);
+    bool has_bits() const { return reg_type == reg_holding_bit || reg_type == reg_input_bit; }
+
+    /// Text of the value at the beginning of `len` bytes. Raises an xExceptionf for too few bytes and for a value type
+    /// that registers can't hold.
+    std::string GetValueFromBuffer(unsigned char const* buf, int len) const;
+    /// Appends the register image of `value`. Raises an xExceptionf for a value type that can't be written, and
+    /// std::invalid_argument or std::out_of_range for text that is no number.
+    void GetValueFromString(xCommon::ByteList& out, std::string const& value) const;
+    /// The value through `converter_read` or `converter_write`; a faulty expression raises the evaluator's exception.
+    std::string CalculateReadExpression(std::string const& value) const;
+    std::string CalculateWriteExpression(std::string const& value) const;
+
+    /// Address on the wire of the first register or coil.
+    unsigned short reg_addr = 0;
+    int reg_type = reg_holding;
+    /// The bits of a "holding-bit" or "input-bit"; null for all other kinds, and for one that only an overlay without
+    /// `bh_list` made a bit kind.
+    std::unique_ptr<bholding::bhold> bits;
+    std::string converter_read;
+    std::string converter_write;
+    unsigned short poll_delay = 0;  ///< ms
+};
+
+}  // namespace modbus

@@ -1,0 +1,122 @@
+#include "drivers/modbus/device.h"
+
+#include <utility>
+#include <vector>
+
+#include "config/constants.h"
+#include "config/process.h"
+#include "foundation/xexception.h"
+#include "foundation/xmisc.h"
+#include "runtime/command_connection.h"
+
+namespace modbus {
+
+using xCommon::lmtError;
+using xCommon::lmtTrace;
+using xCommon::xString;
+
+device::device(IBase* port_object, CBase* node) : DevBase(port_object, node), config_(dynamic_cast<c_dev*>(node)) {
+    if (config_ == nullptr) {
+        throw xCommon::xExceptionf("#%s : ctor : узел не является устройством Modbus.", node->name);
+    }
+}
+
+std::string device::on_topic(std::string const& control) {
+    return xString::Format(topic_on, get_device_name(), control);
+}
+
+void device::ProcConnect() {
+    std::vector<xMQ::subsItem> items;
+    for (auto const& child : cfg->children) {
+        auto* param = dynamic_cast<c_param*>(child.get());
+        if (param == nullptr || !param->enabled || param->read_only) {
+            continue;
+        }
+        std::vector<std::string> controls;
+        if (param->reg_type != reg_holding_bit) {
+            controls.push_back(param->name);
+        } else if (param->bits) {
+            for (bholding::bitem const& item : param->bits->items) {
+                controls.push_back(item.control_name());
+            }
+        }
+        for (std::string const& control : controls) {
+            items.push_back({on_topic(control), 2});
+            cfg->Logf(lmtTrace, "subscribe on : %s", items.back().topic);
+        }
+    }
+    port->mq_subscribe(items);
+}
+
+std::pair<c_param*, bholding::bitem const*> device::find_target(std::string const& topic) {
+    for (auto const& child : cfg->children) {
+        auto* param = dynamic_cast<c_param*>(child.get());
+        if (param == nullptr || param->read_only) {
+            continue;
+        }
+        if (param->reg_type != reg_holding_bit) {
+            if (topic == on_topic(param->name)) {
+                return {param, nullptr};
+            }
+        } else if (param->bits) {
+            for (bholding::bitem const& item : param->bits->items) {
+                if (topic == on_topic(item.control_name())) {
+                    return {param, &item};
+                }
+            }
+        }
+    }
+    return {nullptr, nullptr};
+}
+
+bool device::ProcMessage(std::string& topic, std::string& payload) {
+    cfg->Logf(lmtTrace, "ProcMessage : %s = %s.", topic, payload);
+    if (!xString::EndsWith(topic, "/on")) {
+        return false;
+    }
+    auto const [param, item] = find_target(topic);
+    if (param == nullptr) {
+        return false;
+    }
+    if (item != nullptr && payload != "0" && payload != "1") {
+        // The write goes ahead all the same, and set_value() refuses the text.
+        param->Logf(lmtError, "значение %s нельзя писать в бит %s.", payload, item->name);
+    }
+    CommandConnection const connection(*this);
+    write(param, payload, item);
+    return true;
+}
+
+bool device::poll_param(CParam* base_param) {
+    auto* param = dynamic_cast<c_param*>(base_param);
+    if (param == nullptr) {
+        return false;
+    }
+    xCommon::xMisc::delay(param->poll_delay);
+    try {
+        BaseResult result = get_response(param);
+        if (param->in_debounce) {
+            return true;
+        }
+        if (param->has_bits() && result.is_ok) {
+            if (param->bits) {
+                param->bits->publish(this, result);
+            }
+        } else {
+            port->publish_result(result, this, param);
+        }
+        return result.is_ok;
+    } catch (std::exception const& e) {
+        param->Logf(lmtError, "исключение при опросе : %s", e.what());
+        // A fault that the driver can't explain: the file watch answers the touch with a new process.
+        touch_configuration();
+        return false;
+    }
+}
+
+std::string device::prepare_to_write_bit(c_param* param, std::string const& value, bholding::bitem const* item) {
+    BaseResult const current = get_response(param);
+    return current.is_ok ? item->set_value(current.result, value) : std::string();
+}
+
+}  // namespace modbus

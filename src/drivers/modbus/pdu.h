@@ -1,0 +1,46 @@
+#pragma once
+
+#include "drivers/modbus/config.h"
+#include "foundation/byte_list.h"
+
+namespace modbus {
+
+/// The Modbus protocol data unit behind the slave address (Modbus Application Protocol V1.1b3), the same on every
+/// transport. Stateless: bytes in, bytes out.
+///
+/// Read request, functions 1 to 4:           Write request, functions 5 and 6:
+///   0  1  slave address                       0  1  slave address
+///   1  1  function                            1  1  function
+///   2  2  address, high byte first            2  2  address
+///   4  2  count of registers or coils         4  2  value
+///
+/// Write request, function 16:
+///   0  1  slave address        4  2  count of registers
+///   1  1  function             6  1  count of bytes
+///   2  2  address              7  n  values
+///
+/// Reply head: slave address, function (bit 7 set: refused), count of bytes or exception code.
+class pdu {
+ public:
+    /// Bytes of a reply's head.
+    static constexpr int head_size = 3;
+
+    /// Function to read a parameter. Raises an xExceptionf for an unknown register kind, an xException for null.
+    static unsigned char getReadFunCode(c_param const* cp);
+    /// Function to write a parameter. Raises an xExceptionf for a kind that can't be written, an xException for null.
+    static unsigned char getWriteFunCode(c_param const* cp);
+    /// Registers (or coils) that the parameter occupies. Raises an xException for null.
+    static unsigned short getRegNum(c_param const* cp);
+
+    /// Append the request from the slave address on, without what the transport puts around it.
+    static void read_request(xCommon::ByteList& out, unsigned char sid, c_param const* cp);
+    static void write_request(xCommon::ByteList& out, unsigned char sid, c_param const* cp, std::string const& value);
+
+    /// Text of an exception code; codes of 12 and above have the text of 0, and that of 9 is empty.
+    static char const* exception_text(unsigned char code);
+    /// 1 when the reply, of which `len` bytes have arrived, may be read on; 0 after a line in the parameter's log. The
+    /// function isn't compared with the request's, nor the byte count: many slaves are lax there.
+    static int check_head(c_param const* cp, unsigned char sid, unsigned char const* buf, int len);
+};
+
+}  // namespace modbus

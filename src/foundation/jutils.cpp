@@ -1,0 +1,102 @@
+#include "foundation/jutils.h"
+
+#include <json/reader.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <memory>
+#include <sstream>
+
+#include "foundation/xexception.h"
+
+namespace xCommon {
+
+namespace {
+
+/// The name by which a person finds a node in the file, as far as it has one.
+std::string label(Json::Value const& node) {
+    Json::Value const& name = jUtils::at(node, "name");
+    return name.isString() ? name.asString() : std::string("?");
+}
+
+template <typename T, typename Convert>
+T get(Json::Value const& node, char const* key, T const& fallback, Convert convert) {
+    Json::Value const& value = jUtils::at(node, key);
+    if (value.isNull()) {
+        return fallback;
+    }
+    try {
+        return convert(value);
+    } catch (std::exception const& e) {
+        throw xExceptionf("%s : недопустимое значение ключа '%s' : %s", label(node), key, e.what());
+    }
+}
+
+bool parse(std::string const& text, Json::Value& root, bool fail_if_extra, std::string& errors) {
+    Json::CharReaderBuilder builder;
+    builder["collectComments"] = false;
+    builder["failIfExtra"] = fail_if_extra;
+    std::unique_ptr<Json::CharReader> const reader(builder.newCharReader());
+    try {
+        return reader->parse(text.data(), text.data() + text.size(), &root, &errors);
+    } catch (std::exception const& e) {
+        errors = e.what();  // nested deeper than the parser goes
+        return false;
+    }
+}
+
+}  // namespace
+
+Json::Value jUtils::Load(std::string const& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        throw xExceptionf("%s : не удалось открыть файл : %s.", path, std::strerror(errno));
+    }
+    std::ostringstream content;
+    content << file.rdbuf();
+    // A folder opens as a file and fails at the first read; an empty file sets the same flag, but reads as no text.
+    if (file.bad()) {
+        throw xExceptionf("%s : не удалось прочитать файл.", path);
+    }
+    std::string const text = content.str();
+    if (text.empty()) {
+        throw xExceptionf("%s : файл пуст или не читается.", path);
+    }
+
+    Json::Value root;
+    std::string errors;
+    if (!parse(text, root, true, errors)) {
+        throw xExceptionf("%s : ошибка разбора JSON : %s", path, errors);
+    }
+    return root;
+}
+
+bool jUtils::Parse(std::string const& text, Json::Value& root) {
+    std::string errors;
+    return parse(text, root, false, errors);
+}
+
+Json::Value const& jUtils::at(Json::Value const& node, char const* key) {
+    return node.isObject() ? node[key] : Json::Value::nullSingleton();
+}
+
+bool jUtils::has(Json::Value const& node, char const* key) { return !at(node, key).isNull(); }
+
+std::string jUtils::get_string(Json::Value const& node, char const* key, std::string const& fallback) {
+    return get(node, key, fallback, [](Json::Value const& value) { return value.asString(); });
+}
+
+int jUtils::get_int(Json::Value const& node, char const* key, int fallback) {
+    return get(node, key, fallback, [](Json::Value const& value) { return value.asInt(); });
+}
+
+bool jUtils::get_bool(Json::Value const& node, char const* key, bool fallback) {
+    return get(node, key, fallback, [](Json::Value const& value) { return value.asBool(); });
+}
+
+double jUtils::get_double(Json::Value const& node, char const* key, double fallback) {
+    return get(node, key, fallback, [](Json::Value const& value) { return value.asDouble(); });
+}
+
+}  // namespace xCommon

@@ -1,0 +1,337 @@
+#include "foundation/mq_client.h"
+
+#include <mosquitto.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "foundation/xlog.h"
+
+namespace xMQ {
+
+using xCommon::global_logf;
+using xCommon::lmtError;
+using xCommon::lmtInfo;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+constexpr size_t identity_limit = 23;
+constexpr int loop_wait_ms = 1000;
+constexpr int first_retry_s = 1;
+constexpr int last_retry_s = 10;
+/// A broker that has acknowledged nothing for `stall_time` while `stall_count` messages wait is taken as gone.
+constexpr auto stall_time = std::chrono::seconds(5);
+constexpr size_t stall_count = 10000;
+/// MQTT numbers its messages with 16 bits: more can't be under way at all.
+constexpr size_t waiting_limit = 60000;
+
+std::string cut_identity(std::string identity) {
+    if (identity.size() > identity_limit) {
+        size_t end = identity_limit;
+        while (end > 0 && (static_cast<unsigned char>(identity[end]) & 0xC0U) == 0x80U) {
+            --end;
+        }
+        identity.resize(end);
+    }
+    while (!identity.empty() && identity.back() == '\0') {
+        identity.pop_back();
+    }
+    return identity;
+}
+
+}  // namespace
+
+mqClient::mqClient(bool clean_session, xCommon::SyncVector* queue, std::string const& identity, int keep_alive_s)
+    : client_(nullptr, &mosquitto_destroy),
+      queue_(queue),
+      identity_(cut_identity(identity)),
+      keep_alive_s_(keep_alive_s),
+      since_(Clock::now()),
+      last_progress_(Clock::now()) {
+    // A name that isn't UTF-8 is refused by the library: the broker then gives the client an identity of its own.
+    client_.reset(mosquitto_new(identity_.c_str(), clean_session, this));
+    if (!client_) {
+        client_.reset(mosquitto_new(nullptr, true, this));
+    }
+    if (!client_) {
+        throw std::bad_alloc();
+    }
+    mosquitto_threaded_set(client_.get(), true);
+    mosquitto_int_option(client_.get(), MOSQ_OPT_TCP_NODELAY, 1);
+    mosquitto_connect_callback_set(client_.get(), on_connect);
+    mosquitto_disconnect_callback_set(client_.get(), on_disconnect);
+    mosquitto_publish_callback_set(client_.get(), on_publish);
+    mosquitto_message_callback_set(client_.get(), on_message);
+}
+
+mqClient::~mqClient() { disconnect(); }
+
+bool mqClient::connect(std::string const& host, int port) {
+    if (thread_.joinable()) {
+        return false;
+    }
+    host_ = host;
+    port_ = port;
+    {
+        std::lock_guard const lock(mutex_);
+        stop_ = false;
+        failure_logged_ = false;
+        attempt_failed_ = false;
+        since_ = Clock::now();
+    }
+    thread_ = std::thread(&mqClient::run, this);
+    return true;
+}
+
+void mqClient::disconnect() {
+    if (!thread_.joinable()) {
+        return;
+    }
+    {
+        std::lock_guard const lock(mutex_);
+        stop_ = true;
+    }
+    changed_.notify_all();
+    mosquitto_disconnect(client_.get());
+    thread_.join();
+    connection_lost();
+}
+
+/// The network thread. The library's own endless loop gives up for good after some errors (a reply that is no MQTT, a
+/// refused login, a name that doesn't resolve at the first attempt), so the loop and the pauses are run here.
+void mqClient::run() {
+    int pause_s = first_retry_s;
+    for (bool first = true;; first = false) {
+        if (!first && !wait_before_retry(pause_s)) {
+            return;
+        }
+        pause_s = first ? first_retry_s : std::min(pause_s * 2, last_retry_s);
+        int code = mosquitto_connect_async(client_.get(), host_.c_str(), port_, keep_alive_s_);
+        int error = errno;
+        bool stood = false;
+        while (code == MOSQ_ERR_SUCCESS) {
+            code = mosquitto_loop(client_.get(), loop_wait_ms, 1);
+            error = errno;
+            std::lock_guard const lock(mutex_);
+            stood = stood || connected;
+            if (stop_) {
+                break;
+            }
+        }
+        if (stood) {
+            pause_s = first_retry_s;
+        }
+        connection_lost();
+        {
+            std::lock_guard const lock(mutex_);
+            if (stop_) {
+                return;
+            }
+        }
+        if (!stood) {
+            attempt_failed(code == MOSQ_ERR_ERRNO ? std::strerror(error) : mosquitto_strerror(code));
+        }
+    }
+}
+
+bool mqClient::wait_before_retry(int seconds) {
+    std::unique_lock lock(mutex_);
+    return !changed_.wait_for(lock, std::chrono::seconds(seconds), [this] { return stop_; });
+}
+
+void mqClient::attempt_failed(std::string const& reason) {
+    bool log_it = false;
+    {
+        std::lock_guard const lock(mutex_);
+        log_it = !failure_logged_;
+        failure_logged_ = true;
+        attempt_failed_ = true;
+    }
+    changed_.notify_all();
+    if (log_it) {
+        global_logf(lmtError, "MQTT : %s : нет соединения с брокером %s:%d : %s. Попытки продолжаются.", identity_, host_,
+                    port_, reason);
+    }
+}
+
+void mqClient::connection_lost() {
+    bool was_connected = false;
+    bool stopping = false;
+    {
+        std::lock_guard const lock(mutex_);
+        was_connected = connected;
+        stopping = stop_;
+        connected = false;
+        if (was_connected) {
+            since_ = Clock::now();
+        }
+        // What is of QoS 0 goes down with the connection; the rest is sent again by the library.
+        std::erase_if(waiting_, [](auto const& entry) { return entry.second == 0; });
+        early_.clear();
+    }
+    if (was_connected) {
+        global_logf(stopping ? lmtInfo : lmtError, "MQTT : %s : соединение с брокером %s:%d завершено.", identity_, host_,
+                    port_);
+    }
+}
+
+void mqClient::on_connect(mosquitto* /*client*/, void* self, int code) {
+    auto* client = static_cast<mqClient*>(self);
+    if (code != 0) {
+        client->attempt_failed(mosquitto_connack_string(code));
+        return;
+    }
+    // The entry is in the queue before anyone can see the flag: a worker that polls finds its subscriptions due.
+    client->queue_->Push(std::make_unique<xCommon::svMessage>(xCommon::svMessage::connected));
+    {
+        std::lock_guard const lock(client->mutex_);
+        client->connected = true;
+        client->failure_logged_ = false;
+        client->last_progress_ = Clock::now();
+    }
+    client->changed_.notify_all();
+    global_logf(lmtInfo, "MQTT : %s : соединение с брокером %s:%d установлено.", client->identity_, client->host_,
+                client->port_);
+}
+
+void mqClient::on_disconnect(mosquitto* /*client*/, void* self, int /*code*/) {
+    static_cast<mqClient*>(self)->connection_lost();
+}
+
+void mqClient::on_publish(mosquitto* /*client*/, void* self, int id) {
+    auto* client = static_cast<mqClient*>(self);
+    std::lock_guard const lock(client->mutex_);
+    client->last_progress_ = Clock::now();
+    client->stall_logged_ = false;
+    if (client->waiting_.erase(id) == 0) {
+        client->early_.insert(id);
+    }
+}
+
+void mqClient::sent(int id, int qos) {
+    std::lock_guard const lock(mutex_);
+    if (early_.erase(id) != 0) {
+        return;
+    }
+    if (waiting_.empty()) {
+        last_progress_ = Clock::now();
+    }
+    if (connected || qos > 0) {
+        waiting_[id] = qos;
+    }
+}
+
+bool mqClient::stalled() {
+    bool log_it = false;
+    bool is_stalled = false;
+    {
+        std::lock_guard const lock(mutex_);
+        is_stalled = waiting_.size() >= waiting_limit ||
+                     (waiting_.size() >= stall_count && Clock::now() - last_progress_ > stall_time);
+        log_it = is_stalled && !stall_logged_;
+        stall_logged_ = stall_logged_ || is_stalled;
+    }
+    if (log_it) {
+        global_logf(lmtError, "MQTT : %s : брокер не подтверждает сообщения, публикация приостановлена.", identity_);
+    }
+    return is_stalled;
+}
+
+bool mqClient::publish(std::string const& topic, std::string const& payload, int qos, bool retain) {
+    if (!get_bool(connected) || stalled()) {
+        return false;
+    }
+    int id = 0;
+    int const code = mosquitto_publish(client_.get(), &id, topic.c_str(), static_cast<int>(payload.size()),
+                                       payload.data(), qos, retain);
+    if (code == MOSQ_ERR_SUCCESS) {
+        sent(id, qos);
+        return true;
+    }
+    if (code != MOSQ_ERR_NO_CONN && code != MOSQ_ERR_CONN_LOST) {
+        global_logf(lmtError, "MQTT : публикация в топик '%s' невозможна : %s", topic, mosquitto_strerror(code));
+    }
+    return false;
+}
+
+bool mqClient::subscribe(std::vector<subsItem> const& items) {
+    for (subsItem const& item : items) {
+        if (!get_bool(connected)) {
+            return false;
+        }
+        int const code = mosquitto_subscribe(client_.get(), nullptr, item.topic.c_str(), item.qos);
+        if (code == MOSQ_ERR_NO_CONN || code == MOSQ_ERR_CONN_LOST) {
+            return false;
+        }
+        if (code != MOSQ_ERR_SUCCESS) {
+            global_logf(lmtError, "MQTT : подписка на топик '%s' невозможна : %s", item.topic, mosquitto_strerror(code));
+            continue;
+        }
+        std::lock_guard const lock(mutex_);
+        topics_.insert(item.topic);
+    }
+    return true;
+}
+
+void mqClient::unsubscribe(std::string const& topic) {
+    mosquitto_unsubscribe(client_.get(), nullptr, topic.c_str());
+    std::lock_guard const lock(mutex_);
+    topics_.erase(topic);
+}
+
+void mqClient::unsubscribe() {
+    std::set<std::string> topics;
+    {
+        std::lock_guard const lock(mutex_);
+        topics.swap(topics_);
+    }
+    for (std::string const& topic : topics) {
+        mosquitto_unsubscribe(client_.get(), nullptr, topic.c_str());
+    }
+}
+
+bool mqClient::get_bool(bool const& field) const {
+    std::lock_guard const lock(mutex_);
+    return field;
+}
+
+long long mqClient::get_i64(long long const& field) {
+    std::lock_guard const lock(mutex_);
+    stamp = connected ? 0 : std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - since_).count();
+    return field;
+}
+
+bool mqClient::wait_connected(int wait_ms) {
+    std::unique_lock lock(mutex_);
+    changed_.wait_for(lock, std::chrono::milliseconds(wait_ms), [this] { return connected || attempt_failed_; });
+    return connected;
+}
+
+void mqClient::on_message(mosquitto* /*client*/, void* self, mosquitto_message const* message) {
+    std::string payload;
+    if (message->payloadlen > 0) {
+        payload.assign(static_cast<char const*>(message->payload), static_cast<size_t>(message->payloadlen));
+    }
+    static_cast<mqClient*>(self)->queue_->Push(std::make_unique<mqMessage>(message->topic, std::move(payload)));
+}
+
+std::unique_ptr<mqClient> mqUtils::mqActivate(std::string const& host, int port, xCommon::SyncVector* queue,
+                                              std::string const& name, bool clean_session, int keep_alive_s) {
+    auto client = std::make_unique<mqClient>(clean_session, queue, name, keep_alive_s);
+    if (!client->connect(host, port) || !client->wait_connected(1000)) {
+        return nullptr;
+    }
+    return client;
+}
+
+mqMessage* mqUtils::mqCast(xCommon::svMessage* entry, std::string const& name) {
+    auto* message = dynamic_cast<mqMessage*>(entry);
+    if (message == nullptr) {
+        global_logf(xCommon::lmtTrace, "%s : запись очереди не является сообщением.", name);
+    }
+    return message;
+}
+
+}  // namespace xMQ

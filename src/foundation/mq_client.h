@@ -1,0 +1,122 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "foundation/sync_vector.h"
+
+struct mosquitto;
+struct mosquitto_message;
+
+namespace xMQ {
+
+struct subsItem {
+    std::string topic;
+    int qos = 2;
+};
+
+/// A received message.
+class mqMessage : public xCommon::svMessage {
+ public:
+    mqMessage(std::string message_topic, std::string message_payload)
+        : svMessage(svMessage::message), topic(std::move(message_topic)), payload(std::move(message_payload)) {}
+    size_t weight() const override { return sizeof(*this) + topic.size() + payload.size(); }
+
+    std::string topic;
+    std::string payload;
+};
+
+/// A client of one broker with a network thread of its own. On each connection it queues an entry of type 0, for each
+/// received message one of type 1. It keeps trying for ever, whatever failed, waiting 1 s growing to 10 s between
+/// attempts; publish(), subscribe() and the getters may be called beside the network thread.
+class mqClient {
+ public:
+    /// `identity` is cut at 23 bytes, the limit of MQTT 3.1; a torn UTF-8 character at the cut and trailing NULs go.
+    mqClient(bool clean_session, xCommon::SyncVector* queue, std::string const& identity, int keep_alive_s);
+    ~mqClient();
+    mqClient(mqClient const&) = delete;
+    mqClient& operator=(mqClient const&) = delete;
+
+    /// Starts the connection and the network thread and doesn't wait for the broker. False only when the thread runs
+    /// already.
+    bool connect(std::string const& host, int port);
+    /// Ends the connection and the thread.
+    void disconnect();
+    /// Sends one message. False while there is no connection, when the broker has stalled (see below), or when the
+    /// topic can't be published on, which is logged.
+    bool publish(std::string const& topic, std::string const& payload, int qos, bool retain);
+    /// Subscribes all items; one that the protocol forbids is logged and left out. False while there is no connection.
+    bool subscribe(std::vector<subsItem> const& items);
+    void unsubscribe(std::string const& topic);
+    void unsubscribe();
+
+    /// Read a public field of this client under its lock.
+    bool get_bool(bool const& field) const;
+    long long get_i64(long long const& field);
+
+    /// Waits until the connection stands or the first attempt has failed, `wait_ms` at most; true if it stands.
+    bool wait_connected(int wait_ms);
+
+    bool connected = false;
+    /// Whole seconds since the connection was lost, or since connect() if it never stood; 0 while it stands.
+    long long stamp = 0;
+
+    std::string const& identity() const { return identity_; }
+
+ private:
+    static void on_connect(mosquitto* client, void* self, int code);
+    static void on_disconnect(mosquitto* client, void* self, int code);
+    static void on_publish(mosquitto* client, void* self, int id);
+    static void on_message(mosquitto* client, void* self, mosquitto_message const* message);
+
+    void run();
+    void attempt_failed(std::string const& reason);
+    void connection_lost();
+    bool wait_before_retry(int seconds);
+    bool stalled();
+    void sent(int id, int qos);
+
+    std::unique_ptr<mosquitto, void (*)(mosquitto*)> client_;
+    xCommon::SyncVector* queue_;
+    std::string identity_;
+    int keep_alive_s_;
+    std::string host_;
+    int port_ = 0;
+
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    bool stop_ = false;
+    bool failure_logged_ = false;
+    bool attempt_failed_ = false;
+    bool stall_logged_ = false;
+    std::chrono::steady_clock::time_point since_;
+    std::chrono::steady_clock::time_point last_progress_;
+    /// Ids of messages that the broker hasn't acknowledged (QoS 0: that haven't gone out), with their QoS.
+    std::unordered_map<int, int> waiting_;
+    /// Ids acknowledged before publish() could enter them.
+    std::unordered_set<int> early_;
+    std::set<std::string> topics_;
+    std::thread thread_;
+};
+
+class mqUtils {
+ public:
+    /// Makes a client and connects it; null when the broker can't be reached within a second.
+    static std::unique_ptr<mqClient> mqActivate(std::string const& host, int port, xCommon::SyncVector* queue,
+                                                std::string const& name, bool clean_session, int keep_alive_s);
+    /// The message form of an entry of type 1, or null. The entry keeps its owner. `name` appears in the log when the
+    /// entry claims to be a message and isn't.
+    static mqMessage* mqCast(xCommon::svMessage* entry, std::string const& name);
+};
+
+}  // namespace xMQ

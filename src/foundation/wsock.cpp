@@ -1,0 +1,170 @@
+#include "foundation/wsock.h"
+
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+
+#include "foundation/deadline.h"
+
+namespace xsock {
+
+using xCommon::Deadline;
+
+namespace {
+
+constexpr int least_connect_ms = 1000;
+/// What was sent and isn't acknowledged for so long ends the connection: a peer that lost its power without a word
+/// would otherwise keep it for a quarter of an hour.
+constexpr unsigned int unacknowledged_ms = 30000;
+
+/// Waits for `events`; false at the deadline or on a failure of poll.
+bool wait_for(int fd, short events, int wait_ms) {
+    Deadline const deadline(wait_ms);
+    for (;;) {
+        pollfd entry{fd, events, 0};
+        int const ready = poll(&entry, 1, deadline.left_ms());
+        if (ready > 0) {
+            return true;
+        }
+        if (ready == 0 || errno != EINTR) {
+            return false;
+        }
+    }
+}
+
+int connected_socket(addrinfo const& address, int wait_ms) {
+    int const fd = socket(address.ai_family, address.ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, address.ai_protocol);
+    if (fd < 0) {
+        return -1;
+    }
+    int error = connect(fd, address.ai_addr, address.ai_addrlen) == 0 ? 0 : errno;
+    if (error == EINPROGRESS) {
+        socklen_t length = sizeof(error);
+        if (!wait_for(fd, POLLOUT, wait_ms)) {
+            error = ETIMEDOUT;
+        } else if (getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &length) != 0) {
+            error = errno;
+        }
+    }
+    if (error != 0) {
+        close(fd);
+        return -1;
+    }
+    int const on = 1;
+    setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
+    setsockopt(fd, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof(on));
+    setsockopt(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, &unacknowledged_ms, sizeof(unacknowledged_ms));
+    return fd;
+}
+
+}  // namespace
+
+wsock::wsock(std::string const& name, std::string const& host, int port, int read_timeout_ms, int send_timeout_ms)
+    : name_(name), host_(host), port_(port), read_timeout_ms_(read_timeout_ms), send_timeout_ms_(send_timeout_ms) {}
+
+wsock::~wsock() { Close(); }
+
+bool wsock::Open() {
+    Close();
+    Deadline const deadline(std::max(send_timeout_ms_, least_connect_ms));
+    addrinfo hints = {};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_flags = AI_NUMERICSERV;
+    addrinfo* found = nullptr;
+    if (getaddrinfo(host_.c_str(), std::to_string(port_).c_str(), &hints, &found) != 0) {
+        return false;
+    }
+    std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> const addresses(found, &freeaddrinfo);
+    for (addrinfo const* address = found; address != nullptr && fd_ < 0; address = address->ai_next) {
+        fd_ = connected_socket(*address, deadline.left_ms());
+    }
+    connected = fd_ >= 0;
+    return connected;
+}
+
+void wsock::Close() {
+    if (fd_ >= 0) {
+        close(fd_);
+        fd_ = -1;
+    }
+    connected = false;
+}
+
+int wsock::receive(void* buffer, int count, int wait_ms) {
+    if (!connected) {
+        return -1;
+    }
+    if (count <= 0 || !wait_for(fd_, POLLIN, wait_ms)) {
+        return 0;
+    }
+    ssize_t const got = recv(fd_, buffer, static_cast<size_t>(count), 0);
+    if (got > 0) {
+        return static_cast<int>(got);
+    }
+    if (got < 0 && (errno == EAGAIN || errno == EINTR)) {
+        return 0;
+    }
+    connected = false;
+    return -1;
+}
+
+int wsock::Recv(void* buffer, int count) { return receive(buffer, count, read_timeout_ms_); }
+
+bool wsock::RecvAll(void* buffer, int count) {
+    Deadline const deadline(read_timeout_ms_);
+    int got = 0;
+    while (got < count) {
+        int const piece = receive(static_cast<unsigned char*>(buffer) + got, count - got, deadline.left_ms());
+        if (piece <= 0) {
+            return false;
+        }
+        got += piece;
+    }
+    return true;
+}
+
+int wsock::Send(void const* buffer, int count) {
+    if (!connected) {
+        return -1;
+    }
+    Deadline const deadline(send_timeout_ms_);
+    int sent = 0;
+    while (sent < count) {
+        ssize_t const piece = send(fd_, static_cast<unsigned char const*>(buffer) + sent,
+                                   static_cast<size_t>(count - sent), MSG_NOSIGNAL);
+        if (piece > 0) {
+            sent += static_cast<int>(piece);
+        } else if (piece < 0 && errno != EAGAIN && errno != EINTR) {
+            connected = false;
+            return sent > 0 ? sent : -1;
+        } else if (!wait_for(fd_, POLLOUT, deadline.left_ms())) {
+            break;
+        }
+    }
+    return sent;
+}
+
+bool wsock::SendAll(void const* buffer, int count) { return count <= 0 || Send(buffer, count) == count; }
+
+void wsock::flush_input() {
+    unsigned char waste[4096];
+    // Bounded, so that a peer that never stops sending can't hold the worker here.
+    for (int piece = 0; piece < 256 && receive(waste, sizeof(waste), 0) > 0; ++piece) {
+    }
+}
+
+void wsock::set_timeout(int read_timeout_ms, int send_timeout_ms) {
+    read_timeout_ms_ = read_timeout_ms;
+    send_timeout_ms_ = send_timeout_ms;
+}
+
+}  // namespace xsock

@@ -1,0 +1,113 @@
+#include "foundation/xlog.h"
+
+#include <spdlog/pattern_formatter.h>
+#include <spdlog/sinks/rotating_file_sink.h>
+#include <spdlog/sinks/stdout_sinks.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+
+namespace xCommon {
+
+namespace {
+
+constexpr size_t mib = 1024 * 1024;
+constexpr size_t old_files = 3;
+constexpr char line_pattern[] = "%Y-%m-%d %H:%M:%S.%e %v";
+
+void report_on_stderr(std::string const& path, char const* reason) {
+    std::fprintf(stderr, "%s : не удалось записать лог : %s\n", path.c_str(), reason);
+}
+
+}  // namespace
+
+xLog* xLog::gv = nullptr;
+
+xLog::xLog(std::string const& directory, std::string const& file, int size, bool debug, bool second)
+    : path_(directory + "/" + file),
+      size_(std::max(size, 1)),
+      debug_(debug),
+      second_(second),
+      screen_(std::make_unique<spdlog::sinks::stderr_sink_st>()) {
+    screen_->set_pattern(line_pattern);
+    open_file();
+}
+
+xLog::~xLog() = default;
+
+void xLog::open_file() {
+    try {
+        // The sink makes the missing folders of the path itself.
+        file_ = std::make_unique<spdlog::sinks::rotating_file_sink_st>(path_, static_cast<size_t>(size_) * mib, old_files);
+        file_->set_pattern(line_pattern);
+    } catch (std::exception const& e) {
+        file_.reset();
+        report_on_stderr(path_, e.what());
+    }
+}
+
+void xLog::write(LMT type, std::string const* node, std::string const& text) {
+    if (!enabled(type)) {
+        return;
+    }
+    std::string line;
+    line.reserve(text.size() + 32);
+    line.append("[").append(std::to_string(static_cast<int>(type))).append("] ");
+    if (node != nullptr) {
+        line.append("[").append(*node).append("] ");
+    }
+    line.append(text);
+    spdlog::details::log_msg const message(spdlog::string_view_t{}, spdlog::level::info, line);
+
+    std::lock_guard const lock(mutex_);
+    try {
+        if (file_) {
+            file_->log(message);
+            if (type == lmtError) {
+                file_->flush();
+            }
+        }
+        if (second_ || !file_) {
+            screen_->log(message);
+        }
+    } catch (std::exception const& e) {
+        // A full disk must not stop the polling.
+        report_on_stderr(path_, e.what());
+    }
+}
+
+void xLog::PrintHex(void const* data, int length, std::string const& title) {
+    static constexpr char digits[] = "0123456789ABCDEF";
+    std::string text = title + " :";
+    auto const* bytes = static_cast<unsigned char const*>(data);
+    for (int index = 0; bytes != nullptr && index < length; ++index) {
+        text.push_back(' ');
+        text.push_back(digits[bytes[index] >> 4U]);
+        text.push_back(digits[bytes[index] & 0x0FU]);
+    }
+    Log(lmtInfo, text);
+}
+
+void xLog::flush() {
+    std::lock_guard const lock(mutex_);
+    try {
+        if (file_) {
+            file_->flush();
+        }
+    } catch (std::exception const& e) {
+        report_on_stderr(path_, e.what());
+    }
+}
+
+void xLog::set_max_size(int size) {
+    std::lock_guard const lock(mutex_);
+    size = std::max(size, 1);
+    if (size != size_) {
+        size_ = size;
+        file_.reset();
+        open_file();
+    }
+}
+
+}  // namespace xCommon

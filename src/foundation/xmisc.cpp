@@ -1,0 +1,35 @@
+#include "foundation/xmisc.h"
+
+#include <cerrno>
+#include <cmath>
+#include <ctime>
+
+namespace xCommon {
+
+void xMisc::delay(int milliseconds) {
+    if (milliseconds <= 0) {
+        return;
+    }
+    timespec left{milliseconds / 1000, (milliseconds % 1000) * 1000000L};
+    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
+}
+
+float xMisc::round(float value, float scale, int precision) {
+    float const scaled = value * scale;
+    double const power = std::pow(10.0, precision);
+    double const rounded = std::round(static_cast<double>(scaled) * power) / power;
+    return std::isfinite(rounded) ? static_cast<float>(rounded) : scaled;
+}
+
+std::string xMisc::Invert(std::string const& text) {
+    if (text == "0") {
+        return "1";
+    }
+    if (text == "1") {
+        return "0";
+    }
+    return text;
+}
+
+}  // namespace xCommon

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <string>
+
+namespace xCommon {
+
+/// Small helpers without a better home.
+class xMisc {
+ public:
+    /// Sleeps `milliseconds` on the calling thread; a signal doesn't shorten the sleep, 0 or less is no sleep.
+    static void delay(int milliseconds);
+    /// `value` times `scale` in single precision, rounded half away from zero to `precision` digits behind the point.
+    static float round(float value, float scale, int precision);
+    /// "0" to "1" and "1" to "0"; any other text stays.
+    static std::string Invert(std::string const& text);
+};
+
+class xSystem {
+ public:
+    /// Runs a shell command and gives its exit status, -1 if it could not be started. The child gets the signal mask
+    /// and dispositions that this process was started with.
+    static int Exec(std::string const& command);
+    /// The same, gives what the command printed without its last line feed; empty if it could not be started.
+    static std::string ExecAndGetResult(std::string const& command);
+    /// Virtual and resident memory of this process in KiB; 0 when the kernel doesn't tell.
+    static void mem_usage(double& vm, double& resident);
+};
+
+/// Clocks. Both are whole seconds of the calendar; mono() is the calendar at process start plus steady time since, so
+/// that a clock set back or forth doesn't move it.
+class xtime {
+ public:
+    static long long time();
+    static long long mono();
+};
+
+}  // namespace xCommon

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <fmt/printf.h>
+
+#include <string>
+#include <vector>
+
+namespace xCommon {
+
+class ByteList;
+
+/// Text helpers.
+class xString {
+ public:
+    /// printf semantics, but every argument carries its own type: a std::string goes to "%s" as it is, and a
+    /// conversion that doesn't fit its argument can't read foreign memory. Foreign text is an argument, never a format.
+    template <typename... Args>
+    static std::string Format(std::string const& format, Args const&... args) {
+        return vformat(format, fmt::make_printf_args(args...));
+    }
+
+    /// The pieces of `text` between separators; empty pieces are dropped, so an empty text gives no piece.
+    static std::vector<std::string> Split(std::string const& text, std::string const& separator);
+    static std::string Replace(std::string const& text, std::string const& from, std::string const& to);
+    static bool StartsWith(std::string const& text, std::string const& piece);
+    static bool EndsWith(std::string const& text, std::string const& piece);
+    /// Lower case of ASCII letters; other bytes stay.
+    static std::string ToLower(std::string const& text);
+    /// Appends each pair of hexadecimal characters of `text` as one byte. A pair that is not hexadecimal counts as 0,
+    /// a last single character is dropped.
+    static void string_to_hex(ByteList& target, std::string const& text);
+
+ private:
+    static std::string vformat(std::string const& format, fmt::printf_args args);
+};
+
+}  // namespace xCommon

@@ -1,0 +1,109 @@
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "foundation/xmisc.h"
+#include "foundation/xsignal.h"
+
+namespace xCommon {
+
+namespace {
+
+/// Starts "/bin/sh -c command"; `output` becomes its standard output unless it is negative. Gives -1 on failure.
+/// system() and popen() would hand the blocked termination signals of this process on to the child.
+pid_t start_shell(std::string const& command, int output) {
+    posix_spawnattr_t attributes;
+    posix_spawn_file_actions_t actions;
+    posix_spawnattr_init(&attributes);
+    posix_spawn_file_actions_init(&actions);
+    sigset_t defaults;
+    sigemptyset(&defaults);
+    sigaddset(&defaults, SIGPIPE);
+    posix_spawnattr_setsigdefault(&attributes, &defaults);
+    posix_spawnattr_setsigmask(&attributes, &xSignalHandling::original_mask());
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    if (output >= 0) {
+        posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+    }
+    std::string text = command;
+    char shell[] = "sh";
+    char option[] = "-c";
+    char* const arguments[] = {shell, option, text.data(), nullptr};
+    pid_t child = -1;
+    if (posix_spawn(&child, "/bin/sh", &actions, &attributes, arguments, environ) != 0) {
+        child = -1;
+    }
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    return child;
+}
+
+int wait_for(pid_t child) {
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0) {
+        if (errno != EINTR) {
+            return -1;
+        }
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+}  // namespace
+
+int xSystem::Exec(std::string const& command) {
+    pid_t const child = start_shell(command, -1);
+    return child < 0 ? -1 : wait_for(child);
+}
+
+std::string xSystem::ExecAndGetResult(std::string const& command) {
+    std::string result;
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        return result;
+    }
+    pid_t const child = start_shell(command, ends[1]);
+    close(ends[1]);
+    if (child >= 0) {
+        char piece[512];
+        for (;;) {
+            ssize_t const count = read(ends[0], piece, sizeof(piece));
+            if (count > 0) {
+                result.append(piece, static_cast<size_t>(count));
+            } else if (count == 0 || errno != EINTR) {
+                break;
+            }
+        }
+        wait_for(child);
+    }
+    close(ends[0]);
+    if (!result.empty() && result.back() == '\n') {
+        result.pop_back();
+    }
+    return result;
+}
+
+void xSystem::mem_usage(double& vm, double& resident) {
+    vm = 0;
+    resident = 0;
+    FILE* file = fopen("/proc/self/statm", "re");
+    if (file == nullptr) {
+        return;
+    }
+    unsigned long pages_vm = 0;
+    unsigned long pages_resident = 0;
+    char line[128];
+    bool const read = fgets(line, sizeof(line), file) != nullptr;
+    fclose(file);
+    // NOLINTNEXTLINE(cert-err34-c): the kernel writes plain numbers
+    if (read && sscanf(line, "%lu %lu", &pages_vm, &pages_resident) == 2) {
+        double const page_kib = static_cast<double>(sysconf(_SC_PAGESIZE)) / 1024;
+        vm = static_cast<double>(pages_vm) * page_kib;
+        resident = static_cast<double>(pages_resident) * page_kib;
+    }
+}
+
+}  // namespace xCommon

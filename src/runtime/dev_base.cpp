@@ -1,0 +1,148 @@
+#include "runtime/dev_base.h"
+
+#include "config/constants.h"
+#include "config/cport.h"
+#include "foundation/xexception.h"
+#include "runtime/port_base.h"
+
+using xCommon::lmtError;
+using xCommon::xException;
+using xCommon::xExceptionf;
+using xCommon::xString;
+
+DevBase::DevBase(IBase* port_object, CBase* node) : IBase(port_object, node), port(dynamic_cast<PortBase*>(port_object)) {
+    if (cfg == nullptr) {
+        throw xException("DevBase::ctor : не указан 'cbase'.");
+    }
+    if (port == nullptr) {
+        throw xExceptionf("DevBase::ctor : %s : не указан 'port'.", cfg->name);
+    }
+    if (cfg->children.empty() && !port->cport->type_has("z2t")) {
+        throw xExceptionf("DevBase::ctor : %s : список параметров пуст.", cfg->name);
+    }
+}
+
+void DevBase::Poll(long long now) {
+    port->check_for_personal_rs(this);
+    if (cfg->all_params) {
+        if (!poll_whole(now)) {
+            return;
+        }
+    } else {
+        for (auto const& child : cfg->children) {
+            // Between any two parameters, so that a write doesn't wait for the end of a long cycle.
+            port->CheckMessage(this);
+            auto* param = dynamic_cast<CParam*>(child.get());
+            if (param != nullptr && param->enabled && param->is_due(now)) {
+                poll_one(*param, now);
+            }
+        }
+    }
+    if (cfg->poll_reconnect && port->tran && port->tran->is_open()) {
+        port->tran->close();
+    }
+    CheckFault();
+}
+
+void DevBase::poll_one(CParam& param, long long now) {
+    param.last_poll = now;
+    count_poll();
+    try {
+        if (!port->line_ready) {
+            fail_param(param);
+            return;
+        }
+        open_for_poll();
+        if (!poll_param(&param)) {
+            count_error();
+        }
+    } catch (std::exception const& e) {
+        param.Logf(lmtError, "Poll : исключение при опросе параметра : %s", e.what());
+        count_error();
+    }
+}
+
+/// False when the device isn't due.
+bool DevBase::poll_whole(long long now) {
+    port->CheckMessage(this);
+    if (!cfg->is_due(now)) {
+        return false;
+    }
+    cfg->last_poll = now;
+    try {
+        if (port->line_ready) {
+            open_for_poll();
+            poll_param(nullptr);
+            return true;
+        }
+        for (auto const& child : cfg->children) {
+            auto* param = dynamic_cast<CParam*>(child.get());
+            if (param != nullptr && param->enabled && param->is_due(now)) {
+                param->last_poll = now;
+                count_poll();
+                fail_param(*param);
+            }
+        }
+    } catch (std::exception const& e) {
+        xCommon::global_logf(lmtError, "Multi-poll : исключение при опросе параметров : %s", e.what());
+        count_error();
+    }
+    return true;
+}
+
+/// The line could not be set up for this device: an answer could only come from somebody else, so none is asked for.
+void DevBase::fail_param(CParam& param) {
+    count_error();
+    BaseResult failed;
+    port->publish_result(failed, this, &param);
+}
+
+void DevBase::open_for_poll() {
+    if (cfg->poll_reconnect && port->tran && !port->tran->is_open()) {
+        port->tran->open();
+    }
+}
+
+void DevBase::count_poll() {
+    ++port->polls;
+    ++polls;
+}
+
+void DevBase::count_error() {
+    ++port->errors;
+    ++errors;
+}
+
+CParam* DevBase::get_param(DevBase* dev, std::string const& topic) {
+    if (dev == nullptr || !xString::EndsWith(topic, "on")) {
+        return nullptr;
+    }
+    std::vector<std::string> const pieces = xString::Split(topic, "/");
+    if (pieces.size() != 5) {
+        return nullptr;
+    }
+    for (auto const& child : dev->cfg->children) {
+        if (child->name == pieces[3]) {
+            return dynamic_cast<CParam*>(child.get());
+        }
+    }
+    return nullptr;
+}
+
+void DevBase::CheckFault() {
+    if (polls <= 0) {
+        return;
+    }
+    if (errors < polls) {
+        fault = false;
+    } else if (errors == polls) {
+        if (!fault) {
+            auto const* dev = dynamic_cast<CDev const*>(cfg);
+            bool const has_display_name = dev != nullptr && !dev->display_name.empty();
+            port->mq_publish(topic_fault, has_display_name ? dev->display_name : get_device_name(), 2, false);
+        }
+        fault = true;
+    }
+    polls = 0;
+    errors = 0;
+}

@@ -1,0 +1,15 @@
+#include "runtime/ibase.h"
+
+#include <utility>
+
+void IBase::Restart() {
+    Stop();
+    Start();
+}
+
+IBFac::IBFac(std::string const& key, Creator creator) { stone_map().emplace(key, std::move(creator)); }
+
+IBFac::Map& IBFac::stone_map() {
+    static auto* const map = new Map;  // never destroyed, see CBFac
+    return *map;
+}

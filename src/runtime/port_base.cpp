@@ -1,0 +1,266 @@
+#include "runtime/port_base.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "config/constants.h"
+#include "foundation/deadline.h"
+#include "foundation/xexception.h"
+#include "foundation/xmisc.h"
+#include "transport/no_line_tran.h"
+#include "transport/rs_tran.h"
+#include "transport/tcp_tran.h"
+
+using xCommon::lmtError;
+using xCommon::lmtTrace;
+using xCommon::xException;
+using xCommon::xExceptionf;
+
+namespace {
+
+IBFac const registrars[] = {
+    {"base" + suffix_port, PortBase::create},      {"base.rs" + suffix_port, PortBase::create},
+    {"base.tcp" + suffix_port, PortBase::create},  {"base.z2t" + suffix_port, PortBase::create},
+    {"base.null" + suffix_port, PortBase::create},
+};
+
+/// A port of this name stays closed between passes: its driver connects around each sweep.
+constexpr char self_connecting_port[] = "pulsar";
+
+constexpr long long absence_line_s = 60;
+
+}  // namespace
+
+PortBase::PortBase(IBase* parent_object, CPort* node) : IBase(parent_object, node), cport(node) {
+    if (cport == nullptr) {
+        throw xException("PBase::ctor : не указан аргумент 'cport'.");
+    }
+    if (cport->cfg == nullptr) {
+        throw xException("PBase::ctor : не указан аргумент 'cport.cfg'.");
+    }
+    make_transport();
+    is_base = cport->type_has("base");
+    if (is_base) {
+        make_devices();
+    }
+}
+
+PortBase::~PortBase() { PortBase::Stop(); }
+
+IBase* PortBase::create(IBase* parent, CBase* node) { return new PortBase(parent, dynamic_cast<CPort*>(node)); }
+
+void PortBase::make_transport() {
+    if (cport->type_has("rs")) {
+        tran = std::make_unique<rsTran>(cport);
+    } else if (cport->type_has("tcp")) {
+        tran = std::make_unique<tcpTran>(cport);
+    } else if (cport->type_has("z2t")) {
+        tran = std::make_unique<z2tTran>(cport);
+    } else {
+        tran = std::make_unique<nullTran>(cport);
+    }
+}
+
+void PortBase::make_devices() {
+    for (auto const& child : cport->children) {
+        if (!child->enabled) {
+            continue;
+        }
+        std::unique_ptr<IBase> object;
+        auto const creator = IBFac::stone_map().find(child->type + suffix_dev);
+        if (creator != IBFac::stone_map().end()) {
+            try {
+                object.reset(creator->second(this, child.get()));
+            } catch (std::exception const& e) {
+                cport->Logf(lmtError, "#%s : исключение при создании устройства : %s", child->name, e.what());
+                continue;
+            }
+        }
+        if (auto* device = dynamic_cast<DevBase*>(object.get())) {
+            object.release();
+            devices.emplace_back(device);
+        } else {
+            cport->Logf(lmtError, "#%s : тип устройства (%s) не найден. Пропущено.", child->name, child->type);
+        }
+    }
+    if (devices.empty()) {
+        throw xExceptionf("PortBase::ctor : %s : список устройств пуст.", cport->name);
+    }
+}
+
+bool PortBase::Start() {
+    try {
+        if (is_base) {
+            if (!tran->open()) {
+                return false;
+            }
+            start_devices();
+        }
+        mq_start();
+        th_start();
+        return true;
+    } catch (std::exception const& e) {
+        cport->Logf(lmtError, "ошибка при запуске : %s", e.what());
+        return false;
+    }
+}
+
+void PortBase::start_devices() {
+    std::erase_if(devices, [this](auto const& device) {
+        try {
+            device->Start();
+            return false;
+        } catch (std::exception const& e) {
+            cport->Logf(lmtError, ": %s : ошибка при запуске устройства : %s", device->cfg->name, e.what());
+            return true;
+        }
+    });
+    if (devices.empty()) {
+        throw xExceptionf("#%s : порт не смог запустить ни одно устройство.", cport->name);
+    }
+}
+
+void PortBase::th_start() {
+    running = true;
+    thread = std::make_unique<std::thread>(&PortBase::Worker, this);
+}
+
+void PortBase::th_stop() {
+    running = false;
+    if (thread) {
+        cport->Log(lmtTrace, "ожидание завершения потока ...");
+        thread->join();
+        cport->Log(lmtTrace, "ожидание завершения потока ОК.");
+        thread.reset();
+    }
+}
+
+void PortBase::Stop() {
+    running = false;
+    for (auto const& device : devices) {
+        device->Stop();
+    }
+    // The worker uses all that goes from here on, so it is awaited first; it ends after the pass that it is in.
+    th_stop();
+    if (tran) {
+        tran->close();
+        tran.reset();
+    }
+    mq_stop();
+}
+
+void PortBase::Worker() {
+    while (running) {
+        xCommon::xMisc::delay(worker_delay);
+        try {
+            worker_pass();
+        } catch (std::exception const& e) {
+            cport->Logf(lmtError, "Worker : исключение : %s.", e.what());
+        }
+    }
+}
+
+void PortBase::worker_pass() {
+    long long const now = xCommon::xtime::time();
+    if (mq == nullptr) {
+        return;
+    }
+    bool report_absence = false;
+    if (is_connected()) {
+        Poll(now);
+        ProcTimer(now);
+        CheckMessage(nullptr);
+        if (!is_connected()) {
+            long long const difference = now - mq->get_i64(mq->stamp);
+            report_absence = difference >= 1 && difference % absence_line_s == 0;
+        }
+    } else {
+        // Here the bare stamp is looked at, above a difference. Either way it only paces the line.
+        long long const stamp = mq->get_i64(mq->stamp);
+        report_absence = stamp >= 1 && stamp % absence_line_s == 0;
+    }
+    if (report_absence) {
+        cport->Log(lmtError, "Worker : слишком долго нет соединения с MQTT.");
+    }
+}
+
+void PortBase::Poll(long long now) {
+    if (!cport->poll_reconnect && cport->name != self_connecting_port && tran && !tran->reopen()) {
+        return;
+    }
+    long long const polls_before = polls;
+    for (auto const& device : devices) {
+        if (!device->cfg->enabled) {
+            continue;
+        }
+        try {
+            device->Poll(now);
+        } catch (std::exception const& e) {
+            device->cfg->Logf(lmtError, "исключение при опросе устройства : %s.", e.what());
+            ++errors;
+        }
+    }
+    if (polls != polls_before && !cport->type_has("z2t")) {
+        show_stat();
+    }
+}
+
+void PortBase::check_for_personal_rs(DevBase* dev) {
+    line_ready = true;
+    if (cport->type_has("tcp") || cport->type_has("z2t")) {
+        return;
+    }
+    auto* line = dynamic_cast<rsTran*>(tran.get());
+    auto const* node = dynamic_cast<CDev const*>(dev->cfg);
+    if (line == nullptr || node == nullptr) {
+        return;
+    }
+    if (!node->personal_rs) {
+        if (!cport->rs.compare(line->settings)) {
+            line->settings = cport->rs;
+            line->close();
+            line_ready = line->open();
+        }
+        return;
+    }
+    xserial::xco wanted = node->rs;
+    if (wanted.path.empty()) {
+        wanted.path = cport->rs.path;
+    }
+    if (wanted.compare(line->settings)) {
+        xCommon::global_logf(lmtTrace, "check_for_personal_rs : персональные настройки [%s] совпадают с текущими.",
+                             node->name);
+        return;
+    }
+    xCommon::global_logf(lmtTrace, "check_for_personal_rs : установим персональные настройки [%s].", node->name);
+    line->settings = wanted;
+    line->close();
+    line_ready = line->open();
+    if (!line_ready) {
+        node->Log(lmtError, "персональные настройки линии недоступны : возвращены настройки порта.");
+        line->settings = cport->rs;
+        line->open();
+    }
+}
+
+DevBase* PortBase::get_device(std::string const& name) {
+    auto const found =
+        std::find_if(devices.begin(), devices.end(), [&name](auto const& device) { return device->cfg->name == name; });
+    return found == devices.end() ? nullptr : found->get();
+}
+
+int read_count(iTran& tran, unsigned char* buffer, int count, int rto) {
+    xCommon::Deadline const deadline(rto);
+    int got = 0;
+    while (got < count) {
+        int const piece = tran.read(buffer + got, count - got);
+        if (piece <= 0) {
+            return got > 0 ? got : piece;
+        }
+        got += piece;
+        if (deadline.passed()) {
+            break;
+        }
+    }
+    return got;
+}

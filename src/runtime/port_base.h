@@ -1,0 +1,104 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "config/cport.h"
+#include "foundation/byte_list.h"
+#include "foundation/mq_client.h"
+#include "foundation/sync_vector.h"
+#include "runtime/dev_base.h"
+#include "runtime/ibase.h"
+#include "transport/itran.h"
+
+/// Run-time object of one port: owns the transport, the broker client and the devices, and runs the one worker thread
+/// that polls them and handles every message. Ports share nothing but the read-only tree and the process log.
+class PortBase : public IBase {
+ public:
+    /// Raises an xException for a missing node, and an xExceptionf for a port of which no device could be made.
+    PortBase(IBase* parent_object, CPort* node);
+    ~PortBase() override;
+    static IBase* create(IBase* parent, CBase* node);
+
+    bool Start() override;
+    void Stop() override;
+    void Worker() override;
+    void Poll(long long now) override;
+    void ProcConnect() override;
+    using IBase::ProcMessage;
+    bool ProcMessage(std::string& topic, std::string& payload) override;
+    /// Serves the waiting messages, on behalf of a device between two of its parameters; does nothing for null.
+    void CheckMessage(DevBase* dev) override;
+
+    /// Publishes the value of a good result, or "r" on the error topic.
+    virtual void publish_result(BaseResult& result, DevBase* dev, CParam* param);
+    /// Logs and publishes the counters since process start.
+    virtual void show_stat();
+    /// Undoes the scale on a value that is to be written.
+    virtual void scale_command(DevBase* dev, std::string const& topic, std::string& value);
+    /// Adds the correction to a value. Not part of the ordinary path of a write: drivers may call it.
+    virtual void correction_command(DevBase* dev, std::string const& topic, std::string& value);
+
+    void th_start();
+    void th_stop();
+    /// Sets the serial line up for a device. Where its personal settings can't be opened, the port's own come back
+    /// into force and `line_ready` is false. A driver with a Poll of its own begins it with this call.
+    void check_for_personal_rs(DevBase* dev);
+    /// The first device with that configuration name, or null.
+    DevBase* get_device(std::string const& name);
+
+    bool mq_start();
+    void mq_stop();
+    bool mq_restart();
+    bool mq_connect();
+    void mq_disconnect();
+    /// False, without a word, while there is no connection.
+    bool mq_publish(std::string const& topic, std::string const& payload, int qos, bool retain);
+    bool mq_subscribe(std::vector<xMQ::subsItem> const& items);
+    void mq_unsubscribe();
+    /// The next queue entry, or null, without waiting.
+    std::unique_ptr<xCommon::svMessage> mq_pop();
+    /// Fans the members of a JSON message of the bridge out to the devices. False when the message isn't one.
+    bool check_z2t_message(std::string const& topic, std::string const& payload);
+
+    /// Since process start; written by the worker alone.
+    long long polls = 0;
+    long long errors = 0;
+    long long out_of_range = 0;
+
+    CPort* cport;
+    std::vector<std::unique_ptr<DevBase>> devices;
+    /// Scratch for the drivers' frames.
+    static constexpr int buffer_size = 1024;
+    unsigned char buffer[buffer_size] = {};
+    bool is_base = false;
+    std::unique_ptr<iTran> tran;
+    /// The line has the settings of the device that check_for_personal_rs() was last called for.
+    bool line_ready = true;
+
+ protected:
+    /// Serves the queue; `dev` may be null in a port-level driver.
+    void serve_queue(DevBase* dev);
+    bool is_connected() const;
+
+    std::unique_ptr<std::thread> thread;
+    std::atomic<bool> running = false;
+    int worker_delay = 1000;  ///< ms, pause at the head of each pass
+    std::unique_ptr<xCommon::SyncVector> queue;
+    std::unique_ptr<xMQ::mqClient> mq;
+    bool mq_clean = true;
+    int mq_keepalive = 60;  ///< s
+
+ private:
+    void make_transport();
+    void make_devices();
+    void start_devices();
+    void worker_pass();
+};
+
+/// Reads `count` bytes from a line that hands them out in pieces: gathers until all are there, nothing comes for the
+/// line's read time-out, or `rto` ms have passed. For reads whose length is known. What arrived, as iTran::read.
+int read_count(iTran& tran, unsigned char* buffer, int count, int rto);

@@ -1,0 +1,246 @@
+// The broker side of a port: its client, the way of a message to a device, and the publication of results.
+
+#include <cstdlib>
+#include <utility>
+
+#include "config/config.h"
+#include "config/constants.h"
+#include "foundation/jutils.h"
+#include "foundation/xexception.h"
+#include "foundation/xmisc.h"
+#include "runtime/port_base.h"
+
+using xCommon::global_logf;
+using xCommon::lmtError;
+using xCommon::lmtInfo;
+using xCommon::lmtTrace;
+using xCommon::svMessage;
+using xCommon::xException;
+using xCommon::xString;
+
+namespace {
+
+constexpr size_t identity_size = 23;
+constexpr char uuid_command[] = "cat /proc/sys/kernel/random/uuid";
+
+}  // namespace
+
+bool PortBase::mq_start() {
+    queue = std::make_unique<xCommon::SyncVector>();
+    std::string identity = cport->name + "#";
+    for (std::string const& piece : xString::Split(xCommon::xSystem::ExecAndGetResult(uuid_command), "-")) {
+        identity += piece;
+    }
+    identity.resize(identity_size, '\0');
+    try {
+        mq = std::make_unique<xMQ::mqClient>(mq_clean, queue.get(), identity, mq_keepalive);
+    } catch (std::bad_alloc const&) {
+        throw xException("PBase:mq_start : не хватило памяти на mqClient.");
+    }
+    return mq_connect();
+}
+
+void PortBase::mq_stop() {
+    if (mq) {
+        queue->Clear();
+        mq->disconnect();
+        mq.reset();
+    }
+    if (queue) {
+        queue->Clear();
+        queue.reset();
+    }
+}
+
+bool PortBase::mq_restart() {
+    mq_stop();
+    return mq_start();
+}
+
+bool PortBase::mq_connect() {
+    if (queue) {
+        queue->Clear();
+    }
+    return mq && mq->connect(cport->cfg->mqtt.url, cport->cfg->mqtt.port);
+}
+
+void PortBase::mq_disconnect() {
+    if (queue) {
+        queue->Clear();
+    }
+    if (mq) {
+        mq->disconnect();
+    }
+}
+
+bool PortBase::is_connected() const { return mq && mq->get_bool(mq->connected); }
+
+bool PortBase::mq_publish(std::string const& topic, std::string const& payload, int qos, bool retain) {
+    return is_connected() && mq->publish(topic, payload, qos, retain);
+}
+
+bool PortBase::mq_subscribe(std::vector<xMQ::subsItem> const& items) { return is_connected() && mq->subscribe(items); }
+
+void PortBase::mq_unsubscribe() {
+    if (mq) {
+        mq->unsubscribe();
+    }
+}
+
+std::unique_ptr<svMessage> PortBase::mq_pop() {
+    return std::unique_ptr<svMessage>(queue ? queue->PopWait(0, true) : nullptr);
+}
+
+void PortBase::CheckMessage(DevBase* dev) {
+    if (dev != nullptr) {
+        serve_queue(dev);
+    }
+}
+
+void PortBase::serve_queue(DevBase* dev) {
+    bool const was_open = tran && tran->is_open();
+    bool message_handled = false;
+    while (std::unique_ptr<svMessage> const entry = mq_pop()) {
+        if (entry->type == svMessage::connected) {
+            cport->Log(lmtInfo, "MQTT соединение установлено.");
+            ProcConnect();
+        } else if (entry->type == svMessage::message) {
+            if (auto* message = xMQ::mqUtils::mqCast(entry.get(), "noname")) {
+                cport->Logf(lmtInfo, "обработка сообщения : %s = %s.", message->topic, message->payload);
+                ProcMessage(message->topic, message->payload);
+                message_handled = true;
+            }
+        }
+    }
+    if (message_handled && dev != nullptr) {
+        // A write to another device may have left the line with that one's settings, or closed.
+        check_for_personal_rs(dev);
+        if (was_open && !tran->is_open()) {
+            tran->reopen();
+        }
+    }
+}
+
+void PortBase::ProcConnect() {
+    if (cport->type_has("z2t")) {
+        std::vector<xMQ::subsItem> items;
+        for (std::string const& format : {topic_z2t_sensor, topic_z2t_result}) {
+            items.push_back({xString::Format(format, cport->z2t_id), 2});
+            cport->Logf(lmtTrace, "subscribe on : %s", items.back().topic);
+        }
+        if (!mq_subscribe(items)) {
+            throw xException("Ошибка подписки на топики z2t-протокола");
+        }
+    }
+    for (auto const& device : devices) {
+        try {
+            device->ProcConnect();
+        } catch (std::exception const& e) {
+            cport->Logf(lmtError, "исключение при обработке подключения # %s : %s.", device->cfg->name, e.what());
+        }
+    }
+}
+
+bool PortBase::ProcMessage(std::string& topic, std::string& payload) {
+    if (check_z2t_message(topic, payload)) {
+        return true;
+    }
+    for (auto const& device : devices) {
+        // A search for a part: the first device whose name lies in the topic is asked, so "m1" in front of "m10" sees
+        // the latter's messages and has to decline them.
+        std::string const name = device->get_device_name();
+        if (topic.find(name) == std::string::npos) {
+            continue;
+        }
+        try {
+            global_logf(lmtTrace, "Topic = %s : dev_name = %s", topic, name);
+            device->cfg->Log(lmtTrace, "check_for_personal_rs");
+            check_for_personal_rs(device.get());
+            if (!line_ready) {
+                throw xException("персональные настройки линии недоступны");
+            }
+            scale_command(device.get(), topic, payload);
+            if (device->ProcMessage(topic, payload)) {
+                return true;
+            }
+        } catch (std::exception const& e) {
+            cport->Logf(lmtError, "исключение при обработке сообщения # %s : %s.", device->cfg->name, e.what());
+        }
+    }
+    return true;
+}
+
+bool PortBase::check_z2t_message(std::string const& topic, std::string const& payload) {
+    if (cport->type != "base.z2t") {
+        return false;
+    }
+    Json::Value root;
+    if (!xCommon::jUtils::Parse(payload, root)) {
+        return false;
+    }
+    if (!root.isObject()) {
+        for (auto const& device : devices) {
+            std::string topic_copy = topic;
+            std::string payload_copy = payload;
+            if (device->ProcMessage(topic_copy, payload_copy)) {
+                break;
+            }
+        }
+        return true;
+    }
+    for (std::string const& key : root.getMemberNames()) {
+        for (auto const& device : devices) {
+            if (device->ProcMessage(topic, key, root[key])) {
+                break;
+            }
+        }
+    }
+    return true;
+}
+
+void PortBase::scale_command(DevBase* dev, std::string const& topic, std::string& value) {
+    CParam* param = dev->get_param(dev, topic);
+    if (param == nullptr || !param->has_scale) {
+        return;
+    }
+    param->Logf(lmtTrace, "param : enter scale_command : %s.", value);
+    auto const number = static_cast<float>(std::strtod(value.c_str(), nullptr));
+    value = xString::Format("%f", number / param->scale);
+    param->Logf(lmtTrace, "param : exit scale_command : %s.", value);
+}
+
+void PortBase::correction_command(DevBase* dev, std::string const& topic, std::string& value) {
+    CParam* param = dev->get_param(dev, topic);
+    if (param == nullptr || !param->has_correction) {
+        return;
+    }
+    param->Logf(lmtTrace, "param : enter correction_command : %s.", value);
+    value = xString::Format("%f", std::stof(value) + static_cast<float>(param->correction));
+    param->Logf(lmtTrace, "param : exit correction_command : %s.", value);
+}
+
+void PortBase::publish_result(BaseResult& result, DevBase* dev, CParam* param) {
+    bool good = result.is_ok && !result.result.empty();
+    if (good && !param->check_value(result.result)) {
+        ++out_of_range;
+        good = false;
+    }
+    std::string const device_name = dev->get_device_name();
+    if (good) {
+        std::string const text = param->format(result.result);
+        param->Logf(lmtInfo, "ответ получен : %s", text);
+        mq_publish(xString::Format(topic_value, device_name, param->name), text, 2, true);
+    } else {
+        param->Log(lmtError, "ответ НЕ получен");
+        mq_publish(xString::Format(topic_meta, device_name, param->name, topic_meta_error), "r", 0, false);
+    }
+}
+
+void PortBase::show_stat() {
+    float const rate = polls == 0 ? 0.0F : static_cast<float>(errors * 100 / polls);
+    std::string const line =
+        xString::Format("Статистика %s : опросов = %lld : ошибок = %lld [ %0.2f ] : вне диапазона = %lld.", cport->name,
+                        polls, errors, rate, out_of_range);
+    cport->Log(lmtInfo, line);
+    mq_publish(xString::Format(topic_statistics, cport->name), line, 0, false);
+}

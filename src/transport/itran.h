@@ -1,0 +1,41 @@
+#pragma once
+
+#include "config/cport.h"
+#include "foundation/byte_list.h"
+
+/// The one interface through which drivers reach their line. A port owns exactly one, and its worker alone uses it.
+/// Nothing here raises: time-outs and closed lines come back as short counts or false.
+class iTran {
+ public:
+    explicit iTran(CPort* port) : cport(port) {}
+    virtual ~iTran() = default;
+    iTran(iTran const&) = delete;
+    iTran& operator=(iTran const&) = delete;
+
+    /// The line is usable now.
+    virtual bool is_open() = 0;
+    /// Closes first, then opens; what false means is told at each transport.
+    virtual bool open() = 0;
+    /// True if it is open, otherwise the result of opening it anew.
+    bool reopen();
+    virtual void close() = 0;
+    /// Bytes read, at most `count`; -1 if not open, 0 on time-out.
+    virtual int read(unsigned char* buffer, int count) = 0;
+    /// True only if exactly `count` bytes arrived.
+    virtual bool read_all(unsigned char* buffer, int count) = 0;
+    /// Bytes written; -1 if not open.
+    virtual int write(unsigned char* buffer, int count) = 0;
+    virtual int write(xCommon::ByteList& bytes) = 0;
+    /// True only if all went out.
+    virtual bool write_all(unsigned char* buffer, int count) = 0;
+    virtual bool write_all(xCommon::ByteList& bytes) = 0;
+    /// Drops pending input.
+    virtual void flush_in() = 0;
+    /// Drops or drains pending output.
+    virtual void flush_out() = 0;
+    void flush();
+    /// Time-outs in ms, for the line that is open now.
+    virtual void set_timeout(int rto, int sto) = 0;
+
+    CPort* cport;
+};

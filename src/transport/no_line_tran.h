@@ -1,0 +1,43 @@
+#pragma once
+
+#include "transport/itran.h"
+
+/// What the two transports without a line have in common: a flag, and writes that always succeed.
+class NoLineTran : public iTran {
+ public:
+    explicit NoLineTran(CPort* port) : iTran(port) {}
+
+    bool is_open() override { return is_open_; }
+    bool open() override;
+    void close() override { is_open_ = false; }
+    int write(unsigned char* /*buffer*/, int count) override { return count; }
+    int write(xCommon::ByteList& bytes) override { return static_cast<int>(bytes.size()); }
+    bool write_all(unsigned char* /*buffer*/, int /*count*/) override { return true; }
+    bool write_all(xCommon::ByteList& /*bytes*/) override { return true; }
+    void flush_in() override {}
+    void flush_out() override {}
+    void set_timeout(int /*rto*/, int /*sto*/) override {}
+
+ private:
+    bool is_open_ = false;
+};
+
+/// For devices that are reached over the broker: reads succeed and touch no data.
+class z2tTran : public NoLineTran {
+ public:
+    using NoLineTran::NoLineTran;
+
+    int read(unsigned char* buffer, int count) override;
+    bool read_all(unsigned char* buffer, int count) override;
+};
+
+/// For ports without a line. Reads hand out a canned 7-byte Modbus RTU answer, slave 0x11, value 5, from one position
+/// shared by all objects of the process, so that a Modbus device on such a port can be tried without hardware.
+class nullTran : public NoLineTran {
+ public:
+    using NoLineTran::NoLineTran;
+
+    /// `count`, or 0 with the position unchanged when the rest of the answer is shorter.
+    int read(unsigned char* buffer, int count) override;
+    bool read_all(unsigned char* buffer, int count) override;
+};

@@ -1,0 +1,76 @@
+#include "transport/tcp_tran.h"
+
+#include <exception>
+#include <vector>
+
+using xCommon::lmtError;
+using xCommon::lmtTrace;
+
+bool tcpTran::is_open() { return socket_ && socket_->connected; }
+
+bool tcpTran::open() {
+    close();
+    cport->Logf(lmtTrace, "открытие TCP соединения : %s:%d.", cport->url, cport->port);
+    try {
+        socket_ = std::make_unique<xsock::wsock>(cport->name, cport->url, cport->port, cport->rto, cport->sto);
+        if (!socket_->Open()) {
+            cport->Log(lmtError, "не удалось открыть TCP соединение.");
+        }
+        return true;
+    } catch (std::exception const& e) {
+        cport->Logf(lmtError, "исключение при открытии TCP соединения : %s.", e.what());
+        return false;
+    }
+}
+
+void tcpTran::close() { socket_.reset(); }
+
+bool tcpTran::ready(char const* operation) {
+    if (is_open() || reopen()) {
+        return true;
+    }
+    cport->Logf(lmtError, "tcpTran::%s : ошибка (reopen).", operation);
+    return false;
+}
+
+int tcpTran::read(unsigned char* buffer, int count) { return ready("read") ? socket_->Recv(buffer, count) : -1; }
+
+bool tcpTran::read_all(unsigned char* buffer, int count) {
+    return ready("read_all") && socket_->RecvAll(buffer, count);
+}
+
+int tcpTran::write(unsigned char* buffer, int count) { return ready("write") ? socket_->Send(buffer, count) : -1; }
+
+int tcpTran::write(xCommon::ByteList& bytes) {
+    if (!ready("write(ByteList)")) {
+        return -1;
+    }
+    std::vector<unsigned char> copy(bytes.size());
+    return socket_->Send(copy.data(), bytes.pop_buf(copy.data(), static_cast<int>(copy.size())));
+}
+
+bool tcpTran::write_all(unsigned char* buffer, int count) {
+    return ready("write_all") && socket_->SendAll(buffer, count);
+}
+
+bool tcpTran::write_all(xCommon::ByteList& bytes) {
+    if (!ready("write_all(ByteList)")) {
+        return false;
+    }
+    std::vector<unsigned char> copy(bytes.size());
+    return socket_->SendAll(copy.data(), bytes.pop_buf(copy.data(), static_cast<int>(copy.size())));
+}
+
+void tcpTran::flush_in() {
+    if (!is_open()) {
+        cport->Log(lmtError, "tcpTran::flush_in : ошибка (is_open).");
+        return;
+    }
+    socket_->flush_input();
+}
+
+void tcpTran::set_timeout(int rto, int sto) {
+    if (is_open()) {
+        socket_->set_timeout(rto, sto);
+    }
+}

@@ -1,0 +1,12 @@
+#pragma once
+
+/// The clock behind xtime in everything that links test_support: the real one plus an offset. In a child process that
+/// runs ostrand_testable the offset lies in the file that OSTRAND_TEST_CLOCK names, shared with the test.
+namespace test_clock {
+
+/// Moves the clock of this process by `seconds`, forth or back.
+void advance(long long seconds);
+/// Back to the real time.
+void reset();
+
+}  // namespace test_clock

@@ -1,0 +1,20 @@
+#include <cstdlib>
+
+#include "config/constants.h"
+
+// The fixed paths, below the folder that OSTRAND_TEST_ROOT names.
+
+namespace {
+
+std::string below_root(char const* path) {
+    char const* root = std::getenv("OSTRAND_TEST_ROOT");
+    return std::string(root != nullptr ? root : "/nonexistent") + path;
+}
+
+}  // namespace
+
+const std::string path_log_dir = below_root("/log");
+const std::string path_log_name = "ostrand.log";
+const std::string path_templates = below_root("/templates");
+const std::string path_config_first = below_root("/etc/driver.json");
+const std::string path_config_second = below_root("/etc/ostrand.json");
