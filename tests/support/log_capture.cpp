@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <fstream>
-#include <regex>
 
 using xCommon::xLog;
 
@@ -11,14 +10,15 @@ LogCapture::LogCapture(bool debug) : log_(folder_.path(), "test.log", 100, debug
 LogCapture::~LogCapture() { xLog::gv = nullptr; }
 
 std::vector<std::string> LogCapture::entries() const {
-    static std::regex const head("^[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9:.]{12} (\\[[1-4]\\] .*)$");
+    constexpr size_t time_size = sizeof("2026-01-31 12:00:00.000 ") - 1;
     xLog::gv->flush();
     std::ifstream file(folder_.file("test.log"));
     std::vector<std::string> found;
     for (std::string line; std::getline(file, line);) {
-        std::smatch match;
-        if (std::regex_match(line, match, head)) {
-            found.push_back(match[1]);
+        bool const is_head = line.size() > time_size + 2 && line[4] == '-' && line[time_size - 1] == ' ' &&
+                             line[time_size] == '[' && line[time_size + 2] == ']';
+        if (is_head) {
+            found.push_back(line.substr(time_size));
         } else if (!found.empty()) {
             found.back().append("\n").append(line);
         }
