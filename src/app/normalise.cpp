@@ -132,7 +132,8 @@ void split_tcp_port(Json::Value port, Json::Value& ports) {
         any = any || text_of(device, "type") == "mb-tcp";
     }
     if (!any) {
-        global_logf(lmtError, "порт base.tcp '%s' не содержит ни одного устройства mb-tcp : разбор файла не завершится.",
+        global_logf(lmtError,
+                    "порт base.tcp '%s' не содержит ни одного устройства mb-tcp : разбор файла не завершится.",
                     text_of(port["connection"], "name"));
     }
     for (Json::ArrayIndex index = 0; index < devices.size(); ++index) {

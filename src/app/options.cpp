@@ -1,8 +1,8 @@
 #include "app/options.h"
 
-#include <getopt.h>
-
 #include <vector>
+
+#include <getopt.h>
 
 #include "config/constants.h"
 

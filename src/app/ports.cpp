@@ -1,8 +1,8 @@
 #include "app/ports.h"
 
-#include <unistd.h>
-
 #include <memory>
+
+#include <unistd.h>
 
 #include "config/constants.h"
 #include "config/cport.h"

@@ -1,10 +1,5 @@
 #include "app/supervisor.h"
 
-#include <fcntl.h>
-#include <mosquitto.h>
-#include <sys/inotify.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -14,6 +9,11 @@
 #include <memory>
 #include <stdexcept>
 #include <utility>
+
+#include <fcntl.h>
+#include <mosquitto.h>
+#include <sys/inotify.h>
+#include <unistd.h>
 
 #include "app/normalise.h"
 #include "app/ports.h"
@@ -41,7 +41,9 @@ constexpr int restart_pause_ms = 3000;
 constexpr uint32_t watch_mask = IN_MODIFY | IN_CLOSE_WRITE | IN_DELETE_SELF;
 constexpr size_t event_buffer_size = 816;
 
-bool exists(std::string const& path) { return access(path.c_str(), F_OK) == 0; }
+bool exists(std::string const& path) {
+    return access(path.c_str(), F_OK) == 0;
+}
 
 void flush_log() {
     if (xLog::gv != nullptr) {

@@ -130,7 +130,9 @@ void CBase::LoadTemplate(std::string const& template_name, CBase* parent_node, s
     }
 }
 
-CBFac::CBFac(std::string const& key, Creator creator) { stone_map().emplace(key, std::move(creator)); }
+CBFac::CBFac(std::string const& key, Creator creator) {
+    stone_map().emplace(key, std::move(creator));
+}
 
 CBFac::Map& CBFac::stone_map() {
     static auto* const map = new Map;  // never destroyed: workers may still run while the process ends

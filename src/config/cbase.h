@@ -1,12 +1,12 @@
 #pragma once
 
-#include <json/value.h>
-
 #include <functional>
 #include <map>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <json/value.h>
 
 #include "foundation/xlog.h"
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <json/value.h>
-
 #include <memory>
 #include <string>
+
+#include <json/value.h>
 
 #include "config/cbase.h"
 

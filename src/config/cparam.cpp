@@ -17,13 +17,20 @@ struct Word {
     int code;
 };
 
-constexpr Word value_types[] = {
-    {"", vt_none},          {"bit", vt_bit},         {"i32", vt_i32},       {"u32", vt_u32},         {"str", vt_str},
-    {"i8", vt_i8},          {"i16", vt_i16},         {"u8", vt_u8},         {"u16", vt_u16},         {"float16", vt_float16},
-    {"float32", vt_float32}, {"fixi16", vt_fixi16},   {"fixu16", vt_fixu16}, {"date_time", vt_date_time},
-    {"str2", vt_str2},      {"str4", vt_str4},       {"str8", vt_str8},     {"ma", vt_ma},           {"m0a", vt_m0a},
-    {"m0r", vt_m0r},        {"m1", vt_m1},           {"m3", vt_m3},         {"m6", vt_m6},           {"m7", vt_m7},
-    {"u24", vt_u24},        {"i24", vt_i24},         {"bcd32", vt_bcd32}};
+constexpr Word value_types[] = {{"", vt_none},           {"bit", vt_bit},
+                                {"i32", vt_i32},         {"u32", vt_u32},
+                                {"str", vt_str},         {"i8", vt_i8},
+                                {"i16", vt_i16},         {"u8", vt_u8},
+                                {"u16", vt_u16},         {"float16", vt_float16},
+                                {"float32", vt_float32}, {"fixi16", vt_fixi16},
+                                {"fixu16", vt_fixu16},   {"date_time", vt_date_time},
+                                {"str2", vt_str2},       {"str4", vt_str4},
+                                {"str8", vt_str8},       {"ma", vt_ma},
+                                {"m0a", vt_m0a},         {"m0r", vt_m0r},
+                                {"m1", vt_m1},           {"m3", vt_m3},
+                                {"m6", vt_m6},           {"m7", vt_m7},
+                                {"u24", vt_u24},         {"i24", vt_i24},
+                                {"bcd32", vt_bcd32}};
 
 constexpr Word word_orders[] = {
     {"big_endian", 0}, {"little_endian", 1}, {"mid_big_endian", 2}, {"mid_little_endian", 3}};
@@ -34,7 +41,9 @@ std::string without_hex_prefix(std::string const& text) {
     return xString::Replace(xString::Replace(text, "0X", ""), "0x", "");
 }
 
-std::string fixed(float value, int precision) { return xString::Format("%.*f", precision, value); }
+std::string fixed(float value, int precision) {
+    return xString::Format("%.*f", precision, value);
+}
 
 }  // namespace
 
@@ -116,7 +125,8 @@ bool CParam::check_value(std::string const& value) {
         number *= scale;
     }
     if ((has_min && number < min) || (has_max && number > max)) {
-        Logf(lmtError, "значение вне пределов диапазона : min = %0.2f : value = %0.2f : max = %0.2f.", min, number, max);
+        Logf(lmtError, "значение вне пределов диапазона : min = %0.2f : value = %0.2f : max = %0.2f.", min, number,
+             max);
         return false;
     }
     return true;

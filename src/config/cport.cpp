@@ -11,8 +11,8 @@ using xCommon::xExceptionf;
 namespace {
 
 CBFac const registrars[] = {
-    {"base" + suffix_cport, CPort::create},     {"base.rs" + suffix_cport, CPort::create},
-    {"base.tcp" + suffix_cport, CPort::create}, {"base.z2t" + suffix_cport, CPort::create},
+    {"base" + suffix_cport, CPort::create},      {"base.rs" + suffix_cport, CPort::create},
+    {"base.tcp" + suffix_cport, CPort::create},  {"base.z2t" + suffix_cport, CPort::create},
     {"base.null" + suffix_cport, CPort::create},
 };
 
@@ -53,7 +53,9 @@ void CPort::read_transport(Json::Value& node) {
     }
 }
 
-CBase* CPort::create(CBase* /*parent*/, Json::Value& node) { return new CPort(node); }
+CBase* CPort::create(CBase* /*parent*/, Json::Value& node) {
+    return new CPort(node);
+}
 
 CBase* CPort::get_device(std::string const& topic) {
     if (topic.empty()) {
@@ -75,5 +77,17 @@ CDev::CDev(CBase* parent_node, Json::Value& node) : CBase(parent_node, node) {
     display_name = jUtils::get_string(node, "display_name", "");
     if (type == "mb-tcp" || type == "mb-rtu") {
         all_params = jUtils::get_bool(node, "all_params", false);
+    }
+}
+
+void CDev::load_params(Json::Value& node, std::string const& type_word) {
+    std::string const templ = jUtils::get_string(node, "templ", "");
+    if (!templ.empty()) {
+        Logf(xCommon::lmtTrace, "загрузка шаблона : %s.", templ);
+        LoadTemplate(templ, this, type_word);
+    }
+    Load(this, node, "params", suffix_cparam, type_word);
+    if (children.empty()) {
+        throw xExceptionf("#%s : ctor : устройство не содержит ни одного параметра.", name);
     }
 }

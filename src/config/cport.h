@@ -45,4 +45,9 @@ class CDev : public CBase {
     xserial::xco rs;
     bool personal_rs = false;
     std::string display_name;
+
+ protected:
+    /// What every driver's constructor ends with: the template `templ` first, so that the device's own `params` can
+    /// change single keys of it. Raises an xExceptionf if no parameter comes of it.
+    void load_params(Json::Value& node, std::string const& type_word);
 };

@@ -47,15 +47,25 @@ void encode(std::vector<unsigned char>& bytes, T value, WordOrder order) {
 
 }  // namespace
 
-void ByteList::push_8(unsigned char value) { bytes_.push_back(value); }
+void ByteList::push_8(unsigned char value) {
+    bytes_.push_back(value);
+}
 
-void ByteList::push_16(unsigned short value, WordOrder order) { encode(bytes_, value, order); }
+void ByteList::push_16(unsigned short value, WordOrder order) {
+    encode(bytes_, value, order);
+}
 
-void ByteList::push_32(unsigned int value, WordOrder order) { encode(bytes_, value, order); }
+void ByteList::push_32(unsigned int value, WordOrder order) {
+    encode(bytes_, value, order);
+}
 
-void ByteList::push_float(float value, WordOrder order) { push_32(std::bit_cast<unsigned int>(value), order); }
+void ByteList::push_float(float value, WordOrder order) {
+    push_32(std::bit_cast<unsigned int>(value), order);
+}
 
-void ByteList::push_string(std::string const& text) { bytes_.insert(bytes_.end(), text.begin(), text.end()); }
+void ByteList::push_string(std::string const& text) {
+    bytes_.insert(bytes_.end(), text.begin(), text.end());
+}
 
 void ByteList::push_buf(unsigned char const* data, int count) {
     if (data != nullptr && count > 0) {
@@ -78,13 +88,17 @@ void ByteList::pop_list(ByteList const& source) {
     std::copy_n(source.bytes_.begin(), count, std::back_inserter(bytes_));
 }
 
-bool ByteList::compare(unsigned char const* data) const { return std::equal(bytes_.begin(), bytes_.end(), data); }
+bool ByteList::compare(unsigned char const* data) const {
+    return std::equal(bytes_.begin(), bytes_.end(), data);
+}
 
 unsigned short ByteList::crc_16() const {
     return crc16::crc_16(bytes_.data(), static_cast<unsigned short>(bytes_.size()));
 }
 
-unsigned int ByteList::crc_32() const { return crc32::crc_32(bytes_.data(), 0, static_cast<int>(bytes_.size())); }
+unsigned int ByteList::crc_32() const {
+    return crc32::crc_32(bytes_.data(), 0, static_cast<int>(bytes_.size()));
+}
 
 short net::get_i16(unsigned char const* buffer, int& position, WordOrder order) {
     return static_cast<short>(get_u16(buffer, position, order));

@@ -1,8 +1,8 @@
 #include "foundation/crc.h"
 
-#include <zlib.h>
-
 #include <array>
+
+#include <zlib.h>
 
 namespace xCommon {
 

@@ -1,8 +1,8 @@
 #include "foundation/duk_helper.h"
 
-#include <duktape.h>
-
 #include <memory>
+
+#include <duktape.h>
 
 #include "foundation/xexception.h"
 
@@ -29,7 +29,9 @@ duk_ret_t evaluate(duk_context* context, void* user) {
 
 }  // namespace
 
-void dukHelper::add_param(std::string const& name, std::string const& value) { params_.emplace_back(name, value); }
+void dukHelper::add_param(std::string const& name, std::string const& value) {
+    params_.emplace_back(name, value);
+}
 
 std::string dukHelper::show(std::string const& expression) {
     std::unique_ptr<duk_context, decltype(&duk_destroy_heap)> const heap(duk_create_heap_default(), &duk_destroy_heap);

@@ -1,12 +1,12 @@
 #include "foundation/jutils.h"
 
-#include <json/reader.h>
-
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <memory>
 #include <sstream>
+
+#include <json/reader.h>
 
 #include "foundation/xexception.h"
 
@@ -81,7 +81,9 @@ Json::Value const& jUtils::at(Json::Value const& node, char const* key) {
     return node.isObject() ? node[key] : Json::Value::nullSingleton();
 }
 
-bool jUtils::has(Json::Value const& node, char const* key) { return !at(node, key).isNull(); }
+bool jUtils::has(Json::Value const& node, char const* key) {
+    return !at(node, key).isNull();
+}
 
 std::string jUtils::get_string(Json::Value const& node, char const* key, std::string const& fallback) {
     return get(node, key, fallback, [](Json::Value const& value) { return value.asString(); });

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <json/value.h>
-
 #include <string>
+
+#include <json/value.h>
 
 namespace xCommon {
 

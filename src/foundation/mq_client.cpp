@@ -1,10 +1,10 @@
 #include "foundation/mq_client.h"
 
-#include <mosquitto.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+
+#include <mosquitto.h>
 
 #include "foundation/xlog.h"
 
@@ -66,7 +66,9 @@ mqClient::mqClient(bool clean_session, xCommon::SyncVector* queue, std::string c
     mosquitto_message_callback_set(client_.get(), on_message);
 }
 
-mqClient::~mqClient() { disconnect(); }
+mqClient::~mqClient() {
+    disconnect();
+}
 
 bool mqClient::connect(std::string const& host, int port) {
     if (thread_.joinable()) {
@@ -151,8 +153,8 @@ void mqClient::attempt_failed(std::string const& reason) {
     }
     changed_.notify_all();
     if (log_it) {
-        global_logf(lmtError, "MQTT : %s : нет соединения с брокером %s:%d : %s. Попытки продолжаются.", identity_, host_,
-                    port_, reason);
+        global_logf(lmtError, "MQTT : %s : нет соединения с брокером %s:%d : %s. Попытки продолжаются.", identity_,
+                    host_, port_, reason);
     }
 }
 
@@ -172,8 +174,8 @@ void mqClient::connection_lost() {
         early_.clear();
     }
     if (was_connected) {
-        global_logf(stopping ? lmtInfo : lmtError, "MQTT : %s : соединение с брокером %s:%d завершено.", identity_, host_,
-                    port_);
+        global_logf(stopping ? lmtInfo : lmtError, "MQTT : %s : соединение с брокером %s:%d завершено.", identity_,
+                    host_, port_);
     }
 }
 
@@ -266,7 +268,8 @@ bool mqClient::subscribe(std::vector<subsItem> const& items) {
             return false;
         }
         if (code != MOSQ_ERR_SUCCESS) {
-            global_logf(lmtError, "MQTT : подписка на топик '%s' невозможна : %s", item.topic, mosquitto_strerror(code));
+            global_logf(lmtError, "MQTT : подписка на топик '%s' невозможна : %s", item.topic,
+                        mosquitto_strerror(code));
             continue;
         }
         std::lock_guard const lock(mutex_);

@@ -1,15 +1,15 @@
 #include "foundation/serial_line.h"
 
+#include <cerrno>
+#include <cstring>
+#include <thread>
+
 #include <asm/ioctls.h>
 #include <asm/termbits.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
-#include <thread>
 
 #include "foundation/deadline.h"
 #include "foundation/jutils.h"
@@ -81,9 +81,9 @@ struct Rate {
 
 /// Rates with a name of their own; any other goes to the driver as a number (termios2).
 constexpr Rate named_rates[] = {
-    {50, B50},         {75, B75},         {110, B110},       {134, B134},       {150, B150},       {200, B200},
-    {300, B300},       {600, B600},       {1200, B1200},     {1800, B1800},     {2400, B2400},     {4800, B4800},
-    {9600, B9600},     {19200, B19200},   {38400, B38400},   {57600, B57600},   {115200, B115200}, {230400, B230400},
+    {50, B50},         {75, B75},         {110, B110},       {134, B134},       {150, B150},        {200, B200},
+    {300, B300},       {600, B600},       {1200, B1200},     {1800, B1800},     {2400, B2400},      {4800, B4800},
+    {9600, B9600},     {19200, B19200},   {38400, B38400},   {57600, B57600},   {115200, B115200},  {230400, B230400},
     {460800, B460800}, {500000, B500000}, {576000, B576000}, {921600, B921600}, {1000000, B1000000}};
 
 tcflag_t rate_flag(unsigned int baudrate) {
@@ -153,8 +153,8 @@ bool xco::compare(xco const& other) const {
 }
 
 bool xco::validate() const {
-    return present && !path.empty() && baudrate != 0 && bytesize != bytesize_t::invalid && parity != parity_t::invalid &&
-           stopbits != stopbits_t::invalid && flowcontrol != flowcontrol_t::invalid;
+    return present && !path.empty() && baudrate != 0 && bytesize != bytesize_t::invalid &&
+           parity != parity_t::invalid && stopbits != stopbits_t::invalid && flowcontrol != flowcontrol_t::invalid;
 }
 
 xrs::xrs(std::string const& path, unsigned int baudrate, Timeout const& timeout, bytesize_t bytesize, parity_t parity,
@@ -167,7 +167,9 @@ xrs::xrs(std::string const& path, unsigned int baudrate, Timeout const& timeout,
       stopbits_(stopbits),
       flowcontrol_(flowcontrol) {}
 
-xrs::~xrs() { close(); }
+xrs::~xrs() {
+    close();
+}
 
 void xrs::open() {
     close();

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <json/value.h>
-
 #include <span>
 #include <string>
 #include <vector>
+
+#include <json/value.h>
 
 namespace xserial {
 

@@ -1,5 +1,9 @@
 #include "foundation/wsock.h"
 
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+
 #include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
@@ -7,10 +11,6 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <memory>
 
 #include "foundation/deadline.h"
 
@@ -70,7 +70,9 @@ int connected_socket(addrinfo const& address, int wait_ms) {
 wsock::wsock(std::string const& name, std::string const& host, int port, int read_timeout_ms, int send_timeout_ms)
     : name_(name), host_(host), port_(port), read_timeout_ms_(read_timeout_ms), send_timeout_ms_(send_timeout_ms) {}
 
-wsock::~wsock() { Close(); }
+wsock::~wsock() {
+    Close();
+}
 
 bool wsock::Open() {
     Close();
@@ -117,7 +119,9 @@ int wsock::receive(void* buffer, int count, int wait_ms) {
     return -1;
 }
 
-int wsock::Recv(void* buffer, int count) { return receive(buffer, count, read_timeout_ms_); }
+int wsock::Recv(void* buffer, int count) {
+    return receive(buffer, count, read_timeout_ms_);
+}
 
 bool wsock::RecvAll(void* buffer, int count) {
     Deadline const deadline(read_timeout_ms_);
@@ -153,7 +157,9 @@ int wsock::Send(void const* buffer, int count) {
     return sent;
 }
 
-bool wsock::SendAll(void const* buffer, int count) { return count <= 0 || Send(buffer, count) == count; }
+bool wsock::SendAll(void const* buffer, int count) {
+    return count <= 0 || Send(buffer, count) == count;
+}
 
 void wsock::flush_input() {
     unsigned char waste[4096];

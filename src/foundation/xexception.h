@@ -22,8 +22,8 @@ class xException : public std::exception {
 class xExceptionf : public xException {
  public:
     template <typename... Args>
-    explicit xExceptionf(std::string const& format, Args const&... args) : xException(xString::Format(format, args...)) {
-    }
+    explicit xExceptionf(std::string const& format, Args const&... args)
+        : xException(xString::Format(format, args...)) {}
 };
 
 }  // namespace xCommon

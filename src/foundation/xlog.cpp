@@ -1,12 +1,12 @@
 #include "foundation/xlog.h"
 
-#include <spdlog/pattern_formatter.h>
-#include <spdlog/sinks/rotating_file_sink.h>
-#include <spdlog/sinks/stdout_sinks.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+
+#include <spdlog/pattern_formatter.h>
+#include <spdlog/sinks/rotating_file_sink.h>
+#include <spdlog/sinks/stdout_sinks.h>
 
 namespace xCommon {
 
@@ -39,7 +39,8 @@ xLog::~xLog() = default;
 void xLog::open_file() {
     try {
         // The sink makes the missing folders of the path itself.
-        file_ = std::make_unique<spdlog::sinks::rotating_file_sink_st>(path_, static_cast<size_t>(size_) * mib, old_files);
+        file_ =
+            std::make_unique<spdlog::sinks::rotating_file_sink_st>(path_, static_cast<size_t>(size_) * mib, old_files);
         file_->set_pattern(line_pattern);
     } catch (std::exception const& e) {
         file_.reset();

@@ -1,10 +1,10 @@
 #include "foundation/xsignal.h"
 
-#include <unistd.h>
-
 #include <atomic>
 #include <system_error>
 #include <thread>
+
+#include <unistd.h>
 
 namespace xCommon {
 
@@ -19,7 +19,9 @@ std::atomic_flag fault_seen = ATOMIC_FLAG_INIT;
 sigset_t start_mask = {};
 bool start_mask_known = false;
 
-void on_watchdog(int) { _exit(1); }
+void on_watchdog(int) {
+    _exit(1);
+}
 
 void run_handler(int number) {
     alarm(handler_limit_s);

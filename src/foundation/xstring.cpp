@@ -46,9 +46,13 @@ std::string xString::Replace(std::string const& text, std::string const& from, s
     return result.append(text, begin);
 }
 
-bool xString::StartsWith(std::string const& text, std::string const& piece) { return text.starts_with(piece); }
+bool xString::StartsWith(std::string const& text, std::string const& piece) {
+    return text.starts_with(piece);
+}
 
-bool xString::EndsWith(std::string const& text, std::string const& piece) { return text.ends_with(piece); }
+bool xString::EndsWith(std::string const& text, std::string const& piece) {
+    return text.ends_with(piece);
+}
 
 std::string xString::ToLower(std::string const& text) {
     std::string lower = text;

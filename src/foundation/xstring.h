@@ -1,9 +1,9 @@
 #pragma once
 
-#include <fmt/printf.h>
-
 #include <string>
 #include <vector>
+
+#include <fmt/printf.h>
 
 namespace xCommon {
 

@@ -1,10 +1,10 @@
+#include <cerrno>
+#include <cstdio>
+
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <cerrno>
-#include <cstdio>
 
 #include "foundation/xmisc.h"
 #include "foundation/xsignal.h"

@@ -18,7 +18,9 @@ Start const process_start;
 
 }  // namespace
 
-long long xtime::time() { return ::time(nullptr); }
+long long xtime::time() {
+    return ::time(nullptr);
+}
 
 long long xtime::mono() {
     auto const since = std::chrono::steady_clock::now() - process_start.steady;

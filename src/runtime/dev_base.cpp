@@ -10,7 +10,8 @@ using xCommon::xException;
 using xCommon::xExceptionf;
 using xCommon::xString;
 
-DevBase::DevBase(IBase* port_object, CBase* node) : IBase(port_object, node), port(dynamic_cast<PortBase*>(port_object)) {
+DevBase::DevBase(IBase* port_object, CBase* node)
+    : IBase(port_object, node), port(dynamic_cast<PortBase*>(port_object)) {
     if (cfg == nullptr) {
         throw xException("DevBase::ctor : не указан 'cbase'.");
     }

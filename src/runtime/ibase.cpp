@@ -7,7 +7,9 @@ void IBase::Restart() {
     Start();
 }
 
-IBFac::IBFac(std::string const& key, Creator creator) { stone_map().emplace(key, std::move(creator)); }
+IBFac::IBFac(std::string const& key, Creator creator) {
+    stone_map().emplace(key, std::move(creator));
+}
 
 IBFac::Map& IBFac::stone_map() {
     static auto* const map = new Map;  // never destroyed, see CBFac

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <json/value.h>
-
 #include <functional>
 #include <map>
 #include <string>
+
+#include <json/value.h>
 
 #include "config/cbase.h"
 

@@ -45,9 +45,13 @@ PortBase::PortBase(IBase* parent_object, CPort* node) : IBase(parent_object, nod
     }
 }
 
-PortBase::~PortBase() { PortBase::Stop(); }
+PortBase::~PortBase() {
+    PortBase::Stop();
+}
 
-IBase* PortBase::create(IBase* parent, CBase* node) { return new PortBase(parent, dynamic_cast<CPort*>(node)); }
+IBase* PortBase::create(IBase* parent, CBase* node) {
+    return new PortBase(parent, dynamic_cast<CPort*>(node));
+}
 
 void PortBase::make_transport() {
     if (cport->type_has("rs")) {

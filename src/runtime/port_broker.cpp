@@ -73,13 +73,17 @@ void PortBase::mq_disconnect() {
     }
 }
 
-bool PortBase::is_connected() const { return mq && mq->get_bool(mq->connected); }
+bool PortBase::is_connected() const {
+    return mq && mq->get_bool(mq->connected);
+}
 
 bool PortBase::mq_publish(std::string const& topic, std::string const& payload, int qos, bool retain) {
     return is_connected() && mq->publish(topic, payload, qos, retain);
 }
 
-bool PortBase::mq_subscribe(std::vector<xMQ::subsItem> const& items) { return is_connected() && mq->subscribe(items); }
+bool PortBase::mq_subscribe(std::vector<xMQ::subsItem> const& items) {
+    return is_connected() && mq->subscribe(items);
+}
 
 void PortBase::mq_unsubscribe() {
     if (mq) {

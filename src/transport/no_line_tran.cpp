@@ -19,9 +19,13 @@ bool NoLineTran::open() {
     return true;
 }
 
-int z2tTran::read(unsigned char* /*buffer*/, int count) { return count; }
+int z2tTran::read(unsigned char* /*buffer*/, int count) {
+    return count;
+}
 
-bool z2tTran::read_all(unsigned char* buffer, int count) { return read(buffer, count) == count; }
+bool z2tTran::read_all(unsigned char* buffer, int count) {
+    return read(buffer, count) == count;
+}
 
 int nullTran::read(unsigned char* buffer, int count) {
     std::lock_guard const lock(canned_lock);
@@ -36,4 +40,6 @@ int nullTran::read(unsigned char* buffer, int count) {
     return count;
 }
 
-bool nullTran::read_all(unsigned char* buffer, int count) { return read(buffer, count) == count; }
+bool nullTran::read_all(unsigned char* buffer, int count) {
+    return read(buffer, count) == count;
+}

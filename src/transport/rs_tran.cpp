@@ -26,9 +26,9 @@ bool rsTran::open() {
         if (!settings.validate()) {
             throw xCommon::xExceptionf("%s : невалидные настройки", settings.path);
         }
-        line_ = std::make_unique<xserial::xrs>(settings.path, settings.baudrate, make_timeout(cport->rto, cport->sto),
-                                               settings.bytesize, settings.parity, settings.stopbits,
-                                               settings.flowcontrol);
+        line_ =
+            std::make_unique<xserial::xrs>(settings.path, settings.baudrate, make_timeout(cport->rto, cport->sto),
+                                           settings.bytesize, settings.parity, settings.stopbits, settings.flowcontrol);
         line_->open();
         flush();
     } catch (std::exception const& e) {
@@ -41,9 +41,13 @@ bool rsTran::open() {
     return true;
 }
 
-void rsTran::close() { line_.reset(); }
+void rsTran::close() {
+    line_.reset();
+}
 
-bool rsTran::is_open() { return line_ && line_->isOpen(); }
+bool rsTran::is_open() {
+    return line_ && line_->isOpen();
+}
 
 int rsTran::read(unsigned char* buffer, int count) {
     if (!is_open()) {

@@ -6,7 +6,9 @@
 using xCommon::lmtError;
 using xCommon::lmtTrace;
 
-bool tcpTran::is_open() { return socket_ && socket_->connected; }
+bool tcpTran::is_open() {
+    return socket_ && socket_->connected;
+}
 
 bool tcpTran::open() {
     close();
@@ -23,7 +25,9 @@ bool tcpTran::open() {
     }
 }
 
-void tcpTran::close() { socket_.reset(); }
+void tcpTran::close() {
+    socket_.reset();
+}
 
 bool tcpTran::ready(char const* operation) {
     if (is_open() || reopen()) {
@@ -33,13 +37,17 @@ bool tcpTran::ready(char const* operation) {
     return false;
 }
 
-int tcpTran::read(unsigned char* buffer, int count) { return ready("read") ? socket_->Recv(buffer, count) : -1; }
+int tcpTran::read(unsigned char* buffer, int count) {
+    return ready("read") ? socket_->Recv(buffer, count) : -1;
+}
 
 bool tcpTran::read_all(unsigned char* buffer, int count) {
     return ready("read_all") && socket_->RecvAll(buffer, count);
 }
 
-int tcpTran::write(unsigned char* buffer, int count) { return ready("write") ? socket_->Send(buffer, count) : -1; }
+int tcpTran::write(unsigned char* buffer, int count) {
+    return ready("write") ? socket_->Send(buffer, count) : -1;
+}
 
 int tcpTran::write(xCommon::ByteList& bytes) {
     if (!ready("write(ByteList)")) {

@@ -61,7 +61,9 @@ std::string bitem::set_value(std::string const& current, std::string const& bit)
     return std::to_string(bit == "1" ? value | mask : value & ~mask);
 }
 
-std::string bitem::control_name() const { return param->name + "_" + name; }
+std::string bitem::control_name() const {
+    return param->name + "_" + name;
+}
 
 bhold::bhold(CParam* bit_param, Json::Value const& node) : param(bit_param) {
     if (param == nullptr) {

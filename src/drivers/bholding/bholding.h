@@ -1,10 +1,10 @@
 #pragma once
 
-#include <json/value.h>
-
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <json/value.h>
 
 #include "runtime/dev_base.h"
 

@@ -2,6 +2,7 @@
 
 #include "config/constants.h"
 #include "config/process.h"
+#include "drivers/mbrtu/set_frame.h"
 #include "foundation/xmisc.h"
 
 namespace mbrtu {
@@ -22,7 +23,9 @@ constexpr int write_registers_reply = 8;
 
 }  // namespace
 
-IBase* dev::create(IBase* port_object, CBase* node) { return new dev(port_object, node); }
+IBase* dev::create(IBase* port_object, CBase* node) {
+    return new dev(port_object, node);
+}
 
 BaseResult dev::get_response(c_param* param) {
     BaseResult result;
@@ -77,6 +80,36 @@ BaseResult dev::get_response(c_param* param) {
     std::string const value = param->GetValueFromBuffer(data, rest);
     result.result = check_debounce(param, param->CalculateReadExpression(value));
     return result;
+}
+
+bool dev::read_span(unsigned char function, unsigned short address, unsigned short count,
+                    std::vector<unsigned char>& data) {
+    ByteList request;
+    pdu::read_span(request, slave_address(), function, address, count);
+    int const length = request.pop_buf(port->buffer, PortBase::buffer_size);
+    trace_hex(port->buffer, length, "ЗАПРОС");
+    line().flush();
+    line().set_timeout(cfg->rto, cfg->sto);
+    int sent = 0;
+    try {
+        sent = line().write(port->buffer, length);
+    } catch (...) {
+        reconnect();
+        return false;
+    }
+    if (sent != length) {
+        cfg->Logf(lmtTrace, "ответ НЕ получен [%d:%d] : timeout", sent, length);
+        return false;
+    }
+    modbus_rtu_frame_t frame;
+    frame.rto = cfg->rto;
+    if (!frame.read(port, slave_address(), cfg->type)) {
+        return false;
+    }
+    trace_hex(&frame.header, sizeof(frame.header), "ОТВЕТ : заголовок RTU");
+    trace_hex(frame.data.data(), static_cast<int>(frame.data.size()), "ОТВЕТ : полученные данные");
+    data.insert(data.end(), frame.data.begin(), frame.data.end());
+    return true;
 }
 
 void dev::reconnect() {

@@ -14,7 +14,9 @@ class dev : public modbus::device {
     BaseResult get_response(modbus::c_param* param) override;
     void write(modbus::c_param* param, std::string value, bholding::bitem const* item) override;
     /// Holds a value back that may chatter. Gives the value to publish, or an empty text.
-    std::string check_debounce(modbus::c_param* param, std::string const& value);
+    std::string check_debounce(modbus::c_param* param, std::string const& value) override;
+    bool read_span(unsigned char function, unsigned short address, unsigned short count,
+                   std::vector<unsigned char>& data) override;
 
  private:
     void reconnect();

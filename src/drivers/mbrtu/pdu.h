@@ -23,6 +23,9 @@ class pdu : public modbus::pdu {
     /// Append a whole request frame. Raise what the parts of modbus::pdu raise.
     static void read(xCommon::ByteList& out, unsigned char sid, modbus::c_param const* cp);
     static void write(xCommon::ByteList& out, unsigned char sid, modbus::c_param const* cp, std::string const& value);
+    /// Appends a whole request for `count` registers or coils from `address`.
+    static void read_span(xCommon::ByteList& out, unsigned char sid, unsigned char function, unsigned short address,
+                          unsigned short count);
     /// True when the last two bytes are the CRC of those before them.
     static bool check_crc(std::span<unsigned char const> frame);
 };

@@ -1,6 +1,5 @@
 #include "drivers/modbus/config.h"
 
-#include "config/constants.h"
 #include "config/utils.h"
 #include "foundation/duk_helper.h"
 #include "foundation/jutils.h"
@@ -10,7 +9,6 @@ namespace modbus {
 
 using xCommon::jUtils;
 using xCommon::lmtError;
-using xCommon::lmtTrace;
 using xCommon::xExceptionf;
 
 namespace {
@@ -20,12 +18,9 @@ struct Word {
     int code;
 };
 
-constexpr Word reg_types[] = {{"coil", reg_coil},
-                              {"status", reg_status},
-                              {"holding-m", reg_holding_m},
-                              {"holding-bit", reg_holding_bit},
-                              {"input", reg_input},
-                              {"input-bit", reg_input_bit}};
+constexpr Word reg_types[] = {{"coil", reg_coil},           {"status", reg_status},
+                              {"holding-m", reg_holding_m}, {"holding-bit", reg_holding_bit},
+                              {"input", reg_input},         {"input-bit", reg_input_bit}};
 
 /// A fresh evaluator serves each conversion: no state carries over.
 std::string calculate(std::string const& expression, std::string const& value) {
@@ -50,15 +45,7 @@ c_dev::c_dev(CBase* port_node, Json::Value& node, std::string const& type_word)
     sid = Utils::jToInt(node["sid"]);
     name = xCommon::xString::Format("%s_%d", name, sid);
     poll_delay = jUtils::get_int(node, "poll_delay", 0);
-    std::string const templ = jUtils::get_string(node, "templ", "");
-    if (!templ.empty()) {
-        Logf(lmtTrace, "загрузка шаблона : %s.", templ);
-        LoadTemplate(templ, this, type_word);
-    }
-    Load(this, node, "params", suffix_cparam, type_word);
-    if (children.empty()) {
-        throw xExceptionf("#%s : ctor : устройство не содержит ни одного параметра.", name);
-    }
+    load_params(node, type_word);
 }
 
 c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
@@ -107,7 +94,9 @@ void c_param::Compare(Json::Value& node) {
     CParam::Compare(node);
 }
 
-std::string c_param::CalculateReadExpression(std::string const& value) const { return calculate(converter_read, value); }
+std::string c_param::CalculateReadExpression(std::string const& value) const {
+    return calculate(converter_read, value);
+}
 
 std::string c_param::CalculateWriteExpression(std::string const& value) const {
     return calculate(converter_write, value);

@@ -29,7 +29,13 @@ void device::ProcConnect() {
     std::vector<xMQ::subsItem> items;
     for (auto const& child : cfg->children) {
         auto* param = dynamic_cast<c_param*>(child.get());
-        if (param == nullptr || !param->enabled || param->read_only) {
+        if (param == nullptr || !param->enabled) {
+            continue;
+        }
+        if (cfg->all_params) {
+            enter_in_set(param);
+        }
+        if (param->read_only) {
             continue;
         }
         std::vector<std::string> controls;
@@ -88,8 +94,12 @@ bool device::ProcMessage(std::string& topic, std::string& payload) {
 }
 
 bool device::poll_param(CParam* base_param) {
+    if (base_param == nullptr) {
+        return cfg->all_params && poll_all_params();
+    }
     auto* param = dynamic_cast<c_param*>(base_param);
     if (param == nullptr) {
+        base_param->Log(lmtError, "параметр не является параметром Modbus : опрос пропущен.");
         return false;
     }
     xCommon::xMisc::delay(param->poll_delay);
@@ -112,6 +122,55 @@ bool device::poll_param(CParam* base_param) {
         touch_configuration();
         return false;
     }
+}
+
+void device::enter_in_set(c_param* param) {
+    switch (param->reg_type) {
+        case reg_coil:
+            coils_.add(param);
+            break;
+        case reg_status:
+            statuses_.add(param);
+            break;
+        case reg_input:
+        case reg_input_bit:
+            inputs_.add(param);
+            break;
+        default:
+            holdings_.add(param);
+    }
+}
+
+bool device::poll_all_params() {
+    try {
+        poll_set_params(coils_, "coil");
+        poll_set_params(statuses_, "status");
+        poll_set_params(holdings_, "holding");
+        poll_set_params(inputs_, "input");
+        return true;
+    } catch (std::exception const& e) {
+        cfg->Logf(lmtError, "исключение при опросе : %s", e.what());
+        touch_configuration();
+        return false;
+    }
+}
+
+void device::poll_set(RegisterSet& set, char const* name) {
+    if (set.empty()) {
+        return;
+    }
+    xCommon::global_logf(lmtTrace, "%s registers: start address = %d, count = %d", name, set.start(), set.span());
+    SetCounters const counters = set.poll(port, this);
+    auto const published = static_cast<long long>(counters.published);
+    auto const failed = static_cast<long long>(counters.errors & 0xFFFFU);
+    polls += published;
+    port->polls += published;
+    errors += failed;
+    port->errors += failed;
+}
+
+std::string device::check_debounce(c_param* /*param*/, std::string const& value) {
+    return value;
 }
 
 std::string device::prepare_to_write_bit(c_param* param, std::string const& value, bholding::bitem const* item) {

@@ -1,8 +1,11 @@
 #pragma once
 
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "drivers/modbus/config.h"
+#include "drivers/modbus/register_set.h"
 #include "runtime/dev_base.h"
 #include "runtime/port_base.h"
 
@@ -17,6 +20,7 @@ class device : public DevBase {
     void ProcConnect() override;
     using DevBase::ProcMessage;
     bool ProcMessage(std::string& topic, std::string& payload) override;
+    /// One parameter, or all of a device with `all_params` when it is null.
     bool poll_param(CParam* param) override;
     std::string get_device_name() override { return cfg->name; }
 
@@ -24,6 +28,19 @@ class device : public DevBase {
     virtual BaseResult get_response(c_param* param) = 0;
     /// One write exchange; `item` is null except for a bit.
     virtual void write(c_param* param, std::string value, bholding::bitem const* item) = 0;
+    /// One exchange of a register set: asks for `count` registers or coils from `address` and appends the data of the
+    /// reply. False after its line in the log.
+    virtual bool read_span(unsigned char function, unsigned short address, unsigned short count,
+                           std::vector<unsigned char>& data) = 0;
+    /// The value to publish in place of `value`, empty while it is held back.
+    virtual std::string check_debounce(c_param* param, std::string const& value);
+    /// The four sets, in the order of the functions. False after an exception, which skips the sets behind it and ends
+    /// in a restart of the process.
+    bool poll_all_params();
+    template <eFunCode Function, unsigned short Limit>
+    void poll_set_params(register_set_t<Function, Limit>& set, char const* name) {
+        poll_set(set, name);
+    }
     /// The whole register value to write for one bit: the register is read first. Empty when it can't be read.
     std::string prepare_to_write_bit(c_param* param, std::string const& value, bholding::bitem const* item);
 
@@ -34,9 +51,19 @@ class device : public DevBase {
     c_dev* config_;
 
  private:
+    static constexpr unsigned short bit_limit = 2000;
+    static constexpr unsigned short register_limit = 125;
+
+    void poll_set(RegisterSet& set, char const* name);
+    void enter_in_set(c_param* param);
     std::string on_topic(std::string const& control);
     /// The parameter that an "/on" topic writes to, with the bit where it names one.
     std::pair<c_param*, bholding::bitem const*> find_target(std::string const& topic);
+
+    register_set_t<eFunCode::coils, bit_limit> coils_;
+    register_set_t<eFunCode::discrete_inputs, bit_limit> statuses_;
+    register_set_t<eFunCode::holding_registers, register_limit> holdings_;
+    register_set_t<eFunCode::input_registers, register_limit> inputs_;
 };
 
 }  // namespace modbus

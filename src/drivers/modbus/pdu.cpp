@@ -93,10 +93,15 @@ void pdu::read_request(ByteList& out, unsigned char sid, c_param const* cp) {
     if (cp == nullptr) {
         throw xException("pdu_read : cp == nullptr.");
     }
+    span_request(out, sid, getReadFunCode(cp), cp->reg_addr, getRegNum(cp));
+}
+
+void pdu::span_request(ByteList& out, unsigned char sid, unsigned char function, unsigned short address,
+                       unsigned short count) {
     out.push_8(sid);
-    out.push_8(getReadFunCode(cp));
-    out.push_16(cp->reg_addr, WordOrder::big_endian);
-    out.push_16(getRegNum(cp), WordOrder::big_endian);
+    out.push_8(function);
+    out.push_16(address, WordOrder::big_endian);
+    out.push_16(count, WordOrder::big_endian);
 }
 
 void pdu::write_request(ByteList& out, unsigned char sid, c_param const* cp, std::string const& value) {

@@ -34,6 +34,8 @@ class pdu {
 
     /// Append the request from the slave address on, without what the transport puts around it.
     static void read_request(xCommon::ByteList& out, unsigned char sid, c_param const* cp);
+    static void span_request(xCommon::ByteList& out, unsigned char sid, unsigned char function, unsigned short address,
+                             unsigned short count);
     static void write_request(xCommon::ByteList& out, unsigned char sid, c_param const* cp, std::string const& value);
 
     /// Text of an exception code; codes of 12 and above have the text of 0, and that of 9 is empty.

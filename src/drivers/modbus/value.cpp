@@ -23,8 +23,8 @@ struct Width {
 };
 
 /// Least number of bytes that a value is read from.
-constexpr Width least_bytes[] = {{vt_str8, 8},   {vt_i32, 4},    {vt_u32, 4},     {vt_str4, 4}, {vt_float32, 4},
-                                 {vt_i8, 2},     {vt_i16, 2},    {vt_u8, 2},      {vt_u16, 2},  {vt_float16, 2},
+constexpr Width least_bytes[] = {{vt_str8, 8},   {vt_i32, 4},    {vt_u32, 4}, {vt_str4, 4}, {vt_float32, 4},
+                                 {vt_i8, 2},     {vt_i16, 2},    {vt_u8, 2},  {vt_u16, 2},  {vt_float16, 2},
                                  {vt_fixi16, 2}, {vt_fixu16, 2}, {vt_str2, 2}};
 
 int bytes_needed(int value_type) {

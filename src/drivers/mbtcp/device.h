@@ -1,0 +1,23 @@
+#pragma once
+
+#include "drivers/mbtcp/pdu.h"
+#include "drivers/modbus/device.h"
+
+namespace mbtcp {
+
+/// The dialogue with one TCP slave. Values aren't held back: `debounce` has no effect here.
+class dev : public modbus::device {
+ public:
+    using modbus::device::device;
+    static IBase* create(IBase* port_object, CBase* node);
+
+    BaseResult get_response(modbus::c_param* param) override;
+    void write(modbus::c_param* param, std::string value, bholding::bitem const* item) override;
+    bool read_span(unsigned char function, unsigned short address, unsigned short count,
+                   std::vector<unsigned char>& data) override;
+
+ private:
+    int read_body(int rto);
+};
+
+}  // namespace mbtcp

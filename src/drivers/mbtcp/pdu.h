@@ -1,0 +1,33 @@
+#pragma once
+
+#include "drivers/modbus/pdu.h"
+
+namespace mbtcp {
+
+/// TCP frames (Modbus Messaging on TCP/IP V1.0b): the MBAP header in front of the unit of modbus::pdu, without a CRC.
+///
+/// Request to read 1 register at 16 of unit 5, and the answer 1234:
+///   00 01 00 00 00 06 05 03 00 10 00 01
+///   00 01 00 00 00 05 05 03 02 04 D2
+/// offset  size  field, high byte first
+///   0      2    transaction identifier: always 1, and never compared in a reply
+///   2      2    protocol identifier: 0
+///   4      2    count of the bytes behind this field
+///   6      1    unit identifier: the slave address
+///   7      n    function and data
+class pdu : public modbus::pdu {
+ public:
+    /// Bytes ahead of the unit identifier.
+    static constexpr int mbap_size = 6;
+    static constexpr int length_position = 4;
+
+    /// Append a whole request frame. Raise what the parts of modbus::pdu raise.
+    static void read(xCommon::ByteList& out, unsigned char sid, modbus::c_param const* cp);
+    static void write(xCommon::ByteList& out, unsigned char sid, modbus::c_param const* cp, std::string const& value);
+    static void read_span(xCommon::ByteList& out, unsigned char sid, unsigned char function, unsigned short address,
+                          unsigned short count);
+    /// The length field of a header, which reads negative from 0x8000 on.
+    static int reply_length(unsigned char const* mbap);
+};
+
+}  // namespace mbtcp

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+
+#include "drivers/mediactrl/config.h"
+#include "runtime/dev_base.h"
+
+namespace mediactrl {
+
+/// Turns each "/on" message into one frame. It polls nothing and publishes nothing.
+class dev : public DevBase {
+ public:
+    dev(IBase* port_object, CBase* node);
+    static IBase* create(IBase* port_object, CBase* node);
+
+    void ProcConnect() override;
+    using DevBase::ProcMessage;
+    bool ProcMessage(std::string& topic, std::string& payload) override;
+    /// Every due parameter counts as polled with success.
+    bool poll_param(CParam* /*param*/) override { return true; }
+    std::string get_device_name() override { return cfg->name; }
+
+    /// Sends the command; no reply is awaited.
+    void write(c_param* param, std::string const& value);
+
+ private:
+    c_dev* config_;
+};
+
+}  // namespace mediactrl
