@@ -29,7 +29,7 @@ class svMessage {
 class SyncVector {
  public:
     static constexpr size_t max_messages = 50000;
-    static constexpr size_t max_bytes = 16U * 1024U * 1024U;
+    static constexpr size_t max_bytes = size_t{16} * 1024 * 1024;
 
     /// The oldest entry, or null after `wait_ms` without one. `wake_on_push` false makes it a bare look that doesn't
     /// wait at all.

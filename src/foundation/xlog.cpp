@@ -12,7 +12,7 @@ namespace xCommon {
 
 namespace {
 
-constexpr size_t mib = 1024 * 1024;
+constexpr size_t mib = size_t{1024} * 1024;
 constexpr size_t old_files = 3;
 constexpr char line_pattern[] = "%Y-%m-%d %H:%M:%S.%e %v";
 

@@ -29,6 +29,7 @@ class IBase {
     /// A message of the broker; false passes it on to the next device.
     virtual bool ProcMessage(std::string& /*topic*/, std::string& /*payload*/) { return true; }
     /// One member of a message that is a JSON object.
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): a device may keep or change its copy
     virtual bool ProcMessage(std::string const& /*topic*/, std::string const& /*key*/, Json::Value /*value*/) {
         return true;
     }

@@ -81,7 +81,7 @@ void PortBase::make_devices() {
             }
         }
         if (auto* device = dynamic_cast<DevBase*>(object.get())) {
-            object.release();
+            static_cast<void>(object.release());
             devices.emplace_back(device);
         } else {
             cport->Logf(lmtError, "#%s : тип устройства (%s) не найден. Пропущено.", child->name, child->type);

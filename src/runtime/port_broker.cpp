@@ -241,7 +241,8 @@ void PortBase::publish_result(BaseResult& result, DevBase* dev, CParam* param) {
 }
 
 void PortBase::show_stat() {
-    float const rate = polls == 0 ? 0.0F : static_cast<float>(errors * 100 / polls);
+    long long const percent = polls == 0 ? 0 : errors * 100 / polls;
+    auto const rate = static_cast<float>(percent);
     std::string const line =
         xString::Format("Статистика %s : опросов = %lld : ошибок = %lld [ %0.2f ] : вне диапазона = %lld.", cport->name,
                         polls, errors, rate, out_of_range);

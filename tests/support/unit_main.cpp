@@ -1,7 +1,22 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdlib>
 
+#include "support/temp_folder.h"
+
+namespace {
+
+/// The folder below which the paths of the product lie in the tests. They are read while static objects are made, so the
+/// folder has to be there before all others.
+struct TestRoot {
+    TestRoot() { setenv("OSTRAND_TEST_ROOT", folder.path().c_str(), 1); }
+    TempFolder folder;
+};
+
+[[gnu::init_priority(1000)]] TestRoot const root;
+
+}  // namespace
 
 int main(int argc, char** argv) {
     // As main() of the product does: a peer that closes must not end the process.

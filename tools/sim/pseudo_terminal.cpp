@@ -1,14 +1,14 @@
 #include "sim/pseudo_terminal.h"
 
-#include <fcntl.h>
-#include <termios.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
 
 namespace sim {
 

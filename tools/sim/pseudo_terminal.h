@@ -4,8 +4,8 @@
 
 namespace sim {
 
-/// A pseudo-terminal in raw mode with a link of a chosen name to its line end. A simulated device holds the master side;
-/// whoever polls it opens the link as a serial line.
+/// A pseudo-terminal in raw mode with a link of a chosen name to its line end. A simulated device holds the master
+/// side; whoever polls it opens the link as a serial line.
 class PseudoTerminal {
  public:
     /// Makes the terminal and the link; a link that is already there is replaced, anything else in its place isn't.

@@ -1,5 +1,6 @@
 #include "sim/registers.h"
 
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <new>
@@ -18,9 +19,23 @@ void put_text(uint16_t* registers, std::string_view text) {
     }
 }
 
-double wave(double seconds, double period_s) { return std::sin(2 * std::numbers::pi * seconds / period_s); }
+void put_u32(uint16_t* registers, uint32_t value) {
+    registers[0] = static_cast<uint16_t>(value >> 16U);
+    registers[1] = static_cast<uint16_t>(value & 0xFFFFU);
+}
 
-bool odd(double seconds, double step_s) { return std::fmod(seconds / step_s, 2) >= 1; }
+/// Not modbus_set_float_abcd(): in libmodbus 3.1.6 it exchanges the bytes of each register.
+void put_float(uint16_t* registers, float value) {
+    put_u32(registers, std::bit_cast<uint32_t>(value));
+}
+
+double wave(double seconds, double period_s) {
+    return std::sin(2 * std::numbers::pi * seconds / period_s);
+}
+
+bool odd(double seconds, double step_s) {
+    return std::fmod(seconds / step_s, 2) >= 1;
+}
 
 }  // namespace
 
@@ -32,7 +47,7 @@ Registers::Registers(double phase_s)
     uint16_t* const holding = mapping_->tab_registers;
     holding[0] = 215;
     holding[1] = 1;
-    modbus_set_float_abcd(1.5F, holding + 2);
+    put_float(holding + 2, 1.5F);
     put_text(holding + 4, "BOILER 1");
     holding[8] = 100;
     refresh(0);
@@ -47,10 +62,8 @@ void Registers::refresh(double seconds) {
     auto const temperature = static_cast<int16_t>(std::lround(set_point + 30 * wave(moved, 60)));
     bool const too_warm = temperature > set_point;
     input[0] = static_cast<uint16_t>(temperature);
-    auto const pulses = static_cast<uint32_t>(moved * 3);
-    input[1] = static_cast<uint16_t>(pulses >> 16U);
-    input[2] = static_cast<uint16_t>(pulses & 0xFFFFU);
-    modbus_set_float_abcd(static_cast<float>(3 + wave(moved, 40)), input + 3);
+    put_u32(input + 1, static_cast<uint32_t>(moved * 3));
+    put_float(input + 3, static_cast<float>(3 + wave(moved, 40)));
     unsigned int const pump = holding[1] & 1U;
     unsigned int const warm_bit = too_warm ? 2U : 0U;
     unsigned int const blink_bit = odd(moved, 1) ? 4U : 0U;

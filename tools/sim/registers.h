@@ -1,8 +1,8 @@
 #pragma once
 
-#include <modbus/modbus.h>
-
 #include <memory>
+
+#include <modbus/modbus.h>
 
 namespace sim {
 

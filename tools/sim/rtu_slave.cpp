@@ -1,13 +1,13 @@
 #include "sim/rtu_slave.h"
 
-#include <poll.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+
+#include <poll.h>
+#include <unistd.h>
 
 namespace sim {
 
@@ -27,17 +27,23 @@ constexpr uint32_t indication_wait_us = 200'000;
 }  // namespace
 
 RtuSlave::RtuSlave(int descriptor, int address)
-    : context_(modbus_new_rtu(unused_device, unused_rate, 'N', 8, 1), &modbus_free),
-      descriptor_(descriptor),
+    : descriptor_(descriptor),
+      address_(address),
+      context_(nullptr, &modbus_free),
       registers_(address),
       start_(std::chrono::steady_clock::now()) {
+    make_context();
+}
+
+void RtuSlave::make_context() {
+    context_.reset(modbus_new_rtu(unused_device, unused_rate, 'N', 8, 1));
     if (!context_) {
         fail("modbus_new_rtu");
     }
-    if (modbus_set_slave(context_.get(), address) != 0) {
+    if (modbus_set_slave(context_.get(), address_) != 0) {
         fail("modbus_set_slave");
     }
-    if (modbus_set_socket(context_.get(), descriptor) != 0) {
+    if (modbus_set_socket(context_.get(), descriptor_) != 0) {
         fail("modbus_set_socket");
     }
     if (modbus_set_indication_timeout(context_.get(), 0, indication_wait_us) != 0) {
@@ -56,7 +62,10 @@ bool RtuSlave::serve() {
         return true;
     }
     if (length == 0) {
-        return true;  // another slave's
+        // A request to another slave. The library would now take the next frame for that one's answer, which never
+        // comes on a line with a single slave.
+        make_context();
+        return true;
     }
     registers_.refresh(std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count());
     return modbus_reply(context_.get(), request.data(), length, registers_.mapping()) >= 0 || errno != EIO;

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <modbus/modbus.h>
-
 #include <chrono>
 #include <memory>
+
+#include <modbus/modbus.h>
 
 #include "sim/registers.h"
 
@@ -23,10 +23,12 @@ class RtuSlave {
     Registers& registers() { return registers_; }
 
  private:
+    void make_context();
     void drain();
 
-    std::unique_ptr<modbus_t, void (*)(modbus_t*)> context_;
     int descriptor_;
+    int address_;
+    std::unique_ptr<modbus_t, void (*)(modbus_t*)> context_;
     Registers registers_;
     std::chrono::steady_clock::time_point start_;
 };

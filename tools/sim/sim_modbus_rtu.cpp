@@ -5,11 +5,6 @@
 // It makes /tmp/line1, prints one line when it is ready, and serves until a signal ends it; then the link goes too. Its
 // registers stand in registers.h.
 
-#include <getopt.h>
-#include <poll.h>
-#include <sys/signalfd.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -17,6 +12,11 @@
 #include <cstdlib>
 #include <exception>
 #include <string>
+
+#include <getopt.h>
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
 
 #include "sim/pseudo_terminal.h"
 #include "sim/rtu_slave.h"

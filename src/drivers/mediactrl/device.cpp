@@ -23,7 +23,7 @@ IBFac const registrar("media_ctrl" + suffix_dev, dev::create);
 
 dev::dev(IBase* port_object, CBase* node) : DevBase(port_object, node), config_(dynamic_cast<c_dev*>(node)) {
     if (config_ == nullptr) {
-        throw xCommon::xExceptionf("#%s : ctor : узел не является медиаконтроллером.", node->name);
+        throw xCommon::xExceptionf("#%s : ctor : узел не является медиаконтроллером.", cfg->name);
     }
 }
 

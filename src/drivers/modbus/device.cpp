@@ -17,7 +17,7 @@ using xCommon::xString;
 
 device::device(IBase* port_object, CBase* node) : DevBase(port_object, node), config_(dynamic_cast<c_dev*>(node)) {
     if (config_ == nullptr) {
-        throw xCommon::xExceptionf("#%s : ctor : узел не является устройством Modbus.", node->name);
+        throw xCommon::xExceptionf("#%s : ctor : узел не является устройством Modbus.", cfg->name);
     }
 }
 

@@ -18,7 +18,7 @@ constexpr unsigned int addresses = 65536;
 
 /// Place of a register parameter in the data, in bytes.
 size_t byte_offset(c_param const& param, unsigned short start) {
-    return static_cast<unsigned short>(param.reg_addr - start) * 2U;
+    return size_t{2} * static_cast<unsigned short>(param.reg_addr - start);
 }
 
 bool is_bit(c_param const& param) {
@@ -79,7 +79,7 @@ bool RegisterSet::cut_out(c_param const& param, std::vector<unsigned char> const
         return true;
     }
     size_t const offset = byte_offset(param, start_);
-    size_t const length = pdu::getRegNum(&param) * 2U;
+    size_t const length = size_t{2} * pdu::getRegNum(&param);
     if (offset + length > data.size()) {
         return false;
     }

@@ -1,0 +1,194 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <thread>
+
+#include "foundation/xmisc.h"
+#include "foundation/xsignal.h"
+
+using xCommon::xSignalHandling;
+using xCommon::xSystem;
+
+namespace {
+
+constexpr unsigned int limit_s = 30;
+
+/// Runs `body` in a child process, which is ended at the time limit; gives its wait status.
+template <typename Body>
+int in_child(Body body) {
+    pid_t const child = fork();
+    if (child == 0) {
+        alarm(limit_s);
+        body();
+        _exit(99);
+    }
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return status;
+}
+
+testing::Matcher<int> exits_with(int code) {
+    return testing::ResultOf(
+        "exit status", [](int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status); },
+        testing::Eq(code));
+}
+
+size_t open_descriptors() {
+    auto const all = std::filesystem::directory_iterator("/proc/self/fd");
+    return static_cast<size_t>(std::distance(begin(all), end(all)));
+}
+
+/// The hexadecimal mask in a line of /proc/PID/status, such as "SigBlk:\t0000000000000000".
+unsigned long long mask_of(std::string const& line) {
+    size_t const colon = line.find(':');
+    return colon == std::string::npos ? ~0ULL : std::stoull(line.substr(colon + 1), nullptr, 16);
+}
+
+constexpr unsigned long long bit_of(int number) { return 1ULL << (number - 1); }
+
+[[noreturn]] void wait_for_the_end() {
+    for (;;) {
+        pause();
+    }
+}
+
+}  // namespace
+
+TEST(Shell, ResultIsWhatWasPrinted) {
+    struct Row {
+        char const* command;
+        std::string printed;
+    };
+    Row const rows[] = {
+        {"echo one", "one"},
+        {"printf 'a\\n\\n'", "a\n"},
+        {"printf 'no end'", "no end"},
+        {"true", ""},
+        {"echo before; exit 3", "before"},
+        {"echo lost >&2", ""},
+        {"nosuch-command-of-ours 2>&-", ""},
+        {"head -c 300000 /dev/zero | tr '\\0' x", std::string(300000, 'x')},
+    };
+    testing::internal::CaptureStderr();
+    size_t const descriptors = open_descriptors();
+    for (Row const& row : rows) {
+        EXPECT_EQ(xSystem::ExecAndGetResult(row.command), row.printed) << row.command;
+    }
+    EXPECT_EQ(open_descriptors(), descriptors);
+    testing::internal::GetCapturedStderr();
+}
+
+TEST(Shell, StatusOfTheCommand) {
+    EXPECT_EQ(xSystem::Exec("exit 0"), 0);
+    EXPECT_EQ(xSystem::Exec("exit 7"), 7);
+    EXPECT_EQ(xSystem::Exec("kill -9 $$"), -1);
+    // Nobody is left behind.
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+    EXPECT_EQ(errno, ECHILD);
+}
+
+TEST(Shell, ChildHasTheSignalsOfTheStart) {
+    int const status = in_child([] {
+        char const* const command = "grep SigBlk /proc/self/status";
+        char const* const ignored = "grep SigIgn /proc/self/status";
+        sigset_t none;
+        sigemptyset(&none);
+        pthread_sigmask(SIG_SETMASK, &none, nullptr);
+        xSignalHandling::setHandlers2([](int) {});
+        bool const same_mask = mask_of(xSystem::ExecAndGetResult(command)) == 0;
+        bool const pipe_ends_it = (mask_of(xSystem::ExecAndGetResult(ignored)) & bit_of(SIGPIPE)) == 0;
+        // The same from a thread, which blocks the signals as all do.
+        bool thread_too = false;
+        std::thread([&] { thread_too = mask_of(xSystem::ExecAndGetResult(command)) == 0; }).join();
+        _exit((same_mask ? 1 : 0) + (pipe_ends_it ? 2 : 0) + (thread_too ? 4 : 0));
+    });
+    EXPECT_THAT(status, exits_with(7));
+}
+
+TEST(Signals, EachEndsInTheHandlerOnce) {
+    for (int const number : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) {
+        int const status = in_child([number] {
+            xSignalHandling::setHandlers2([](int taken) { _exit(taken + 100); });
+            kill(getpid(), number);
+            wait_for_the_end();
+        });
+        EXPECT_THAT(status, exits_with(number + 100)) << strsignal(number);
+    }
+}
+
+TEST(Signals, HandlerOfATerminationIsNoSignalHandler) {
+    // It takes a lock that the interrupted code may hold: in the context of a signal this would never end.
+    int const status = in_child([] {
+        static std::mutex held;
+        static std::atomic<bool> waiting = false;
+        xSignalHandling::setHandlers2([](int) {
+            waiting = true;
+            std::lock_guard const lock(held);
+            _exit(42);
+        });
+        {
+            std::lock_guard const lock(held);
+            kill(getpid(), SIGTERM);
+            while (!waiting) {
+                std::this_thread::yield();
+            }
+        }
+        wait_for_the_end();
+    });
+    EXPECT_THAT(status, exits_with(42));
+}
+
+TEST(Signals, HandlerThatHangsOrFaultsEndsWithStatusOne) {
+    struct Row {
+        char const* guards;
+        int number;
+        void (*handler)(int);
+    };
+    Row const rows[] = {
+        {"termination, hangs", SIGTERM, [](int) { wait_for_the_end(); }},
+        {"fault, hangs", SIGSEGV, [](int) { wait_for_the_end(); }},
+        {"fault, faults again", SIGSEGV, [](int) { raise(SIGABRT); }},
+        {"fault, returns", SIGFPE, [](int) {}},
+        {"termination, returns", SIGTERM, [](int) {}},
+    };
+    for (Row const& row : rows) {
+        int const status = in_child([&row] {
+            xSignalHandling::setHandlers2(row.handler);
+            kill(getpid(), row.number);
+            wait_for_the_end();
+        });
+        EXPECT_THAT(status, exits_with(1)) << row.guards;
+    }
+}
+
+TEST(Signals, ExecGetsTheOldMaskBack) {
+    int const status = in_child([] {
+        sigset_t none;
+        sigemptyset(&none);
+        pthread_sigmask(SIG_SETMASK, &none, nullptr);
+        xSignalHandling::setHandlers2([](int) {});
+        xSignalHandling::restore_for_exec();
+        execl("/bin/sh", "sh", "-c",
+              "grep -q 'SigBlk:.0000000000000000' /proc/self/status && "
+              "test $((0x$(sed -n 's/SigIgn:.//p' /proc/self/status) & 0x1000)) -eq 0",
+              nullptr);
+    });
+    EXPECT_THAT(status, exits_with(0));
+}
+
+TEST(Memory, IsThatOfThisProcess) {
+    double vm = 0;
+    double resident = 0;
+    xSystem::mem_usage(vm, resident);
+    EXPECT_GT(resident, 1000);  // KiB
+    EXPECT_GT(vm, resident);
+    EXPECT_LT(resident, 16.0 * 1024 * 1024);
+}

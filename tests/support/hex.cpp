@@ -1,0 +1,40 @@
+#include "support/hex.h"
+
+#include <cctype>
+#include <stdexcept>
+
+namespace hex {
+
+Bytes bytes(std::string_view text) {
+    std::string digits;
+    for (char const symbol : text) {
+        if (std::isxdigit(static_cast<unsigned char>(symbol)) != 0) {
+            digits.push_back(symbol);
+        } else if (std::isspace(static_cast<unsigned char>(symbol)) == 0) {
+            throw std::invalid_argument("no hexadecimal text : " + std::string(text));
+        }
+    }
+    if (digits.size() % 2 != 0) {
+        throw std::invalid_argument("half a byte : " + std::string(text));
+    }
+    Bytes result;
+    for (size_t at = 0; at < digits.size(); at += 2) {
+        result.push_back(static_cast<unsigned char>(std::stoul(digits.substr(at, 2), nullptr, 16)));
+    }
+    return result;
+}
+
+std::string text(std::span<unsigned char const> data) {
+    constexpr char digits[] = "0123456789ABCDEF";
+    std::string result;
+    for (unsigned char const byte : data) {
+        if (!result.empty()) {
+            result.push_back(' ');
+        }
+        result.push_back(digits[byte >> 4U]);
+        result.push_back(digits[byte & 0x0FU]);
+    }
+    return result;
+}
+
+}  // namespace hex

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "support/hex.h"
+
+/// Where in a reply the peer hangs up.
+enum class HangUp { never, before_reply, in_reply, after_reply };
+
+/// What a peer does with one request. Frames are hexadecimal text.
+struct Reply {
+    std::string hex = {};      ///< empty: silence
+    int delay_ms = 0;          ///< before the first byte goes out
+    std::string garbage = {};  ///< goes out right before the reply
+    int fragment = 0;          ///< bytes in a piece; 0: all at once
+    int gap_ms = 20;           ///< between two pieces
+    HangUp hang_up = HangUp::never;
+};
+
+/// Requests and their replies. The request of a row may hold "??" for a byte that doesn't matter. Safe to change while a
+/// peer works by it.
+class PeerScript {
+ public:
+    /// For answers that depend on the request, or on what came before.
+    using Answerer = std::function<Reply(std::span<unsigned char const> request)>;
+
+    PeerScript() = default;
+    /// Rows as text, one a line: "05 03 00 10 00 01 84 4B -> 05 03 02 04 D2 CB 19". Empty lines and such that begin with
+    /// "#" don't matter. Raises std::invalid_argument.
+    explicit PeerScript(std::string_view rows);
+
+    /// What is answered whenever the request comes. A later row for the same request replaces the earlier one.
+    PeerScript& on(std::string const& request, Reply reply);
+    PeerScript& on(std::string const& request, std::string const& reply) { return on(request, Reply{.hex = reply}); }
+    /// Answers that are given once each, in this order, before what on() says.
+    PeerScript& once(std::string const& request, Reply reply);
+    PeerScript& once(std::string const& request, std::string const& reply) {
+        return once(request, Reply{.hex = reply});
+    }
+    /// For all other requests; without it the peer is silent.
+    PeerScript& otherwise(Answerer answerer);
+    PeerScript& otherwise(Reply const& reply);
+
+    /// The answer to a request; takes it out if it was one of once().
+    Reply answer(std::span<unsigned char const> request);
+    /// A row has exactly this request.
+    bool knows(std::span<unsigned char const> request) const;
+    /// A row has a longer request that begins so: there may be more to come.
+    bool may_grow(std::span<unsigned char const> request) const;
+
+ private:
+    /// -1 stands for any byte.
+    using Pattern = std::vector<int>;
+    struct Row {
+        Pattern request;
+        Reply reply;
+    };
+
+    static Pattern pattern(std::string_view text);
+    static bool begins(Pattern const& pattern, std::span<unsigned char const> request);
+    static bool equals(Pattern const& pattern, std::span<unsigned char const> request);
+    template <typename Test>
+    bool any_row(Test test) const;
+
+    mutable std::mutex mutex_;
+    std::vector<Row> rows_;
+    std::deque<Row> once_;
+    Answerer otherwise_;
+};
