@@ -117,6 +117,9 @@ void CBase::LoadTemplate(std::string const& template_name, CBase* parent_node, s
     }
     try {
         Json::Value document = jUtils::Load(xCommon::xString::Format("%s/%s.json", path_templates, template_name));
+        if (!document.isObject()) {
+            throw xException("шаблон не является объектом");
+        }
         std::string const own_name = jUtils::get_string(document, "name", "");
         if (own_name != template_name) {
             parent_node->Logf(lmtError,

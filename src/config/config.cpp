@@ -13,15 +13,19 @@ tcp_set::tcp_set(Json::Value const& node, std::string const& default_url, int de
     if (!node.isObject() || node.empty()) {
         throw xException("tcp_set : конфиг не содержит настроек TCP/MQTT");
     }
-    url = jUtils::get_string(node, "url", default_url);
-    port = jUtils::get_int(node, "port", default_port);
+    try {
+        url = jUtils::get_string(node, "url", default_url);
+        port = jUtils::get_int(node, "port", default_port);
+    } catch (std::exception const& e) {
+        throw xCommon::xExceptionf("tcp_set : %s", e.what());
+    }
 }
 
 tcp_set tcp_set::parse(Json::Value const& root) {
     tcp_set result;
     result.url = "127.0.0.1";
     result.port = 1883;
-    if (root.isObject() && root.isMember("mqtt")) {
+    if (jUtils::has(root, "mqtt")) {
         // An `mqtt` object without `port` gives port 0, not 1883. Installations have been set up around it.
         return {root["mqtt"], "127.0.0.1", 0};
     }
@@ -66,6 +70,25 @@ void Config::build(Json::Value& root) {
     for (auto const& node : ports.children) {
         if (auto* port = dynamic_cast<CPort*>(node.get())) {
             port->cfg = this;
+        }
+    }
+    report_clashing_identities();
+}
+
+/// A client's identity is the port's name, "#" and a random part, cut at 23 bytes: names that fill them leave nothing
+/// random, and the broker throws out one of two clients of the same identity in turn.
+void Config::report_clashing_identities() const {
+    constexpr size_t identity_size = 23;
+    std::map<std::string, std::string> seen;
+    for (auto const& node : ports.children) {
+        std::string const identity = (node->name + "#").substr(0, identity_size);
+        if (!node->enabled || identity.size() < identity_size) {
+            continue;
+        }
+        auto const [first, is_new] = seen.emplace(identity, node->name);
+        if (!is_new) {
+            Logf(lmtError, "порты '%s' и '%s' : одинаковый идентификатор клиента MQTT : %s.", first->second, node->name,
+                 identity);
         }
     }
 }

@@ -47,5 +47,6 @@ class Config : public xCommon::LogItem {
  private:
     Config() : LogItem(nullptr, "ostrand::Config") {}
     void build(Json::Value& root);
+    void report_clashing_identities() const;
     static std::unique_ptr<Config> guarded(std::function<void(Config&)> const& step);
 };

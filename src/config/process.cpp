@@ -8,7 +8,9 @@ std::string cfg_name;
 
 void touch_configuration() {
     if (!cfg_name.empty()) {
-        xCommon::xSystem::Exec(xCommon::xString::Format("touch %s", cfg_name));
+        // Quoted, so that a path with a blank is one file for the shell too.
+        std::string const quoted = "'" + xCommon::xString::Replace(cfg_name, "'", "'\\''") + "'";
+        xCommon::xSystem::Exec(xCommon::xString::Format("touch %s", quoted));
     }
 }
 

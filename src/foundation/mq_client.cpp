@@ -29,6 +29,7 @@ constexpr size_t waiting_limit = 60000;
 
 std::string cut_identity(std::string identity) {
     if (identity.size() > identity_limit) {
+        // Back to the beginning of the character that the cut would tear.
         size_t end = identity_limit;
         while (end > 0 && (static_cast<unsigned char>(identity[end]) & 0xC0U) == 0x80U) {
             --end;
@@ -45,14 +46,22 @@ std::string cut_identity(std::string identity) {
 
 mqClient::mqClient(bool clean_session, xCommon::SyncVector* queue, std::string const& identity, int keep_alive_s)
     : client_(nullptr, &mosquitto_destroy),
+      clean_session_(clean_session),
       queue_(queue),
       identity_(cut_identity(identity)),
       keep_alive_s_(keep_alive_s),
       since_(Clock::now()),
       last_progress_(Clock::now()) {
-    // A name that isn't UTF-8 is refused by the library: the broker then gives the client an identity of its own.
-    client_.reset(mosquitto_new(identity_.c_str(), clean_session, this));
+    renew_client();
+}
+
+/// A fresh object for every connection. The library carries half-received messages of QoS 2 over to the next one, and a
+/// broker that begins a clean session numbers its messages anew: an old command would be executed in place of a new
+/// one.
+void mqClient::renew_client() {
+    client_.reset(mosquitto_new(identity_.c_str(), clean_session_, this));
     if (!client_) {
+        // An identity that isn't UTF-8 is refused by the library: the broker then gives the client one of its own.
         client_.reset(mosquitto_new(nullptr, true, this));
     }
     if (!client_) {
@@ -64,6 +73,10 @@ mqClient::mqClient(bool clean_session, xCommon::SyncVector* queue, std::string c
     mosquitto_disconnect_callback_set(client_.get(), on_disconnect);
     mosquitto_publish_callback_set(client_.get(), on_publish);
     mosquitto_message_callback_set(client_.get(), on_message);
+    std::lock_guard const lock(mutex_);
+    waiting_.clear();
+    early_.clear();
+    topics_.clear();
 }
 
 mqClient::~mqClient() {
@@ -96,20 +109,36 @@ void mqClient::disconnect() {
         stop_ = true;
     }
     changed_.notify_all();
-    mosquitto_disconnect(client_.get());
+    {
+        std::lock_guard const lock(client_lock_);
+        mosquitto_disconnect(client_.get());
+    }
     thread_.join();
     connection_lost();
 }
 
+void mqClient::run() {
+    try {
+        serve();
+    } catch (std::exception const& e) {
+        global_logf(lmtError, "MQTT : %s : поток клиента завершён : %s", identity_, e.what());
+        connection_lost();
+    }
+}
+
 /// The network thread. The library's own endless loop gives up for good after some errors (a reply that is no MQTT, a
 /// refused login, a name that doesn't resolve at the first attempt), so the loop and the pauses are run here.
-void mqClient::run() {
+void mqClient::serve() {
     int pause_s = first_retry_s;
     for (bool first = true;; first = false) {
         if (!first && !wait_before_retry(pause_s)) {
             return;
         }
         pause_s = first ? first_retry_s : std::min(pause_s * 2, last_retry_s);
+        {
+            std::lock_guard const lock(client_lock_);
+            renew_client();
+        }
         int code = mosquitto_connect_async(client_.get(), host_.c_str(), port_, keep_alive_s_);
         int error = errno;
         bool stood = false;
@@ -168,48 +197,91 @@ void mqClient::connection_lost() {
         connected = false;
         if (was_connected) {
             since_ = Clock::now();
+            failure_logged_ = true;  // one line for the change of state: failed attempts add none
         }
-        // What is of QoS 0 goes down with the connection; the rest is sent again by the library.
-        std::erase_if(waiting_, [](auto const& entry) { return entry.second == 0; });
-        early_.clear();
     }
+    changed_.notify_all();
     if (was_connected) {
         global_logf(stopping ? lmtInfo : lmtError, "MQTT : %s : соединение с брокером %s:%d завершено.", identity_,
                     host_, port_);
     }
 }
 
+namespace {
+
+/// What the library calls must not raise through it.
+template <typename Action>
+void guarded(Action action) noexcept {
+    try {
+        action();
+    } catch (std::exception const& e) {
+        global_logf(lmtError, "MQTT : исключение в обработчике : %s", e.what());
+    }
+}
+
+}  // namespace
+
 void mqClient::on_connect(mosquitto* /*client*/, void* self, int code) {
-    auto* client = static_cast<mqClient*>(self);
+    guarded([self, code] { static_cast<mqClient*>(self)->connection_made(code); });
+}
+
+void mqClient::connection_made(int code) {
     if (code != 0) {
-        client->attempt_failed(mosquitto_connack_string(code));
+        attempt_failed(mosquitto_connack_string(code));
         return;
     }
     // The entry is in the queue before anyone can see the flag: a worker that polls finds its subscriptions due.
-    client->queue_->Push(std::make_unique<xCommon::svMessage>(xCommon::svMessage::connected));
+    queue_->Push(std::make_unique<xCommon::svMessage>(xCommon::svMessage::connected));
     {
-        std::lock_guard const lock(client->mutex_);
-        client->connected = true;
-        client->failure_logged_ = false;
-        client->last_progress_ = Clock::now();
+        std::lock_guard const lock(mutex_);
+        connected = true;
+        failure_logged_ = false;
+        stall_logged_ = false;
+        last_progress_ = Clock::now();
     }
-    client->changed_.notify_all();
-    global_logf(lmtInfo, "MQTT : %s : соединение с брокером %s:%d установлено.", client->identity_, client->host_,
-                client->port_);
+    changed_.notify_all();
+    global_logf(lmtInfo, "MQTT : %s : соединение с брокером %s:%d установлено.", identity_, host_, port_);
 }
 
 void mqClient::on_disconnect(mosquitto* /*client*/, void* self, int /*code*/) {
-    static_cast<mqClient*>(self)->connection_lost();
+    guarded([self] { static_cast<mqClient*>(self)->connection_lost(); });
 }
 
 void mqClient::on_publish(mosquitto* /*client*/, void* self, int id) {
-    auto* client = static_cast<mqClient*>(self);
-    std::lock_guard const lock(client->mutex_);
-    client->last_progress_ = Clock::now();
-    client->stall_logged_ = false;
-    if (client->waiting_.erase(id) == 0) {
-        client->early_.insert(id);
+    guarded([self, id] { static_cast<mqClient*>(self)->acknowledged(id); });
+}
+
+void mqClient::acknowledged(int id) {
+    {
+        std::lock_guard const lock(mutex_);
+        auto const entry = waiting_.find(id);
+        if (entry == waiting_.end()) {
+            early_.insert(id);
+            return;
+        }
+        // A message of QoS 0 has only left this machine, which says nothing about the broker.
+        if (entry->second > 0) {
+            last_progress_ = Clock::now();
+        }
+        waiting_.erase(entry);
+        if (waiting_.size() < stall_count) {
+            stall_logged_ = false;
+        }
+        if (waiting_.size() + 1 != waiting_limit) {
+            return;
+        }
     }
+    changed_.notify_all();
+}
+
+void mqClient::on_message(mosquitto* /*client*/, void* self, mosquitto_message const* message) {
+    guarded([self, message] {
+        std::string payload;
+        if (message->payloadlen > 0) {
+            payload.assign(static_cast<char const*>(message->payload), static_cast<size_t>(message->payloadlen));
+        }
+        static_cast<mqClient*>(self)->queue_->Push(std::make_unique<mqMessage>(message->topic, std::move(payload)));
+    });
 }
 
 void mqClient::sent(int id, int qos) {
@@ -220,31 +292,36 @@ void mqClient::sent(int id, int qos) {
     if (waiting_.empty()) {
         last_progress_ = Clock::now();
     }
-    if (connected || qos > 0) {
-        waiting_[id] = qos;
-    }
+    waiting_[id] = qos;
 }
 
-bool mqClient::stalled() {
+/// False when the broker has stalled. At the limit of MQTT's message numbers a broker that answers is waited for.
+bool mqClient::room_for_message() {
     bool log_it = false;
-    bool is_stalled = false;
     {
-        std::lock_guard const lock(mutex_);
-        is_stalled = waiting_.size() >= waiting_limit ||
-                     (waiting_.size() >= stall_count && Clock::now() - last_progress_ > stall_time);
-        log_it = is_stalled && !stall_logged_;
-        stall_logged_ = stall_logged_ || is_stalled;
+        std::unique_lock lock(mutex_);
+        if (waiting_.size() >= waiting_limit) {
+            changed_.wait_for(lock, stall_time, [this] { return waiting_.size() < waiting_limit || !connected; });
+        }
+        bool const stalled = waiting_.size() >= waiting_limit ||
+                             (waiting_.size() >= stall_count && Clock::now() - last_progress_ > stall_time);
+        if (!stalled) {
+            return connected;
+        }
+        log_it = !stall_logged_;
+        stall_logged_ = true;
     }
     if (log_it) {
         global_logf(lmtError, "MQTT : %s : брокер не подтверждает сообщения, публикация приостановлена.", identity_);
     }
-    return is_stalled;
+    return false;
 }
 
 bool mqClient::publish(std::string const& topic, std::string const& payload, int qos, bool retain) {
-    if (!get_bool(connected) || stalled()) {
+    if (!room_for_message()) {
         return false;
     }
+    std::lock_guard const lock(client_lock_);
     int id = 0;
     int const code = mosquitto_publish(client_.get(), &id, topic.c_str(), static_cast<int>(payload.size()),
                                        payload.data(), qos, retain);
@@ -259,27 +336,36 @@ bool mqClient::publish(std::string const& topic, std::string const& payload, int
 }
 
 bool mqClient::subscribe(std::vector<subsItem> const& items) {
+    bool all_taken = true;
     for (subsItem const& item : items) {
         if (!get_bool(connected)) {
             return false;
         }
-        int const code = mosquitto_subscribe(client_.get(), nullptr, item.topic.c_str(), item.qos);
+        int code = MOSQ_ERR_SUCCESS;
+        {
+            std::lock_guard const lock(client_lock_);
+            code = mosquitto_subscribe(client_.get(), nullptr, item.topic.c_str(), item.qos);
+        }
         if (code == MOSQ_ERR_NO_CONN || code == MOSQ_ERR_CONN_LOST) {
             return false;
         }
         if (code != MOSQ_ERR_SUCCESS) {
             global_logf(lmtError, "MQTT : подписка на топик '%s' невозможна : %s", item.topic,
                         mosquitto_strerror(code));
+            all_taken = false;
             continue;
         }
         std::lock_guard const lock(mutex_);
         topics_.insert(item.topic);
     }
-    return true;
+    return all_taken;
 }
 
 void mqClient::unsubscribe(std::string const& topic) {
-    mosquitto_unsubscribe(client_.get(), nullptr, topic.c_str());
+    {
+        std::lock_guard const lock(client_lock_);
+        mosquitto_unsubscribe(client_.get(), nullptr, topic.c_str());
+    }
     std::lock_guard const lock(mutex_);
     topics_.erase(topic);
 }
@@ -290,6 +376,7 @@ void mqClient::unsubscribe() {
         std::lock_guard const lock(mutex_);
         topics.swap(topics_);
     }
+    std::lock_guard const lock(client_lock_);
     for (std::string const& topic : topics) {
         mosquitto_unsubscribe(client_.get(), nullptr, topic.c_str());
     }
@@ -310,14 +397,6 @@ bool mqClient::wait_connected(int wait_ms) {
     std::unique_lock lock(mutex_);
     changed_.wait_for(lock, std::chrono::milliseconds(wait_ms), [this] { return connected || attempt_failed_; });
     return connected;
-}
-
-void mqClient::on_message(mosquitto* /*client*/, void* self, mosquitto_message const* message) {
-    std::string payload;
-    if (message->payloadlen > 0) {
-        payload.assign(static_cast<char const*>(message->payload), static_cast<size_t>(message->payloadlen));
-    }
-    static_cast<mqClient*>(self)->queue_->Push(std::make_unique<mqMessage>(message->topic, std::move(payload)));
 }
 
 std::unique_ptr<mqClient> mqUtils::mqActivate(std::string const& host, int port, xCommon::SyncVector* queue,

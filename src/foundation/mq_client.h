@@ -55,7 +55,8 @@ class mqClient {
     /// Sends one message. False while there is no connection, when the broker has stalled (see below), or when the
     /// topic can't be published on, which is logged.
     bool publish(std::string const& topic, std::string const& payload, int qos, bool retain);
-    /// Subscribes all items; one that the protocol forbids is logged and left out. False while there is no connection.
+    /// Subscribes all items; one that the protocol forbids is logged and left out. False then, and while there is no
+    /// connection.
     bool subscribe(std::vector<subsItem> const& items);
     void unsubscribe(std::string const& topic);
     void unsubscribe();
@@ -79,14 +80,22 @@ class mqClient {
     static void on_publish(mosquitto* client, void* self, int id);
     static void on_message(mosquitto* client, void* self, mosquitto_message const* message);
 
+    /// Under `client_lock_`.
+    void renew_client();
     void run();
+    void serve();
+    void connection_made(int code);
+    void acknowledged(int id);
     void attempt_failed(std::string const& reason);
     void connection_lost();
     bool wait_before_retry(int seconds);
-    bool stalled();
+    bool room_for_message();
     void sent(int id, int qos);
 
+    /// Held while the library's object is used from outside its network loop, and while it is replaced.
+    std::mutex client_lock_;
     std::unique_ptr<mosquitto, void (*)(mosquitto*)> client_;
+    bool clean_session_;
     xCommon::SyncVector* queue_;
     std::string identity_;
     int keep_alive_s_;

@@ -25,6 +25,7 @@ DevBase::DevBase(IBase* port_object, CBase* node)
 
 void DevBase::Poll(long long now) {
     port->check_for_personal_rs(this);
+    reopen_released_line();
     if (cfg->all_params) {
         if (!poll_whole(now)) {
             return;
@@ -41,8 +42,17 @@ void DevBase::Poll(long long now) {
     }
     if (cfg->poll_reconnect && port->tran && port->tran->is_open()) {
         port->tran->close();
+        port->line_released = true;
     }
     CheckFault();
+}
+
+/// A device without `poll_reconnect` on a line that others connect for themselves alone would find it closed for ever.
+void DevBase::reopen_released_line() {
+    if (!cfg->poll_reconnect && port->tran && (port->line_released || port->cport->poll_reconnect)) {
+        port->tran->reopen();
+    }
+    port->line_released = false;
 }
 
 void DevBase::poll_one(CParam& param, long long now) {

@@ -49,4 +49,5 @@ class DevBase : public IBase {
     bool poll_whole(long long now);
     void fail_param(CParam& param);
     void open_for_poll();
+    void reopen_released_line();
 };

@@ -46,7 +46,11 @@ PortBase::PortBase(IBase* parent_object, CPort* node) : IBase(parent_object, nod
 }
 
 PortBase::~PortBase() {
-    PortBase::Stop();
+    try {
+        PortBase::Stop();
+    } catch (std::exception const& e) {
+        cport->Logf(lmtError, "ошибка при остановке порта : %s", e.what());
+    }
 }
 
 IBase* PortBase::create(IBase* parent, CBase* node) {
@@ -94,6 +98,9 @@ void PortBase::make_devices() {
 
 bool PortBase::Start() {
     try {
+        if (!tran) {
+            make_transport();  // Stop() has taken it away
+        }
         if (is_base) {
             if (!tran->open()) {
                 return false;
@@ -125,6 +132,7 @@ void PortBase::start_devices() {
 }
 
 void PortBase::th_start() {
+    th_stop();
     running = true;
     thread = std::make_unique<std::thread>(&PortBase::Worker, this);
 }
@@ -189,8 +197,15 @@ void PortBase::worker_pass() {
 }
 
 void PortBase::Poll(long long now) {
-    if (!cport->poll_reconnect && cport->name != self_connecting_port && tran && !tran->reopen()) {
-        return;
+    if (!cport->poll_reconnect && cport->name != self_connecting_port && tran && !tran->is_open()) {
+        // With the port's own settings: those of the device that was polled last may be for a line that is away, and
+        // the other devices must go on.
+        if (auto* line = dynamic_cast<rsTran*>(tran.get())) {
+            line->settings = cport->rs;
+        }
+        if (!tran->reopen()) {
+            return;
+        }
     }
     long long const polls_before = polls;
     for (auto const& device : devices) {

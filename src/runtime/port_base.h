@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -16,6 +17,7 @@
 
 /// Run-time object of one port: owns the transport, the broker client and the devices, and runs the one worker thread
 /// that polls them and handles every message. Ports share nothing but the read-only tree and the process log.
+/// A class derived from it calls Stop() in its own destructor, before its parts go that the worker uses.
 class PortBase : public IBase {
  public:
     /// Raises an xException for a missing node, and an xExceptionf for a port of which no device could be made.
@@ -78,6 +80,8 @@ class PortBase : public IBase {
     std::unique_ptr<iTran> tran;
     /// The line has the settings of the device that check_for_personal_rs() was last called for.
     bool line_ready = true;
+    /// A device with `poll_reconnect` has closed the line behind its poll.
+    bool line_released = false;
 
  protected:
     /// Serves the queue; `dev` may be null in a port-level driver.
@@ -97,6 +101,7 @@ class PortBase : public IBase {
     void make_devices();
     void start_devices();
     void worker_pass();
+    void offer(std::function<bool(DevBase&)> const& message);
 };
 
 /// Reads `count` bytes from a line that hands them out in pieces: gathers until all are there, nothing comes for the

@@ -20,18 +20,18 @@ using xCommon::xString;
 
 namespace {
 
-constexpr size_t identity_size = 23;
 constexpr char uuid_command[] = "cat /proc/sys/kernel/random/uuid";
 
 }  // namespace
 
 bool PortBase::mq_start() {
+    mq_stop();
     queue = std::make_unique<xCommon::SyncVector>();
     std::string identity = cport->name + "#";
+    // The client cuts it to what MQTT 3.1 allows, so a long port name leaves little of the random part.
     for (std::string const& piece : xString::Split(xCommon::xSystem::ExecAndGetResult(uuid_command), "-")) {
         identity += piece;
     }
-    identity.resize(identity_size, '\0');
     try {
         mq = std::make_unique<xMQ::mqClient>(mq_clean, queue.get(), identity, mq_keepalive);
     } catch (std::bad_alloc const&) {
@@ -163,6 +163,9 @@ bool PortBase::ProcMessage(std::string& topic, std::string& payload) {
             if (!line_ready) {
                 throw xException("персональные настройки линии недоступны");
             }
+            // In place, also for a device that declines the message behind it: with devices "m_1" and "m_10" that have
+            // a parameter of the same name, a write to the second has its scale undone twice. Names that are part of
+            // another's are to be avoided in a configuration.
             scale_command(device.get(), topic, payload);
             if (device->ProcMessage(topic, payload)) {
                 return true;
@@ -183,23 +186,30 @@ bool PortBase::check_z2t_message(std::string const& topic, std::string const& pa
         return false;
     }
     if (!root.isObject()) {
-        for (auto const& device : devices) {
+        offer([&](DevBase& device) {
             std::string topic_copy = topic;
             std::string payload_copy = payload;
-            if (device->ProcMessage(topic_copy, payload_copy)) {
-                break;
-            }
-        }
+            return device.ProcMessage(topic_copy, payload_copy);
+        });
         return true;
     }
     for (std::string const& key : root.getMemberNames()) {
-        for (auto const& device : devices) {
-            if (device->ProcMessage(topic, key, root[key])) {
-                break;
-            }
-        }
+        offer([&](DevBase& device) { return device.ProcMessage(topic, key, root[key]); });
     }
     return true;
+}
+
+/// Offers something to each device in turn until one takes it; one that raises counts as not having taken it.
+void PortBase::offer(std::function<bool(DevBase&)> const& message) {
+    for (auto const& device : devices) {
+        try {
+            if (message(*device)) {
+                return;
+            }
+        } catch (std::exception const& e) {
+            cport->Logf(lmtError, "исключение при обработке сообщения # %s : %s.", device->cfg->name, e.what());
+        }
+    }
 }
 
 void PortBase::scale_command(DevBase* dev, std::string const& topic, std::string& value) {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <json/reader.h>
+#include <json/writer.h>
 
 #include "app/normalise.h"
 #include "config/config.h"
@@ -151,7 +151,7 @@ TEST(Examples, EveryConfigurationLoadsWithoutAComplaint) {
     install_templates();
     std::vector<Document> const documents = configurations();
     ASSERT_GE(documents.size(), 8U);
-    for (Document& document : std::vector<Document>(documents)) {
+    for (Document const& document : documents) {
         SCOPED_TRACE(document.origin);
         LogCapture const log;
         Normalised normalised = normalise(document.json);

@@ -1,12 +1,12 @@
 #include "support/broker.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <csignal>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "support/process_info.h"
 #include "support/wait_until.h"

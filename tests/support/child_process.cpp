@@ -1,15 +1,15 @@
 #include "support/child_process.h"
 
+#include <csignal>
+#include <cstring>
+#include <stdexcept>
+
 #include <fcntl.h>
 #include <linux/close_range.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <csignal>
-#include <cstring>
-#include <stdexcept>
 
 #include "support/wait_until.h"
 

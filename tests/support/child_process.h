@@ -1,12 +1,12 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <sys/types.h>
 
 /// A program that a test runs. It ends with the object, and by a death signal with the test process, however that ends.
 /// It inherits no descriptor of the test above the standard three.

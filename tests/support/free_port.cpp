@@ -1,14 +1,14 @@
 #include "support/free_port.h"
 
+#include <cstdio>
+#include <random>
+#include <stdexcept>
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
-
-#include <cstdio>
-#include <random>
-#include <stdexcept>
 
 namespace {
 
@@ -59,7 +59,9 @@ FreePort::FreePort() {
     throw std::runtime_error("no free port");
 }
 
-FreePort::~FreePort() { close(claim_); }
+FreePort::~FreePort() {
+    close(claim_);
+}
 
 bool accepts_connections(int port) {
     int const fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);

@@ -1,11 +1,11 @@
 #include "support/mqtt_probe.h"
 
-#include <mosquitto.h>
-
 #include <algorithm>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
+
+#include <mosquitto.h>
 
 namespace {
 
@@ -150,13 +150,14 @@ std::optional<MqttMessage> MqttProbe::wait_for(std::string const& topic, Limit l
 
 std::optional<MqttMessage> MqttProbe::wait_for(std::string const& topic, std::string const& payload, Limit limit,
                                                size_t since) const {
-    return wait_for(
-        [&](MqttMessage const& message) { return message.topic == topic && message.payload == payload; }, limit, since);
+    return wait_for([&](MqttMessage const& message) { return message.topic == topic && message.payload == payload; },
+                    limit, since);
 }
 
 bool MqttProbe::wait_for_count(std::string const& topic, int number, Limit limit, size_t since) const {
     int seen = 0;
-    return wait_for([&](MqttMessage const& message) { return message.topic == topic && ++seen >= number; }, limit, since)
+    return wait_for([&](MqttMessage const& message) { return message.topic == topic && ++seen >= number; }, limit,
+                    since)
         .has_value();
 }
 

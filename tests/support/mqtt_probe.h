@@ -17,7 +17,7 @@ struct mosquitto_message;
 struct MqttMessage {
     std::string topic;
     std::string payload;
-    int qos = 0;           ///< that of the publisher
+    int qos = 0;            ///< that of the publisher
     bool retained = false;  ///< it lay on the broker already: a message that comes live never has the flag
     std::chrono::steady_clock::time_point at = {};
 };

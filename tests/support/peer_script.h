@@ -23,15 +23,16 @@ struct Reply {
     HangUp hang_up = HangUp::never;
 };
 
-/// Requests and their replies. The request of a row may hold "??" for a byte that doesn't matter. Safe to change while a
-/// peer works by it.
+/// Requests and their replies. The request of a row may hold "??" for a byte that doesn't matter. Safe to change while
+/// a peer works by it.
 class PeerScript {
  public:
     /// For answers that depend on the request, or on what came before.
     using Answerer = std::function<Reply(std::span<unsigned char const> request)>;
 
     PeerScript() = default;
-    /// Rows as text, one a line: "05 03 00 10 00 01 84 4B -> 05 03 02 04 D2 CB 19". Empty lines and such that begin with
+    /// Rows as text, one a line: "05 03 00 10 00 01 84 4B -> 05 03 02 04 D2 CB 19". Empty lines and such that begin
+    /// with
     /// "#" don't matter. Raises std::invalid_argument.
     explicit PeerScript(std::string_view rows);
 

@@ -1,10 +1,10 @@
 #include "support/process_info.h"
 
-#include <unistd.h>
-
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+
+#include <unistd.h>
 
 namespace process_info {
 
@@ -51,11 +51,17 @@ std::vector<std::string> descriptors(pid_t pid) {
     return result;
 }
 
-long rss_kib(pid_t pid) { return field(pid, 24) * (sysconf(_SC_PAGESIZE) / 1024); }
+long rss_kib(pid_t pid) {
+    return field(pid, 24) * (sysconf(_SC_PAGESIZE) / 1024);
+}
 
-long cpu_ms(pid_t pid) { return (field(pid, 14) + field(pid, 15)) * 1000 / sysconf(_SC_CLK_TCK); }
+long cpu_ms(pid_t pid) {
+    return (field(pid, 14) + field(pid, 15)) * 1000 / sysconf(_SC_CLK_TCK);
+}
 
-int threads(pid_t pid) { return static_cast<int>(field(pid, 20)); }
+int threads(pid_t pid) {
+    return static_cast<int>(field(pid, 20));
+}
 
 char state(pid_t pid) {
     std::vector<std::string> const fields = stat_fields(pid);

@@ -1,12 +1,14 @@
 #include "support/pty_line.h"
 
+#include <utility>
+
 #include <asm/ioctls.h>
 #include <asm/termbits.h>
 #include <sys/ioctl.h>
 
-#include <utility>
-
-PtyLine::PtyLine(std::string path) : path_(std::move(path)) { plug(); }
+PtyLine::PtyLine(std::string path) : path_(std::move(path)) {
+    plug();
+}
 
 LineSettings PtyLine::settings() const {
     termios2 line = {};

@@ -15,8 +15,8 @@ struct LineSettings {
     bool operator==(LineSettings const&) const = default;
 };
 
-/// A pseudo-terminal whose line end is a link of a fixed path, so that it can be pulled out and come back under the same
-/// name, as an adapter on USB does.
+/// A pseudo-terminal whose line end is a link of a fixed path, so that it can be pulled out and come back under the
+/// same name, as an adapter on USB does.
 class PtyLine {
  public:
     /// Plugged in from the start. Raises std::system_error.

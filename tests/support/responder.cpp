@@ -1,11 +1,11 @@
 #include "support/responder.h"
 
-#include <poll.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <thread>
+
+#include <poll.h>
+#include <unistd.h>
 
 #include "support/wait_until.h"
 

@@ -1,0 +1,64 @@
+// The floor under the daemon: a bare loop of libmodbus reads and mosquitto_publish, with the same QoS and retained flag,
+// against the same slave and broker. Prints the CPU time per value in microseconds, for each pass a line "cpu US".
+
+#include <modbus.h>
+#include <mosquitto.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <memory>
+#include <string>
+
+namespace {
+
+double cpu_seconds() {
+    timespec now{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 6) {
+        std::fprintf(stderr, "usage: %s tcp|PATH SLAVE_PORT BROKER_PORT VALUES PASSES\n", argv[0]);
+        return 2;
+    }
+    std::string const target = argv[1];
+    int const values = std::atoi(argv[4]);
+    int const passes = std::atoi(argv[5]);
+    std::unique_ptr<modbus_t, decltype(&modbus_free)> const line(
+        target == "tcp" ? modbus_new_tcp("127.0.0.1", std::atoi(argv[2]))
+                        : modbus_new_rtu(target.c_str(), 115200, 'N', 8, 1),
+        &modbus_free);
+    modbus_set_slave(line.get(), 1);
+    mosquitto_lib_init();
+    mosquitto* const client = mosquitto_new(nullptr, true, nullptr);
+    mosquitto_int_option(client, MOSQ_OPT_TCP_NODELAY, 1);
+    if (modbus_connect(line.get()) != 0 ||
+        mosquitto_connect(client, "127.0.0.1", std::atoi(argv[3]), 60) != MOSQ_ERR_SUCCESS) {
+        std::fprintf(stderr, "no slave or no broker\n");
+        return 1;
+    }
+    mosquitto_loop_start(client);
+    for (int pass = 0; pass < passes; ++pass) {
+        double const before = cpu_seconds();
+        for (int index = 0; index < values; ++index) {
+            unsigned short value = 0;
+            if (modbus_read_registers(line.get(), index, 1, &value) != 1) {
+                std::fprintf(stderr, "read failed: %s\n", modbus_strerror(errno));
+                return 1;
+            }
+            std::string const topic = "/devices/load_1/controls/p" + std::to_string(index);
+            std::string const text = std::to_string(value);
+            mosquitto_publish(client, nullptr, topic.c_str(), static_cast<int>(text.size()), text.data(), 2, true);
+        }
+        // The acknowledgements belong to the pass.
+        sleep(1);
+        std::printf("cpu %.3f\n", (cpu_seconds() - before) * 1e6 / values);
+        std::fflush(stdout);
+    }
+    return 0;
+}
