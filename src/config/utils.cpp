@@ -72,8 +72,10 @@ unsigned short Utils::float32_to_u16(float value) {
 
 int Utils::jToInt(Json::Value const& value) {
     long long number = 0;
-    if (value.isInt64()) {
+    if (value.type() == Json::intValue) {
         number = value.asInt64();
+    } else if (value.type() == Json::uintValue) {
+        number = static_cast<long long>(value.asUInt64());
     } else if (value.isString()) {
         std::string const text = value.asString();
         std::istringstream stream(text);

@@ -27,10 +27,76 @@ duk_ret_t evaluate(duk_context* context, void* user) {
     return 1;
 }
 
+/// Length of the UTF-8 character at `at`, 0 where there is none.
+size_t character_length(std::string const& text, size_t at) {
+    auto const lead = static_cast<unsigned char>(text[at]);
+    size_t length = 0;
+    if (lead < 0x80) {
+        length = 1;
+    } else if (lead >= 0xC2 && lead < 0xE0) {
+        length = 2;
+    } else if (lead >= 0xE0 && lead < 0xF0) {
+        length = 3;
+    } else if (lead >= 0xF0 && lead < 0xF5) {
+        length = 4;
+    }
+    for (size_t index = 1; index < length; ++index) {
+        if (at + index >= text.size() || (static_cast<unsigned char>(text[at + index]) & 0xC0U) != 0x80U) {
+            return 0;
+        }
+    }
+    return length;
+}
+
+bool is_utf8(std::string const& text) {
+    for (size_t at = 0; at < text.size();) {
+        size_t const length = character_length(text, at);
+        if (length == 0) {
+            return false;
+        }
+        at += length;
+    }
+    return true;
+}
+
+/// Bytes that are no text, as a string of one character for each byte. The engine takes some of them for marks of its
+/// own when it gets them as they are.
+std::string bytes_to_characters(std::string const& bytes) {
+    std::string text;
+    for (char const byte : bytes) {
+        auto const code = static_cast<unsigned char>(byte);
+        if (code < 0x80) {
+            text.push_back(byte);
+        } else {
+            text.push_back(static_cast<char>(0xC0U | (code >> 6U)));
+            text.push_back(static_cast<char>(0x80U | (code & 0x3FU)));
+        }
+    }
+    return text;
+}
+
+/// The way back; false when a character is none of a byte.
+bool characters_to_bytes(std::string const& text, std::string& bytes) {
+    for (size_t at = 0; at < text.size(); ++at) {
+        auto const code = static_cast<unsigned char>(text[at]);
+        if (code < 0x80) {
+            bytes.push_back(text[at]);
+        } else if ((code == 0xC2 || code == 0xC3) && at + 1 < text.size()) {
+            ++at;
+            bytes.push_back(static_cast<char>((code << 6U) | (static_cast<unsigned char>(text[at]) & 0x3FU)));
+        } else {
+            return false;
+        }
+    }
+    return true;
+}
+
 }  // namespace
 
 void dukHelper::add_param(std::string const& name, std::string const& value) {
-    params_.emplace_back(name, value);
+    bool const is_text = is_utf8(value);
+    has_bytes_ = has_bytes_ || !is_text;
+    params_.emplace_back(name, is_text ? value : bytes_to_characters(value));
 }
 
 std::string dukHelper::show(std::string const& expression) {
@@ -46,7 +112,8 @@ std::string dukHelper::show(std::string const& expression) {
     if (failed) {
         throw xException(result);
     }
-    return result;
+    std::string bytes;
+    return has_bytes_ && characters_to_bytes(result, bytes) ? bytes : result;
 }
 
 }  // namespace xCommon

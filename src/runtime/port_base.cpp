@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "config/constants.h"
-#include "foundation/deadline.h"
 #include "foundation/xexception.h"
 #include "foundation/xmisc.h"
 #include "transport/no_line_tran.h"
@@ -266,20 +265,4 @@ DevBase* PortBase::get_device(std::string const& name) {
     auto const found =
         std::find_if(devices.begin(), devices.end(), [&name](auto const& device) { return device->cfg->name == name; });
     return found == devices.end() ? nullptr : found->get();
-}
-
-int read_count(iTran& tran, unsigned char* buffer, int count, int rto) {
-    xCommon::Deadline const deadline(rto);
-    int got = 0;
-    while (got < count) {
-        int const piece = tran.read(buffer + got, count - got);
-        if (piece <= 0) {
-            return got > 0 ? got : piece;
-        }
-        got += piece;
-        if (deadline.passed()) {
-            break;
-        }
-    }
-    return got;
 }

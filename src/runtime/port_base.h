@@ -103,7 +103,3 @@ class PortBase : public IBase {
     void worker_pass();
     void offer(std::function<bool(DevBase&)> const& message);
 };
-
-/// Reads `count` bytes from a line that hands them out in pieces: gathers until all are there, nothing comes for the
-/// line's read time-out, or `rto` ms have passed. For reads whose length is known. What arrived, as iTran::read.
-int read_count(iTran& tran, unsigned char* buffer, int count, int rto);

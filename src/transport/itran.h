@@ -36,6 +36,14 @@ class iTran {
     void flush();
     /// Time-outs in ms, for the line that is open now.
     virtual void set_timeout(int rto, int sto) = 0;
+    /// For a read of known length from a line that may hand it out in pieces: gathers until all is there or the read
+    /// time-out in force has passed since the call. What arrived, as read().
+    int read_count(unsigned char* buffer, int count);
 
     CPort* cport;
+
+ protected:
+    /// The time-outs in force, in ms.
+    int rto_ = 0;
+    int sto_ = 0;
 };

@@ -22,6 +22,8 @@ rsTran::rsTran(CPort* port) : iTran(port), settings(port->rs) {}
 
 bool rsTran::open() {
     close();
+    rto_ = cport->rto;
+    sto_ = cport->sto;
     try {
         if (!settings.validate()) {
             throw xCommon::xExceptionf("%s : невалидные настройки", settings.path);
@@ -123,6 +125,8 @@ void rsTran::flush_out() {
 
 void rsTran::set_timeout(int rto, int sto) {
     if (line_) {
+        rto_ = rto;
+        sto_ = sto;
         line_->setTimeout(make_timeout(rto, sto));
     }
 }

@@ -12,6 +12,8 @@ bool tcpTran::is_open() {
 
 bool tcpTran::open() {
     close();
+    rto_ = cport->rto;
+    sto_ = cport->sto;
     cport->Logf(lmtTrace, "открытие TCP соединения : %s:%d.", cport->url, cport->port);
     try {
         socket_ = std::make_unique<xsock::wsock>(cport->name, cport->url, cport->port, cport->rto, cport->sto);
@@ -79,6 +81,8 @@ void tcpTran::flush_in() {
 
 void tcpTran::set_timeout(int rto, int sto) {
     if (is_open()) {
+        rto_ = rto;
+        sto_ = sto;
         socket_->set_timeout(rto, sto);
     }
 }

@@ -100,7 +100,7 @@ void add_other_params(Json::Value& device, LibmodbusSlave& slave, Expected& expe
             {"name": "b15", "offset": 15}, {"name": "i15", "offset": 15, "inverted": true}]},
         {"name": "hb_le", "reg_type": "holding-bit", "reg_addr": 1000, "value_type": "u16", "inverted": true,
          "word_order": "little_endian", "bh_list": [
-            {"name": "b7", "offset": 7}, {"name": "b8", "offset": 8}, {"name": "n7", "offset": 7, "inverted": false}]},
+            {"name": "b7", "offset": 7}, {"name": "b9", "offset": 9}, {"name": "n7", "offset": 7, "inverted": false}]},
         {"name": "ib", "reg_type": "input-bit", "reg_addr": 1000, "value_type": "u32", "bh_list": [
             {"name": "b0", "offset": 0}, {"name": "b1", "offset": 1}, {"name": "b16", "offset": 16},
             {"name": "b31", "offset": 31}]},
@@ -114,7 +114,7 @@ void add_other_params(Json::Value& device, LibmodbusSlave& slave, Expected& expe
     expected.insert(
         {{"coil_on", "1"},        {"coil_off", "0"},        {"status_on", "1"},      {"status_off", "0"},
          {"hb_b0", "1"},          {"hb_b1", "0"},           {"hb_b2", "1"},          {"hb_b15", "1"},
-         {"hb_i15", "0"},         {"hb_le_b7", "0"},        {"hb_le_b8", "1"},       {"hb_le_n7", "1"},
+         {"hb_i15", "0"},         {"hb_le_b7", "0"},        {"hb_le_b9", "1"},       {"hb_le_n7", "1"},
          {"ib_b0", "1"},          {"ib_b1", "0"},           {"ib_b16", "1"},         {"ib_b31", "1"},
          {"scaled", "12.30 бар"}, {"corrected", "1200.00"}, {"converted", "246 шт"}, {"signed_in_range", "-3"}});
 }
@@ -138,8 +138,10 @@ TEST(ModbusRead, EveryKindArrivesAsTheRightTextOnTheRightTopic) {
     config["ports"].append(port);
     daemon.start_with(config);
 
-    // The statistics end the pass.
     ASSERT_TRUE(probe.wait_for("stat/line/poll", seconds(20))) << daemon.log().text();
+    for (auto const& [name, text] : expected) {
+        ASSERT_TRUE(probe.wait_for(sample::value_topic("plc_7", name), seconds(5))) << name;
+    }
     MqttProbe const later(broker.port());
     for (auto const& [name, text] : expected) {
         SCOPED_TRACE(name);

@@ -126,6 +126,14 @@ Json::Value make_param(std::string const& name, char const* reg_type, char const
     return param;
 }
 
+std::vector<std::string> controls_of(Json::Value const& param) {
+    std::vector<std::string> controls;
+    for (Json::Value const& bit : param["bh_list"]) {
+        controls.push_back(param["name"].asString() + "_" + bit["name"].asString());
+    }
+    return controls.empty() ? std::vector{param["name"].asString()} : controls;
+}
+
 std::string param_name(std::string const& prefix, size_t number) {
     return prefix + std::to_string(number);
 }
@@ -168,6 +176,11 @@ class ModbusWrite : public testing::Test {
         config["ports"].append(port);
         daemon_.start_with(config);
         ASSERT_TRUE(probe_.wait_for("stat/line/poll", seconds(20))) << daemon_.log().text();
+        for (Json::Value const& param : device_["params"]) {
+            for (std::string const& control : controls_of(param)) {
+                ASSERT_TRUE(probe_.wait_for(sample::value_topic("plc_7", control), soon)) << control;
+            }
+        }
     }
 
     void write(std::string const& control, std::string const& payload) {
@@ -194,22 +207,26 @@ TEST_F(ModbusWrite, EveryKindReachesTheSlaveAndIsReadBackAtOnce) {
     add(R"([{"name": "valve", "reg_type": "coil", "reg_addr": 5, "value_type": "bit", "read_only": false}])");
     start();
 
+    size_t const mark = probe_.mark();
+    for (size_t row = 0; row < std::size(writes); ++row) {
+        write(param_name("w", row), writes[row].payload);
+    }
+    for (char const* position : {"1", "0", "1"}) {
+        write("valve", position);
+    }
     for (size_t row = 0; row < std::size(writes); ++row) {
         std::string const name = param_name("w", row);
         SCOPED_TRACE(name + " : " + writes[row].reg_type + " " + writes[row].value_type);
-        size_t const mark = probe_.mark();
-        write(name, writes[row].payload);
         EXPECT_EQ(next(name, mark), writes[row].read_back);
         EXPECT_EQ(slave_.holding(address_of(row, 0), static_cast<int>(writes[row].registers.size())),
                   writes[row].registers);
         EXPECT_EQ(probe_.count(sample::value_topic("plc_7", name), mark), 1);
     }
-    for (char const* position : {"1", "0", "1"}) {
-        size_t const mark = probe_.mark();
-        write("valve", position);
-        EXPECT_EQ(next("valve", mark), position);
-        EXPECT_EQ(slave_.coil(5), *position == '1');
-    }
+    std::string const valve = sample::value_topic("plc_7", "valve");
+    ASSERT_TRUE(probe_.wait_for_count(valve, 3, soon, mark));
+    std::vector<MqttMessage> const positions = probe_.on_topic(valve, mark);
+    EXPECT_EQ(positions[0].payload + positions[1].payload + positions[2].payload, "101");
+    EXPECT_TRUE(slave_.coil(5));
     EXPECT_EQ(daemon_.log().count("записано новое значение : 225."), 1) << "the line quotes what was sent";
     EXPECT_EQ(daemon_.log().count("[3] [w"), 0);
 }
@@ -263,15 +280,13 @@ TEST_F(ModbusWrite, ABitIsWrittenIntoWhatTheRegisterHolds) {
         SCOPED_TRACE(std::string(row.bit) + " = " + row.payload);
         size_t const mark = probe_.mark();
         write(row.bit, row.payload);
-        EXPECT_EQ(next(row.bit, mark), row.read_back);
-        EXPECT_EQ(slave_.holding(200), Registers{row.expected});
+        EXPECT_TRUE(slave_.wait_holding(200, {row.expected}, soon));
+        EXPECT_TRUE(probe_.wait_for(sample::value_topic("plc_7", row.bit), row.read_back, soon, mark));
     }
     // What somebody else changed in the register stays.
     slave_.set_holding(200, {0x0F00});
-    size_t const mark = probe_.mark();
     write("relay_b0", "1");
-    EXPECT_EQ(next("relay_b0", mark), "1");
-    EXPECT_EQ(slave_.holding(200), Registers{0x0F01});
+    EXPECT_TRUE(slave_.wait_holding(200, {0x0F01}, soon));
 
     size_t const log_mark = daemon_.log().mark();
     write("relay_b0", "2");
@@ -290,22 +305,25 @@ TEST_F(ModbusWrite, WhatCannotBeWrittenIsToldAndSendsNothing) {
     start();
 
     write("locked", "5");
+    std::vector<std::string> expected;
     for (size_t row = 0; row < std::size(refusals); ++row) {
         std::string const name = param_name("r", row);
         std::string reason = refusals[row].reason;
         if (size_t const place = reason.find('%'); place != std::string::npos) {
             reason.replace(place, 1, name);
         }
-        SCOPED_TRACE(name + " : " + refusals[row].reg_type + " " + refusals[row].value_type);
-        size_t const log_mark = daemon_.log().mark();
+        expected.push_back("[3] [line] исключение при обработке сообщения # plc_7 : " + reason);
         write(name, refusals[row].payload);
-        EXPECT_TRUE(
-            daemon_.log().wait_for("[3] [line] исключение при обработке сообщения # plc_7 : " + reason, soon, log_mark))
-            << daemon_.log().text(log_mark);
     }
     size_t const mark = probe_.mark();
     write("last", "7");
     EXPECT_EQ(next("last", mark), "7") << "a refused write must not hold up the next one";
+    EXPECT_TRUE(daemon_.log().wait_for("[1] [last] ответ получен : 7", soon));
+    std::vector<std::string> told;
+    for (LogEntry const& entry : daemon_.log().matching("исключение при обработке сообщения")) {
+        told.push_back(entry.whole);
+    }
+    EXPECT_EQ(told, expected);
     EXPECT_EQ(daemon_.log().count("обработка сообщения : /devices/plc_7/controls/locked/on"), 0);
     int writing_frames = 0;
     for (std::string const& frame : slave_.requests()) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -12,6 +11,7 @@
 /// parameter's and the bit's, joined by "_".
 namespace bholding {
 
+/// One named bit of a parameter. Owned by its bhold; used by the worker of the port.
 class bitem {
  public:
     /// From an element of `bh_list`: `name`, `offset` (bit number, 0 is the lowest), `inverted` (default: the
@@ -32,6 +32,7 @@ class bitem {
     bool inverted;
 };
 
+/// The bits of one parameter, in the order of the file. Owned by the parameter.
 class bhold {
  public:
     /// From the array `bh_list` of a parameter's node. Raises an xException or xExceptionf for a faulty one.

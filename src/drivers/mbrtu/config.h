@@ -12,6 +12,7 @@ class c_dev : public modbus::c_dev {
     static CBase* create(CBase* parent, Json::Value& node);
 };
 
+/// Configuration of a parameter, type word "mb-rtu".
 class c_param : public modbus::c_param {
  public:
     using modbus::c_param::c_param;

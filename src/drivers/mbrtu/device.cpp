@@ -4,13 +4,13 @@
 #include "config/process.h"
 #include "drivers/mbrtu/set_frame.h"
 #include "foundation/xmisc.h"
+#include "runtime/exchange.h"
 
 namespace mbrtu {
 
 using modbus::c_param;
 using xCommon::ByteList;
 using xCommon::lmtError;
-using xCommon::lmtIgnored;
 using xCommon::lmtInfo;
 using xCommon::lmtTrace;
 
@@ -37,14 +37,12 @@ BaseResult dev::get_response(c_param* param) {
     line().set_timeout(param->rto, param->sto);
     ByteList frame;
     pdu::read(frame, slave_address(), param);
-    unsigned char* const reply = port->buffer;
-    int const length = frame.pop_buf(reply, PortBase::buffer_size);
+    unsigned char const* const reply = port->buffer;
     int got = 0;
     try {
-        trace_hex(reply, length, "dev_mb_rtu::get_response : запрос");
-        line().write(reply, length);
-        got = read_count(line(), reply, pdu::head_size, param->rto);
-        trace_hex(reply, got, "dev_mb_rtu::get_response : заголовок RTU");
+        int const length = exchange::load(*port, frame, "dev_mb_rtu::get_response : запрос");
+        exchange::send(*port, length);
+        got = exchange::receive(*port, 0, pdu::head_size, "dev_mb_rtu::get_response : заголовок RTU");
     } catch (...) {
         reconnect();
         return result;
@@ -54,31 +52,18 @@ BaseResult dev::get_response(c_param* param) {
         return result;
     }
     int const data_size = reply[2];
-    unsigned char const* const data = reply + pdu::head_size;
     int const rest = data_size + pdu::crc_size;
-    got = read_count(line(), reply + pdu::head_size, rest, param->rto);
-    if (got < rest) {
+    if (exchange::receive(*port, pdu::head_size, rest, "dev_mb_rtu::get_response : ответ") < rest) {
         param->Log(lmtError, "dev_mb_rtu::ответ НЕ получен : timeout.");
         return result;
     }
-    trace_hex(data, got, "dev_mb_rtu::get_response : ответ");
     if (!pdu::check_crc({reply, static_cast<size_t>(pdu::head_size + rest)})) {
         param->Log(lmtError, "ответ НЕ получен : не совпали CRC.");
         return result;
     }
-
-    result.is_ok = true;
-    result.is_crc_ok = true;
-    if (!param->check_error_value(data, data_size)) {
-        param->Logf(lmtIgnored, "получено ошибочное значение : %s : error_value = %s.", param->hexStr(data, data_size),
-                    param->error_value);
-        result.is_ok = false;
-        return result;
-    }
-    // The length counts the CRC too: a slave that sends a byte or two less than the value type needs is decoded with
-    // its CRC as data rather than refused. Slaves that are read this way are in service.
-    std::string const value = param->GetValueFromBuffer(data, rest);
-    result.result = check_debounce(param, param->CalculateReadExpression(value));
+    // The value's length counts the CRC too: a slave that sends a byte or two less than the value type needs is decoded
+    // with its CRC as data rather than refused. Slaves that are read this way are in service.
+    take_data(param, reply + pdu::head_size, data_size, rest, result);
     return result;
 }
 
@@ -86,13 +71,12 @@ bool dev::read_span(unsigned char function, unsigned short address, unsigned sho
                     std::vector<unsigned char>& data) {
     ByteList request;
     pdu::read_span(request, slave_address(), function, address, count);
-    int const length = request.pop_buf(port->buffer, PortBase::buffer_size);
-    trace_hex(port->buffer, length, "ЗАПРОС");
+    int const length = exchange::load(*port, request, "ЗАПРОС");
     line().flush();
     line().set_timeout(cfg->rto, cfg->sto);
     int sent = 0;
     try {
-        sent = line().write(port->buffer, length);
+        sent = exchange::send(*port, length);
     } catch (...) {
         reconnect();
         return false;
@@ -102,7 +86,6 @@ bool dev::read_span(unsigned char function, unsigned short address, unsigned sho
         return false;
     }
     modbus_rtu_frame_t frame;
-    frame.rto = cfg->rto;
     if (!frame.read(port, slave_address(), cfg->type)) {
         return false;
     }
@@ -135,16 +118,14 @@ void dev::write(c_param* param, std::string value, bholding::bitem const* item) 
     value = param->CalculateWriteExpression(value);
     ByteList frame;
     pdu::write(frame, slave_address(), param, value);
-    unsigned char* const reply = port->buffer;
-    int const length = frame.pop_buf(reply, PortBase::buffer_size);
-    trace_hex(reply, length, "dev_mb_rtu::write : запрос");
-    line().write(reply, length);
+    unsigned char const* const reply = port->buffer;
+    int const length = exchange::load(*port, frame, "dev_mb_rtu::write : запрос");
+    exchange::send(*port, length);
 
     // Functions 5 and 6 echo the request. What "holding" and "holding-bit" write by function 16 waits for an echo too,
     // and so ends in the time-out below although the slave has taken it; the value shows at the next poll.
     int const expected = param->reg_type == modbus::reg_holding_m ? write_registers_reply : length;
-    int const got = read_count(line(), reply, expected, param->rto);
-    trace_hex(reply, got, "dev_mb_rtu::write : ответ");
+    int const got = exchange::receive(*port, 0, expected, "dev_mb_rtu::write : ответ");
     if (pdu::check_head(param, slave_address(), reply, got) == 0) {
         return;
     }

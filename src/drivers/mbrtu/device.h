@@ -5,7 +5,7 @@
 
 namespace mbrtu {
 
-/// The dialogue with one RTU slave.
+/// The dialogue with one RTU slave. Owned by its port, whose worker alone calls it.
 class dev : public modbus::device {
  public:
     using modbus::device::device;

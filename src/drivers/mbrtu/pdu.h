@@ -11,6 +11,8 @@ namespace mbrtu {
 /// Request to read 1 register at 16 of slave 5, and the answer 1234:
 ///   05 03 00 10 00 01 84 4B
 ///   05 03 02 04 D2 CB 19
+/// Request to write 7 to the registers 1 and 2:
+///   05 10 00 01 00 02 04 00 00 00 07 66 91
 /// offset  size  field
 ///   0      1    slave address
 ///   1      1    function

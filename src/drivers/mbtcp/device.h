@@ -5,7 +5,8 @@
 
 namespace mbtcp {
 
-/// The dialogue with one TCP slave. Values aren't held back: `debounce` has no effect here.
+/// The dialogue with one TCP slave. Owned by its port, whose worker alone calls it. Values aren't held back: `debounce`
+/// has no effect here.
 class dev : public modbus::device {
  public:
     using modbus::device::device;
@@ -17,7 +18,7 @@ class dev : public modbus::device {
                    std::vector<unsigned char>& data) override;
 
  private:
-    int read_body(int rto);
+    int read_body(char const* label);
 };
 
 }  // namespace mbtcp

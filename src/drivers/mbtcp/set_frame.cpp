@@ -5,7 +5,7 @@ namespace mbtcp {
 using xCommon::lmtError;
 
 bool modbus_tcp_frame_t::read(PortBase* port, unsigned char sid, std::string const& type) {
-    if (read_count(*port->tran, mbap.data(), pdu::mbap_size, rto) < pdu::mbap_size) {
+    if (port->tran->read_count(mbap.data(), pdu::mbap_size) < pdu::mbap_size) {
         port->cport->Log(lmtError, "TCP запрос : операция НЕ выполнена : timeout");
         return false;
     }

@@ -79,12 +79,11 @@ void c_param::Compare(Json::Value& node) {
     if (node.empty()) {
         return;
     }
+    int const new_type = jUtils::has(node, "reg_type") ? GetRegType(node) : reg_type;
     if (jUtils::has(node, "reg_addr")) {
         reg_addr = static_cast<unsigned short>(Utils::jToInt(node["reg_addr"]));
     }
-    if (jUtils::has(node, "reg_type")) {
-        reg_type = GetRegType(node);
-    }
+    reg_type = new_type;
     if (has_bits() && jUtils::has(node, "bh_list")) {
         bits = std::make_unique<bholding::bhold>(this, node);
     }

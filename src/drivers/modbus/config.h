@@ -23,6 +23,16 @@ enum RegType : int {
     reg_input_bit = 6
 };
 
+/// Registers and bytes of a value type.
+struct ValueSize {
+    int value_type;
+    unsigned short registers;
+    int least_bytes;  ///< what a value is read from
+};
+
+/// The row of a value type; types that need no row of their own have one register and one byte.
+ValueSize value_size(int value_type);
+
 /// Configuration of one slave. Its name gets the slave address appended, and so it stands in the topics.
 class c_dev : public CDev {
  public:

@@ -5,6 +5,7 @@
 
 #include "config/constants.h"
 #include "config/process.h"
+#include "drivers/modbus/pdu.h"
 #include "foundation/xexception.h"
 #include "foundation/xmisc.h"
 #include "runtime/command_connection.h"
@@ -12,6 +13,7 @@
 namespace modbus {
 
 using xCommon::lmtError;
+using xCommon::lmtIgnored;
 using xCommon::lmtTrace;
 using xCommon::xString;
 
@@ -125,20 +127,8 @@ bool device::poll_param(CParam* base_param) {
 }
 
 void device::enter_in_set(c_param* param) {
-    switch (param->reg_type) {
-        case reg_coil:
-            coils_.add(param);
-            break;
-        case reg_status:
-            statuses_.add(param);
-            break;
-        case reg_input:
-        case reg_input_bit:
-            inputs_.add(param);
-            break;
-        default:
-            holdings_.add(param);
-    }
+    RegisterSet* const by_function[] = {&coils_, &statuses_, &holdings_, &inputs_};
+    by_function[pdu::getReadFunCode(param) - 1]->add(param);
 }
 
 bool device::poll_all_params() {
@@ -167,6 +157,19 @@ void device::poll_set(RegisterSet& set, char const* name) {
     port->polls += published;
     errors += failed;
     port->errors += failed;
+}
+
+void device::take_data(c_param* param, unsigned char const* data, int data_size, int value_size, BaseResult& result) {
+    result.is_ok = true;
+    result.is_crc_ok = true;
+    if (!param->check_error_value(data, data_size)) {
+        param->Logf(lmtIgnored, "получено ошибочное значение : %s : error_value = %s.", param->hexStr(data, data_size),
+                    param->error_value);
+        result.is_ok = false;
+        return;
+    }
+    std::string const value = param->GetValueFromBuffer(data, value_size);
+    result.result = check_debounce(param, param->CalculateReadExpression(value));
 }
 
 std::string device::check_debounce(c_param* /*param*/, std::string const& value) {

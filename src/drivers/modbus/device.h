@@ -45,6 +45,9 @@ class device : public DevBase {
     std::string prepare_to_write_bit(c_param* param, std::string const& value, bholding::bitem const* item);
 
  protected:
+    /// Makes a result of the data of a reply: `data_size` bytes are compared with the parameter's error value, and
+    /// `value_size` bytes from the same place may be read as its value.
+    void take_data(c_param* param, unsigned char const* data, int data_size, int value_size, BaseResult& result);
     unsigned char slave_address() const { return static_cast<unsigned char>(config_->sid & 0xFF); }
     iTran& line() { return *port->tran; }
 

@@ -18,7 +18,6 @@ constexpr unsigned char read_functions[] = {1, 2, 3, 3, 3, 4, 4};  // by registe
 constexpr unsigned char write_coil = 5;
 constexpr unsigned char write_register = 6;
 constexpr unsigned char write_registers = 16;
-constexpr unsigned char refused_bit = 0x80;
 
 constexpr char const* exception_texts[] = {
     "Неизвестная ошибка",
@@ -73,20 +72,7 @@ unsigned short pdu::getRegNum(c_param const* cp) {
     if (cp == nullptr) {
         throw xException("getRegNum : cp == nullptr.");
     }
-    if (cp->reg_type < reg_holding) {
-        return 1;
-    }
-    switch (cp->value_type) {
-        case vt_i32:
-        case vt_u32:
-        case vt_float32:
-        case vt_str4:
-            return 2;
-        case vt_str8:
-            return 4;
-        default:
-            return 1;
-    }
+    return cp->reg_type < reg_holding ? 1 : value_size(cp->value_type).registers;
 }
 
 void pdu::read_request(ByteList& out, unsigned char sid, c_param const* cp) {

@@ -19,11 +19,20 @@ namespace modbus {
 ///   1  1  function             6  1  count of bytes
 ///   2  2  address              7  n  values
 ///
-/// Reply head: slave address, function (bit 7 set: refused), count of bytes or exception code.
+/// Replies:
+///   to functions 1 to 4     0  1  slave address   1  1  function   2  1  count n of bytes   3  n  data
+///   to functions 5 and 6    the request again
+///   to function 16          0  1  slave address   1  1  function   2  2  address            4  2  count of registers
+///   a refusal               0  1  slave address   1  1  function with bit 7 set             2  1  exception code
+///
+/// Slave 5, the holding registers 1 and 2 written as 7 (u32): 05 10 00 01 00 02 04 00 00 00 07, answered by
+/// 05 10 00 01 00 02. Refused with "address not there": 05 90 02.
 class pdu {
  public:
     /// Bytes of a reply's head.
     static constexpr int head_size = 3;
+    /// Set in the function of a reply that refuses the request.
+    static constexpr unsigned char refused_bit = 0x80;
 
     /// Function to read a parameter. Raises an xExceptionf for an unknown register kind, an xException for null.
     static unsigned char getReadFunCode(c_param const* cp);

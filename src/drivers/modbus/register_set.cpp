@@ -37,8 +37,8 @@ void RegisterSet::add(c_param* param) {
     end_ = std::max(end_, static_cast<unsigned short>(last));
     // At a reconnection every parameter comes again. The first visit of a poll makes a parameter not due for the
     // second, unless its interval is 0: only there the repeat can be seen, and all others are left out.
-    bool const known = std::find(params_.begin(), params_.end(), param) != params_.end();
-    if (!known || param->poll_interval == 0) {
+    bool const is_new = known_.insert(param).second;
+    if (is_new || param->poll_interval <= 0) {
         params_.push_back(param);
     }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <unordered_set>
 #include <vector>
 
 #include "drivers/modbus/config.h"
@@ -47,6 +48,7 @@ class RegisterSet {
     eFunCode function_;
     unsigned short limit_;
     std::vector<c_param*> params_;
+    std::unordered_set<c_param const*> known_;
     unsigned int buffer_size_ = 0;
     unsigned short start_ = 0xFFFF;
     unsigned short end_ = 0;

@@ -11,13 +11,12 @@ using xCommon::lmtError;
 namespace {
 
 constexpr char crc_prefix[] = "RTU CRC : ответ НЕ получен :";
-constexpr unsigned char refused_bit = 0x80;
 
 }  // namespace
 
 bool SetReply::read_head(PortBase* port, unsigned char sid) {
     unsigned char head[pdu::head_size];
-    if (read_count(*port->tran, head, pdu::head_size, rto) < pdu::head_size) {
+    if (port->tran->read_count(head, pdu::head_size) < pdu::head_size) {
         port->cport->Logf(lmtError, "%s timeout", request_prefix);
         return false;
     }
@@ -26,7 +25,7 @@ bool SetReply::read_head(PortBase* port, unsigned char sid) {
         port->cport->Logf(lmtError, "%s не совпали SID", request_prefix);
         return false;
     }
-    if ((header.function & refused_bit) != 0) {
+    if ((header.function & pdu::refused_bit) != 0) {
         port->cport->Logf(lmtError, "%s %s", request_prefix, pdu::exception_text(header.count));
         return false;
     }
@@ -35,7 +34,7 @@ bool SetReply::read_head(PortBase* port, unsigned char sid) {
 
 bool SetReply::read_data(PortBase* port) {
     data.assign(header.count, 0);
-    if (read_count(*port->tran, data.data(), header.count, rto) < header.count) {
+    if (port->tran->read_count(data.data(), header.count) < header.count) {
         port->cport->Log(lmtError, "RTU : ответ НЕ получен : timeout");
         return false;
     }
@@ -45,7 +44,7 @@ bool SetReply::read_data(PortBase* port) {
 bool SetReply::read_crc(PortBase* port) {
     constexpr int crc_size = 2;
     unsigned char received[crc_size];
-    if (read_count(*port->tran, received, crc_size, rto) < crc_size) {
+    if (port->tran->read_count(received, crc_size) < crc_size) {
         port->cport->Logf(lmtError, "%s timeout", crc_prefix);
         return false;
     }

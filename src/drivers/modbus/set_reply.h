@@ -19,8 +19,6 @@ class SetReply {
  public:
     modbus_rtu_frame_header_t header;
     std::vector<unsigned char> data;
-    /// Read time-out in ms, the device's.
-    int rto = 0;
 
  protected:
     bool read_head(PortBase* port, unsigned char sid);

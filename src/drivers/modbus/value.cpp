@@ -17,24 +17,10 @@ using xCommon::xString;
 
 namespace {
 
-struct Width {
-    int value_type;
-    int bytes;
-};
-
-/// Least number of bytes that a value is read from.
-constexpr Width least_bytes[] = {{vt_str8, 8},   {vt_i32, 4},    {vt_u32, 4}, {vt_str4, 4}, {vt_float32, 4},
-                                 {vt_i8, 2},     {vt_i16, 2},    {vt_u8, 2},  {vt_u16, 2},  {vt_float16, 2},
-                                 {vt_fixi16, 2}, {vt_fixu16, 2}, {vt_str2, 2}};
-
-int bytes_needed(int value_type) {
-    for (Width const& row : least_bytes) {
-        if (row.value_type == value_type) {
-            return row.bytes;
-        }
-    }
-    return 1;
-}
+constexpr ValueSize value_sizes[] = {{vt_str8, 4, 8},    {vt_i32, 2, 4},     {vt_u32, 2, 4},    {vt_str4, 2, 4},
+                                     {vt_float32, 2, 4}, {vt_i8, 1, 2},      {vt_i16, 1, 2},    {vt_u8, 1, 2},
+                                     {vt_u16, 1, 2},     {vt_float16, 1, 2}, {vt_fixi16, 1, 2}, {vt_fixu16, 1, 2},
+                                     {vt_str2, 1, 2}};
 
 /// A fraction byte counts 1/256; the printed fraction is that in ten-thousandths, cut and not padded with zeros: 128
 /// prints as 5000, 1 as 39. What reads the topics is set up for this form.
@@ -45,11 +31,21 @@ std::string fixed_point(unsigned char whole, unsigned char fraction) {
 
 }  // namespace
 
+ValueSize value_size(int value_type) {
+    for (ValueSize const& row : value_sizes) {
+        if (row.value_type == value_type) {
+            return row;
+        }
+    }
+    return {value_type, 1, 1};
+}
+
 std::string c_param::GetValueFromBuffer(unsigned char const* buf, int len) const {
     if (buf == nullptr || len <= 0) {
         throw xExceptionf("%s # пустое значение.", name);
     }
-    if (len < bytes_needed(value_type)) {
+    int const least_bytes = value_size(value_type).least_bytes;
+    if (len < least_bytes) {
         throw xExceptionf("%s # буфер слишком мал для значения.", name);
     }
     auto const order = static_cast<WordOrder>(word_order);
@@ -79,7 +75,7 @@ std::string c_param::GetValueFromBuffer(unsigned char const* buf, int len) const
         case vt_str2:
         case vt_str4:
         case vt_str8:
-            return {reinterpret_cast<char const*>(buf), static_cast<size_t>(bytes_needed(value_type))};
+            return {reinterpret_cast<char const*>(buf), static_cast<size_t>(least_bytes)};
         default:
             throw xExceptionf("%s # недопустимый value_type", name);
     }

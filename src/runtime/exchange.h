@@ -1,0 +1,18 @@
+#pragma once
+
+#include "foundation/byte_list.h"
+#include "runtime/port_base.h"
+
+/// The steps that every exchange of frames is made of, on a port's scratch buffer and with the traces of option -h.
+/// `label` heads the trace.
+namespace exchange {
+
+/// Moves a frame into the buffer (what doesn't fit is cut) and traces it; gives its length there.
+int load(PortBase& port, xCommon::ByteList const& frame, char const* label);
+/// Writes `length` bytes of the buffer; what iTran::write gives.
+int send(PortBase& port, int length);
+/// Gathers `count` bytes into the buffer from `offset` on and traces what came; what iTran::read_count gives. -1 for
+/// a count that the buffer can't hold.
+int receive(PortBase& port, int offset, int count, char const* label);
+
+}  // namespace exchange

@@ -1,0 +1,213 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <json/reader.h>
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <sstream>
+#include <string>
+
+#include "config/config.h"
+#include "config/process.h"
+#include "drivers/mbrtu/config.h"
+#include "drivers/mbrtu/device.h"
+#include "runtime/port_base.h"
+#include "support/log_capture.h"
+#include "support/temp_folder.h"
+#include "support/test_clock.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace {
+
+/// One slave with one parameter on a port without a line, whose every exchange is answered with the 16-bit value 5 of
+/// slave 17: 11 03 02 00 05 B9 84.
+class Slave {
+ public:
+    explicit Slave(std::string const& param_keys) {
+        Json::Value root;
+        std::istringstream(R"({"ports": [{"name": "p", "type": "base.null", "devices": [
+            {"name": "d", "type": "mb-rtu", "sid": 17, "params": [{"name": "u", "reg_addr": 1)" +
+                           (param_keys.empty() ? "" : ", " + param_keys) + "}]}]}]}") >>
+            root;
+        config_.reset(Config::Load(root));
+        port_ = std::make_unique<PortBase>(nullptr, dynamic_cast<CPort*>(config_->ports.children.at(0).get()));
+    }
+
+    mbrtu::dev& dev() { return dynamic_cast<mbrtu::dev&>(*port_->devices.at(0)); }
+    mbrtu::c_param& param() { return dynamic_cast<mbrtu::c_param&>(*dev().cfg->children.at(0)); }
+
+ private:
+    std::unique_ptr<Config> config_;
+    std::unique_ptr<PortBase> port_;
+};
+
+class MbRtuDebounce : public testing::Test {
+ protected:
+    ~MbRtuDebounce() override { test_clock::reset(); }
+
+    /// One reading; what may be published, or "-" where it is held back.
+    std::string reading(std::string const& value) {
+        std::string const given = slave_.dev().check_debounce(&slave_.param(), value);
+        EXPECT_EQ(given.empty(), slave_.param().in_debounce) << value;
+        return given.empty() ? "-" : given;
+    }
+
+    // Long enough that real seconds, which go on passing, don't matter.
+    Slave slave_{R"("value_type": "u16", "debounce": 1000)"};
+};
+
+}  // namespace
+
+TEST_F(MbRtuDebounce, FirstReadingIsHeldBackAndAStableOnePublished) {
+    EXPECT_EQ(reading("0"), "-");
+    EXPECT_EQ(reading("0"), "0");
+    EXPECT_EQ(reading("0"), "0");
+}
+
+TEST_F(MbRtuDebounce, NewValueComesThroughWhenTheTimerEnds) {
+    reading("0");
+    reading("0");
+    EXPECT_EQ(reading("1"), "-");
+    test_clock::advance(900);
+    EXPECT_EQ(reading("1"), "-");
+    test_clock::advance(100);  // to the second
+    EXPECT_EQ(reading("1"), "1");
+    EXPECT_EQ(reading("1"), "1");
+    EXPECT_EQ(reading("0"), "-");  // the next change begins anew
+}
+
+TEST_F(MbRtuDebounce, OldValueInBetweenEndsTheTimer) {
+    reading("0");
+    reading("0");
+    EXPECT_EQ(reading("1"), "-");
+    test_clock::advance(900);
+    EXPECT_EQ(reading("0"), "0");
+    test_clock::advance(900);
+    EXPECT_EQ(reading("1"), "-");  // would have run out had the first change still counted
+    test_clock::advance(900);
+    EXPECT_EQ(reading("1"), "-");
+}
+
+TEST_F(MbRtuDebounce, ValuePresentWhenTheTimerEndsWins) {
+    reading("0");
+    reading("0");
+    EXPECT_EQ(reading("1"), "-");
+    test_clock::advance(500);
+    EXPECT_EQ(reading("2"), "-");
+    test_clock::advance(500);
+    EXPECT_EQ(reading("3"), "3");
+    EXPECT_EQ(reading("3"), "3");
+}
+
+TEST_F(MbRtuDebounce, ClockSetBackEndsTheTimer) {
+    reading("0");
+    EXPECT_EQ(reading("1"), "-");
+    test_clock::advance(-5000);
+    EXPECT_EQ(reading("1"), "1");
+}
+
+TEST_F(MbRtuDebounce, TellsWhatItDoesInTraces) {
+    LogCapture log;
+    reading("0");
+    EXPECT_THAT(log.entries(), ElementsAre("[4] [u] debounce = 1000 : db_value =  : value = 0.",
+                                           "[4] [u] debounce : записанное значение пустое."));
+    log.clear();
+    reading("0");
+    EXPECT_THAT(log.entries(),
+                ElementsAre("[4] [u] debounce = 1000 : db_value = 0 : value = 0.",
+                            "[4] [u] debounce : записанное значение не пустое.",
+                            "[4] [u] debounce : записанное значение совпало с полученным : 0 = 0.\nКонтроль дребезга "
+                            "прекращается."));
+    log.clear();
+    reading("1");
+    EXPECT_THAT(log.entries(), ElementsAre("[4] [u] debounce = 1000 : db_value = 0 : value = 1.",
+                                           "[4] [u] debounce : записанное значение не пустое.",
+                                           "[4] [u] debounce : дребезг.", "[4] [u] debounce : начало контроля дребезга."));
+    log.clear();
+    reading("1");
+    EXPECT_THAT(log.entries().back(),
+                testing::MatchesRegex(R"(\[4\] \[u\] debounce : до конца контроля дребезга осталось (1000|9[0-9][0-9]) секунд\.)"));
+    test_clock::advance(1000);
+    reading("1");
+    // As it stands, without a line break and without the value.
+    EXPECT_EQ(log.entries().back(), "[4] [u] debounce : истек таймер контроля дребезга./nВозвращаем : s");
+}
+
+TEST(MbRtuDevice, WithoutDebounceNothingIsHeldBack) {
+    Slave slave("");
+    EXPECT_EQ(slave.dev().check_debounce(&slave.param(), "0"), "0");
+    EXPECT_EQ(slave.dev().check_debounce(&slave.param(), "1"), "1");
+    EXPECT_EQ(slave.dev().check_debounce(&slave.param(), ""), "");
+    EXPECT_FALSE(slave.param().in_debounce);
+}
+
+TEST(MbRtuDevice, OneExchange) {
+    struct Row {
+        char const* guards;
+        char const* keys;
+        bool is_ok;
+        char const* value;
+    };
+    Row const rows[] = {
+        {"a value", R"("value_type": "u16")", true, "5"},
+        {"through its expression", R"("value_type": "u16", "converter_read": "value * 2")", true, "10"},
+        {"an expression that gives nothing", R"("value_type": "u16", "converter_read": "''")", true, ""},
+        {"the error pattern", R"("value_type": "u16", "error_value": "0x0005")", false, ""},
+        {"another pattern", R"("value_type": "u16", "error_value": "0x05")", true, "5"},
+        // Of a reply that is two bytes short the CRC counts as data: 00 05 B9 84.
+        {"a reply too short for the type", R"("value_type": "u32")", true, "375172"},
+        {"held back at first", R"("value_type": "u16", "debounce": 10)", true, ""},
+    };
+    for (Row const& row : rows) {
+        LogCapture const log(false);
+        Slave slave(row.keys);
+        BaseResult const result = slave.dev().get_response(&slave.param());
+        EXPECT_TRUE(result.is_crc_ok) << row.guards;
+        EXPECT_EQ(result.is_ok, row.is_ok) << row.guards;
+        EXPECT_EQ(result.result, row.value) << row.guards;
+        EXPECT_EQ(log.has("[2] [u] получено ошибочное значение : 0005 : error_value = 0005."), !row.is_ok) << row.guards;
+    }
+    Slave slave("");
+    EXPECT_FALSE(slave.dev().get_response(nullptr).is_crc_ok);
+    EXPECT_FALSE(slave.dev().poll_param(nullptr));
+}
+
+TEST(MbRtuDevice, FaultOfAPollTouchesTheConfiguration) {
+    TempFolder const folder;
+    auto const long_ago = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
+    struct Row {
+        char const* file;  // in the folder, null: none is known
+        char const* keys;
+        char const* line;  // null: a good poll
+    };
+    Row const rows[] = {
+        {"plain.json", R"("value_type": "str8")", "[3] [u] исключение при опросе : u # буфер слишком мал для значения."},
+        {"a blank's; $(touch no).json", R"("value_type": "u16", "converter_read": "throw 'x'")",
+         "[3] [u] исключение при опросе : x"},
+        {nullptr, R"("value_type": "date_time")", "[3] [u] исключение при опросе : u # недопустимый value_type"},
+        {"good.json", R"("value_type": "u16")", nullptr},
+    };
+    for (Row const& row : rows) {
+        LogCapture const log(false);
+        Slave slave(row.keys);
+        std::string path;
+        if (row.file != nullptr) {
+            path = folder.write(row.file, "{}");
+            std::filesystem::last_write_time(path, long_ago);
+        }
+        cfg_name = path;
+        EXPECT_EQ(slave.dev().poll_param(&slave.param()), row.line == nullptr);
+        cfg_name.clear();
+        if (row.line != nullptr) {
+            EXPECT_TRUE(log.has(row.line));
+        }
+        if (row.file != nullptr) {
+            EXPECT_EQ(std::filesystem::last_write_time(path) > long_ago, row.line != nullptr) << row.file;
+        }
+    }
+    auto const files = std::filesystem::directory_iterator(folder.path());
+    EXPECT_EQ(std::distance(begin(files), end(files)), 3);  // and no other file came of it
+}
