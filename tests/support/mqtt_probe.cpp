@@ -130,18 +130,21 @@ std::optional<std::string> MqttProbe::last(std::string const& topic, size_t sinc
 }
 
 std::optional<MqttMessage> MqttProbe::wait_for(Predicate const& fits, Limit limit, size_t since) const {
-    std::optional<MqttMessage> found;
-    size_t next = since;
-    std::unique_lock lock(mutex_);
-    changed_.wait_for(lock, limit, [&] {
-        for (; !found && next < messages_.size(); ++next) {
-            if (fits(messages_[next])) {
-                found = messages_[next];
+    auto const end = std::chrono::steady_clock::now() + limit;
+    for (size_t next = since;;) {
+        // Tested without the lock: a predicate may ask the probe itself.
+        std::vector<MqttMessage> const fresh = messages(next);
+        for (MqttMessage const& message : fresh) {
+            if (fits(message)) {
+                return message;
             }
         }
-        return found.has_value();
-    });
-    return found;
+        next += fresh.size();
+        std::unique_lock lock(mutex_);
+        if (!changed_.wait_until(lock, end, [&] { return messages_.size() > next; })) {
+            return std::nullopt;
+        }
+    }
 }
 
 std::optional<MqttMessage> MqttProbe::wait_for(std::string const& topic, Limit limit, size_t since) const {

@@ -1,0 +1,201 @@
+// The broker client against a real broker, and against one that breaks off where a real one can't be made to.
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "foundation/mq_client.h"
+#include "support/broker.h"
+#include "support/free_port.h"
+#include "support/log_capture.h"
+#include "support/mqtt_probe.h"
+#include "support/tcp_peer.h"
+#include "support/wait_until.h"
+
+using std::chrono::seconds;
+using xCommon::svMessage;
+using xCommon::SyncVector;
+using xMQ::mqClient;
+
+namespace {
+
+std::unique_ptr<svMessage> pop(SyncVector& queue) { return std::unique_ptr<svMessage>(queue.PopWait(0, true)); }
+
+/// Takes entries until a message comes, and gives its payload; empty when none comes.
+std::string next_payload(SyncVector& queue) {
+    std::string payload;
+    wait_until(
+        [&] {
+            auto const entry = pop(queue);
+            if (auto const* message = xMQ::mqUtils::mqCast(entry.get(), "test")) {
+                payload = message->payload;
+            }
+            return !payload.empty();
+        },
+        seconds(5));
+    return payload;
+}
+
+bool is_connected(mqClient& client) { return client.get_bool(client.connected); }
+
+}  // namespace
+
+TEST(MqClient, EntriesFlagAndStampFollowTheConnection) {
+    LogCapture log;
+    Broker broker;
+    SyncVector queue;
+    mqClient client(true, &queue, "test", 60);
+    ASSERT_TRUE(client.connect("127.0.0.1", broker.port()));
+    ASSERT_TRUE(wait_until([&] { return is_connected(client); }, seconds(5)));
+    EXPECT_EQ(client.get_i64(client.stamp), 0);
+    auto entry = pop(queue);
+    ASSERT_TRUE(entry);
+    EXPECT_EQ(entry->type, svMessage::connected);
+
+    ASSERT_TRUE(client.subscribe({{"a/+", 2}, {"b", 2}}));
+    MqttProbe probe(broker.port());
+    probe.publish("a/1", std::string("x\0y", 3));
+    EXPECT_EQ(next_payload(queue), std::string("x\0y", 3));
+    client.unsubscribe("b");
+    probe.publish("b", "unheard");
+    probe.publish("a/2", "heard");
+    EXPECT_EQ(next_payload(queue), "heard");
+
+    broker.stop();
+    ASSERT_TRUE(wait_until([&] { return !is_connected(client); }, seconds(5)));
+    EXPECT_FALSE(client.publish("a", "b", 2, true));
+    EXPECT_TRUE(wait_until([&] { return client.get_i64(client.stamp) >= 1; }, seconds(5)));
+    broker.start();
+    ASSERT_TRUE(wait_until([&] { return is_connected(client); }, seconds(10)));
+    entry = pop(queue);
+    ASSERT_TRUE(entry);
+    EXPECT_EQ(entry->type, svMessage::connected);
+    client.disconnect();
+    EXPECT_FALSE(is_connected(client));
+}
+
+TEST(MqClient, ItKeepsTryingWhateverFailedFirst) {
+    LogCapture log;
+    SyncVector queue;
+    struct Row {
+        char const* host;
+        int port;
+    };
+    for (Row const& row : {Row{"127.0.0.1", 0}, Row{"no.such.host.invalid", 1883}, Row{"127.0.0.1", 70000}}) {
+        SCOPED_TRACE(row.host);
+        mqClient client(true, &queue, "test", 60);
+        log.clear();
+        ASSERT_TRUE(client.connect(row.host, row.port));
+        EXPECT_FALSE(client.wait_connected(5000));
+        EXPECT_TRUE(wait_until([&] { return client.get_i64(client.stamp) >= 2; }, seconds(10)));
+        EXPECT_EQ(log.count("[3] MQTT : test : нет соединения с брокером"), 1);
+    }
+}
+
+// A broker that begins a clean session numbers its messages anew: what was half received before must not be executed in
+// place of a new one.
+TEST(MqClient, AHalfReceivedMessageDiesWithItsConnection) {
+    LogCapture log;
+    TcpPeer broker;
+    std::string const connack = "20 02 00 00";
+    bool first_connection = true;
+    broker.script().otherwise([&](std::span<unsigned char const> packet) {
+        int const kind = packet.empty() ? 0 : packet[0] >> 4;
+        if (kind == 1) {
+            // The same number 1 on both connections: QoS 2, topic "t".
+            return Reply{.hex = connack + (first_connection ? " 34 06 00 01 74 00 01 41" : " 34 06 00 01 74 00 01 42")};
+        }
+        if (kind == 5 && first_connection) {
+            first_connection = false;
+            return Reply{.hang_up = HangUp::before_reply};
+        }
+        return kind == 5 ? Reply{.hex = "62 02 00 01"} : Reply{};
+    });
+    SyncVector queue;
+    mqClient client(true, &queue, "test", 60);
+    ASSERT_TRUE(client.connect("127.0.0.1", broker.port()));
+    EXPECT_EQ(next_payload(queue), "B");
+}
+
+TEST(MqClient, ABurstLosesNothing) {
+    constexpr int number = 70000;  // more than MQTT can number at once
+    LogCapture log;
+    Broker broker;
+    MqttProbe probe(broker.port(), "burst");
+    SyncVector queue;
+    mqClient client(true, &queue, "test", 60);
+    ASSERT_TRUE(client.connect("127.0.0.1", broker.port()));
+    ASSERT_TRUE(client.wait_connected(5000));
+    int refused = 0;
+    for (int index = 0; index < number; ++index) {
+        refused += client.publish("burst", std::to_string(index), 1, false) ? 0 : 1;
+    }
+    EXPECT_EQ(refused, 0);
+    EXPECT_TRUE(wait_until([&] { return probe.mark() == static_cast<size_t>(number); }, seconds(40))) << probe.mark();
+    EXPECT_FALSE(log.has("не подтверждает"));
+}
+
+TEST(MqClient, AStalledBrokerIsTakenAsGoneAtItsBound) {
+    LogCapture log;
+    Broker broker;
+    SyncVector queue;
+    mqClient client(true, &queue, "test", 60);
+    ASSERT_TRUE(client.connect("127.0.0.1", broker.port()));
+    ASSERT_TRUE(client.wait_connected(5000));
+    broker.stall();
+    for (int index = 0; index < 10000; ++index) {
+        ASSERT_TRUE(client.publish("t", "v", 2, true)) << index;
+    }
+    // What merely leaves this machine is no sign of life.
+    EXPECT_TRUE(wait_until([&] { return !client.publish("t", "v", 0, false); }, seconds(15)));
+    EXPECT_FALSE(client.publish("t", "v", 2, true));
+    EXPECT_EQ(log.count("[3] MQTT : test : брокер не подтверждает сообщения, публикация приостановлена."), 1);
+    broker.resume();
+    EXPECT_TRUE(wait_until([&] { return client.publish("t", "last", 2, true); }, seconds(20)));
+    MqttProbe probe(broker.port());
+    EXPECT_TRUE(probe.wait_for("t", "last", seconds(20)));
+}
+
+TEST(MqClient, WhatMqttForbidsCostsOnlyItself) {
+    LogCapture log;
+    Broker broker;
+    SyncVector queue;
+    mqClient client(true, &queue, "test", 60);
+    ASSERT_TRUE(client.connect("127.0.0.1", broker.port()));
+    ASSERT_TRUE(client.wait_connected(5000));
+    EXPECT_FALSE(client.subscribe({{"a#b", 2}, {"good", 2}}));
+    EXPECT_EQ(log.count("[3] MQTT : подписка на топик 'a#b' невозможна"), 1);
+    EXPECT_FALSE(client.publish("a/+/b", "v", 2, false));
+    EXPECT_FALSE(client.publish("\xff", "v", 2, false));
+    EXPECT_EQ(log.count("[3] MQTT : публикация в топик"), 2);
+    EXPECT_TRUE(client.publish("good", "v", 2, false));
+    EXPECT_EQ(next_payload(queue), "v");
+}
+
+TEST(MqClient, TheIdentityIsCutToWhatMqttAllows) {
+    struct Row {
+        std::string given, kept;
+    };
+    Row const rows[] = {
+        {"short", "short"},
+        {"name#0123456789abcdef0123456789abcdef", "name#0123456789abcdef01"},
+        {std::string("padded\0\0\0", 9), "padded"},
+        {"портовыйтермин#1", "портовыйтер"},
+    };
+    SyncVector queue;
+    for (Row const& row : rows) {
+        EXPECT_EQ(mqClient(true, &queue, row.given, 60).identity(), row.kept);
+    }
+}
+
+TEST(MqClient, ActivateGivesAClientThatStandsOrNone) {
+    LogCapture log;
+    Broker broker;
+    SyncVector queue;
+    EXPECT_TRUE(xMQ::mqUtils::mqActivate("127.0.0.1", broker.port(), &queue, "test", true, 60));
+    FreePort const nobody;
+    EXPECT_FALSE(xMQ::mqUtils::mqActivate("127.0.0.1", nobody.number(), &queue, "test", true, 60));
+}

@@ -1,0 +1,192 @@
+// The serial line and the socket by themselves: what their transports don't show.
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "foundation/serial_line.h"
+#include "foundation/wsock.h"
+#include "support/free_port.h"
+#include "support/hex.h"
+#include "support/pty_line.h"
+#include "support/tcp_peer.h"
+#include "support/temp_folder.h"
+#include "support/wait_until.h"
+#include "transport/line_nodes.h"
+
+using std::chrono::seconds;
+using xserial::xrs;
+using xsock::wsock;
+
+namespace {
+
+constexpr auto limit = seconds(10);
+std::string const name = "p";
+std::string const host = "127.0.0.1";
+
+/// Listens and takes no connection: the kernel answers for it until its short queue is full.
+class DeafListener {
+ public:
+    DeafListener() : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<unsigned short>(port_.number()));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        bind(fd_, reinterpret_cast<sockaddr const*>(&address), sizeof(address));
+        listen(fd_, 0);
+    }
+    ~DeafListener() { close(fd_); }
+    DeafListener(DeafListener const&) = delete;
+    DeafListener& operator=(DeafListener const&) = delete;
+
+    int port() const { return port_.number(); }
+
+ private:
+    FreePort port_;
+    int fd_;
+};
+
+}  // namespace
+
+TEST(SerialLine, OpensOnlyOnRequestAndTellsPathAndReason) {
+    TempFolder const folder;
+    xrs line(folder.file("absent"), 9600, {}, xserial::bytesize_t::eight, xserial::parity_t::none,
+             xserial::stopbits_t::one, xserial::flowcontrol_t::none);
+    EXPECT_FALSE(line.isOpen());
+    try {
+        line.open();
+        ADD_FAILURE() << "opened what isn't there";
+    } catch (std::exception const& e) {
+        EXPECT_EQ(e.what(), folder.file("absent") + " : No such file or directory");
+    }
+    unsigned char byte = 0;
+    EXPECT_EQ(line.read(&byte, 1), 0U);
+    EXPECT_EQ(line.write(&byte, 1), 0U);
+    EXPECT_NO_THROW(line.flushInput());
+    EXPECT_NO_THROW(line.flushOutput());
+}
+
+TEST(SerialLine, TimeOutsGrowWithTheirMultipliers) {
+    TempFolder const folder;
+    PtyLine const pty(folder.file("line"));
+    xserial::Timeout timeout;
+    timeout.read_constant = 50;
+    timeout.read_multiplier = 50;
+    xrs line(pty.path(), 9600, timeout, xserial::bytesize_t::eight, xserial::parity_t::none, xserial::stopbits_t::one,
+             xserial::flowcontrol_t::none);
+    line.open();
+    unsigned char buffer[4];
+    Stopwatch const watch;
+    EXPECT_EQ(line.read(buffer, 4), 0U);
+    EXPECT_GE(watch.ms(), 250);
+    EXPECT_EQ(line.write(std::vector<unsigned char>{1, 2, 3}), 3U);
+}
+
+TEST(Socket, AnUnconnectedOneFailsSoftly) {
+    FreePort const port;
+    wsock socket(name, host, port.number(), 100, 100);
+    unsigned char buffer[4] = {};
+    for (int time = 0; time < 2; ++time) {
+        EXPECT_FALSE(socket.connected);
+        EXPECT_LE(socket.Recv(buffer, 4), 0);
+        EXPECT_LE(socket.Send(buffer, 4), 0);
+        EXPECT_FALSE(socket.RecvAll(buffer, 4));
+        EXPECT_FALSE(socket.SendAll(buffer, 4));
+        EXPECT_NO_THROW(socket.flush_input());
+        EXPECT_NO_THROW(socket.Close());
+        EXPECT_FALSE(socket.Open()) << "nobody listens";
+    }
+}
+
+TEST(Socket, WhatIsNoAddressIsRefusedWithoutAnException) {
+    for (auto const& [address, port] : {std::pair<std::string, int>{"127.0.0.1", -1}, {"", 0}, {"127.0.0.1", 0}}) {
+        SCOPED_TRACE(address + " " + std::to_string(port));
+        wsock socket(name, address, port, 100, 100);
+        EXPECT_FALSE(socket.Open());
+    }
+}
+
+TEST(Socket, APortBeyondTheRangeIsNotCutToAnother) {
+    TcpPeer const peer;
+    wsock socket(name, host, peer.port() + 65536, 100, 100);
+    EXPECT_FALSE(socket.Open());
+}
+
+TEST(Socket, AConnectHasTheSendTimeOutButASecondAtLeast) {
+    DeafListener const listener;
+    // The queue of the listener is full with one or two; who comes then gets no answer at all.
+    std::vector<std::unique_ptr<wsock>> filling;
+    for (int number = 0; number < 8; ++number) {
+        filling.push_back(std::make_unique<wsock>(name, host, listener.port(), 100, 100));
+        Stopwatch const watch;
+        if (!filling.back()->Open()) {
+            EXPECT_GE(watch.ms(), 1000);
+            EXPECT_LT(watch.ms(), 3000);
+            return;
+        }
+    }
+    ADD_FAILURE() << "the listener never got full";
+}
+
+TEST(Socket, TimeOutsOfZeroAndLessDoNotWait) {
+    TcpPeer peer;
+    for (int const timeout : {0, -1, -1000}) {
+        SCOPED_TRACE(timeout);
+        wsock socket(name, host, peer.port(), timeout, timeout);
+        ASSERT_TRUE(socket.Open());
+        unsigned char buffer[4] = {1, 2, 3, 4};
+        Stopwatch const watch;
+        EXPECT_EQ(socket.Recv(buffer, 4), 0);
+        EXPECT_FALSE(socket.RecvAll(buffer, 4));
+        EXPECT_TRUE(socket.RecvAll(buffer, 0));
+        EXPECT_EQ(socket.Send(buffer, 4), 4);
+        EXPECT_LT(watch.ms(), 1000);
+        EXPECT_TRUE(socket.connected);
+    }
+}
+
+TEST(Socket, APeerThatTakesNothingCostsTheSendTimeOutOnly) {
+    DeafListener const listener;
+    wsock socket(name, host, listener.port(), 100, 300);
+    ASSERT_TRUE(socket.Open());
+    std::vector<unsigned char> const much(64 << 20, 0x55);
+    Stopwatch const watch;
+    EXPECT_FALSE(socket.SendAll(much.data(), static_cast<int>(much.size())));
+    EXPECT_GE(watch.ms(), 300);
+    EXPECT_LT(watch.ms(), 5000);
+    EXPECT_TRUE(socket.connected);
+}
+
+TEST(Socket, PiecesAreGatheredWithinOneTimeOut) {
+    TcpPeer peer;
+    unsigned char buffer[8] = {0x01};
+    // Each piece alone comes in time; all of them together don't.
+    peer.script().on("01", Reply{.hex = "0A 0B 0C 0D 0E 0F 10 11", .fragment = 1, .gap_ms = 150});
+    wsock socket(name, host, peer.port(), 400, 400);
+    ASSERT_TRUE(socket.Open());
+    ASSERT_TRUE(socket.SendAll(buffer, 1));
+    Stopwatch const watch;
+    EXPECT_FALSE(socket.RecvAll(buffer, 8));
+    EXPECT_LT(watch.ms(), 900);
+    EXPECT_TRUE(socket.connected);
+}
+
+TEST(Socket, AResetIsNoException) {
+    TcpPeer peer;
+    wsock socket(name, host, peer.port(), 3000, 3000);
+    ASSERT_TRUE(socket.Open());
+    ASSERT_TRUE(wait_until([&peer] { return peer.connected(); }, limit));
+    peer.stop_listening();
+    unsigned char buffer[4] = {};
+    // The first goes into the void, the answer to it is a reset.
+    EXPECT_NO_THROW(wait_until([&] { return socket.Send(buffer, 4) < 0 || !socket.connected; }, limit));
+    EXPECT_FALSE(socket.connected);
+    EXPECT_LE(socket.Recv(buffer, 4), 0);
+    EXPECT_FALSE(socket.Open());
+}
