@@ -1,15 +1,35 @@
 #include <cstdlib>
 #include <exception>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include "app/options.h"
 #include "app/supervisor.h"
 #include "config/constants.h"
 #include "foundation/xlog.h"
 #include "foundation/xsignal.h"
 
+namespace {
+
+/// Where a starter has closed a standard descriptor, the next line or file would get its number, and what is written
+/// to standard error would go out on the bus.
+void fill_standard_descriptors() {
+    int fd = open("/dev/null", O_RDWR);
+    while (fd >= 0 && fd <= STDERR_FILENO) {
+        fd = open("/dev/null", O_RDWR);
+    }
+    if (fd > STDERR_FILENO) {
+        close(fd);
+    }
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
     constexpr int start_log_size = 5;
-    constexpr int failure_signal = 6;
+
+    fill_standard_descriptors();
 
     Options const options = Options::parse(argc, argv);
     xCommon::xSignalHandling::setHandlers2(&Supervisor::end_of_process);
@@ -21,6 +41,6 @@ int main(int argc, char** argv) {
         std::_Exit(supervisor.run());
     } catch (std::exception const& e) {
         xCommon::global_log(xCommon::lmtError, e.what());
-        Supervisor::end_of_process(failure_signal);
+        Supervisor::end_of_process(Supervisor::failure_signal);
     }
 }

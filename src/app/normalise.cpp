@@ -52,6 +52,35 @@ void copy_settings(Json::Value const& from, Json::Value& to) {
     }
 }
 
+/// Takes out the elements that are no objects, with the line for an element without a name.
+void keep_objects(Json::Value& list) {
+    if (!list.isArray()) {
+        return;
+    }
+    Json::Value kept(Json::arrayValue);
+    for (Json::Value& element : list) {
+        if (element.isObject()) {
+            kept.append(std::move(element));
+        } else {
+            global_log(lmtError, "Load : элемент без имени будет пропущен.");
+        }
+    }
+    list = std::move(kept);
+}
+
+/// The file with nothing but objects in its lists of ports, devices and groups of parameters.
+Json::Value with_objects_only(Json::Value file) {
+    keep_objects(file["ports"]);
+    for (Json::Value& port : file["ports"]) {
+        for (char const* key : {"devices", "parameters"}) {
+            if (port.isMember(key)) {
+                keep_objects(port[key]);
+            }
+        }
+    }
+    return file;
+}
+
 /// Gathers the settings of the one GPIO worker from the first GPIO device that has a group of parameters.
 void gather_xgpio(Json::Value const& file, Normalised& result) {
     result.xgpio = Json::Value();
@@ -89,10 +118,6 @@ void split_devices(Json::Value port, Json::Value& ports) {
     // A copy, because the devices of the port being split are rewritten on the way.
     Json::Value const devices = port["devices"];
     for (Json::Value device : devices) {
-        if (!device.isObject()) {
-            global_log(lmtError, "Load : элемент без имени будет пропущен.");
-            continue;
-        }
         std::vector<std::string> halves = xString::Split(text_of(device, "sid"), ":");
         halves.resize(2);
         Json::Value& connection = port["connection"];
@@ -149,9 +174,6 @@ void split_tcp_port(Json::Value port, Json::Value& ports) {
 /// A device in the plain shape: its parameters come from the group of the same `cname`, its name becomes the `cname`,
 /// and the old name survives as `display_name`.
 Json::Value plain_device(Json::Value const& device, Json::Value const& groups, bool is_z2t) {
-    if (!device.isObject()) {
-        return device;
-    }
     Json::Value plain(Json::objectValue);
     if (is_z2t) {
         plain["cname"] = jUtils::at(device, "cname");
@@ -200,16 +222,17 @@ Json::Value plain_port(Json::Value const& port, int& nameless) {
 
 }  // namespace
 
-Normalised normalise(Json::Value const& file) {
-    if (!file.isObject()) {
+Normalised normalise(Json::Value const& raw_file) {
+    if (!raw_file.isObject()) {
         throw xCommon::xException("корень файла конфигурации не является объектом.");
     }
     Normalised result;
-    if (!has_connections(list_of(file, "ports"))) {
-        result.config = file;
+    if (!has_connections(list_of(raw_file, "ports"))) {
+        result.config = raw_file;
         return result;
     }
 
+    Json::Value const file = with_objects_only(raw_file);
     Json::Value carried(Json::objectValue);
     copy_settings(file, carried);
     carried["ports"] = Json::Value(Json::arrayValue);

@@ -33,7 +33,6 @@ using xCommon::xMisc;
 
 namespace {
 
-constexpr int failure_signal = 6;
 constexpr int look_ms = 1000;
 /// Gives the writer of the file time to finish.
 constexpr int restart_pause_ms = 3000;
@@ -53,9 +52,15 @@ void flush_log() {
 
 /// Lines and sessions of this image must end with it, those too that a library opened.
 void close_all_on_exec() {
-    std::error_code ignored;
-    for (auto const& entry : std::filesystem::directory_iterator("/proc/self/fd", ignored)) {
-        int const fd = std::atoi(entry.path().filename().c_str());
+    constexpr unsigned int first = STDERR_FILENO + 1;
+    if (close_range(first, ~0U, CLOSE_RANGE_CLOEXEC) == 0) {
+        return;
+    }
+    // Kernels before 5.11.
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry("/proc/self/fd", error), end; !error && entry != end;
+         entry.increment(error)) {
+        int const fd = std::atoi(entry->path().filename().c_str());
         if (fd > STDERR_FILENO) {
             fcntl(fd, F_SETFD, FD_CLOEXEC);
         }
@@ -153,12 +158,12 @@ void Supervisor::start() {
         global_log(lmtError, "Ошибка чтения/парсинга файла конфигурации.\nРежим ожидания...");
         return;
     }
-    start_ports(*config, 0);
-    xLog::gv->set_max_size(config->log.max_size);
-    xLog::gv->set_debug(config->log.is_debug || options_.debug);
-    xLog::gv->set_second(options_.verbose);
     // The ports hold on to the tree: it lives to the end of the process.
-    static_cast<void>(config.release());
+    Config const& tree = *config.release();
+    start_ports(tree, 0);
+    xLog::gv->set_max_size(tree.log.max_size);
+    xLog::gv->set_debug(tree.log.is_debug || options_.debug);
+    xLog::gv->set_second(options_.verbose);
 }
 
 bool Supervisor::file_changed() {
@@ -181,8 +186,8 @@ void Supervisor::replace_process() {
     xMisc::delay(restart_pause_ms);
     std::string const path = executable_path();
     flush_log();
-    close_all_on_exec();
     xCommon::xSignalHandling::restore_for_exec();
+    close_all_on_exec();
     execv(path.c_str(), argv_);
     global_logf(lmtError, "не удалось перезапустить процесс : %s : %s", path, std::strerror(errno));
     flush_log();

@@ -14,6 +14,8 @@ class Supervisor {
     /// by a signal or a failure doesn't come back. Raises what the file's reading and normalisation raise.
     int run();
 
+    /// Given to end_of_process() where no signal but a failure ends the process.
+    static constexpr int failure_signal = 6;
     /// Logs the closing line and ends the process with status 1, whatever threads still run.
     [[noreturn]] static void end_of_process(int signal_number);
 

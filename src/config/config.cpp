@@ -75,16 +75,16 @@ void Config::build(Json::Value& root) {
     report_clashing_identities();
 }
 
-/// A client's identity is the port's name, "#" and a random part, cut at 23 bytes: names that fill them leave nothing
-/// random, and the broker throws out one of two clients of the same identity in turn.
+/// A client's identity is the port's name, "#" and a random part, cut at the limit of MQTT: names that fill it leave
+/// nothing random, and the broker throws out one of two clients of the same identity in turn.
 void Config::report_clashing_identities() const {
-    constexpr size_t identity_size = 23;
     std::map<std::string, std::string> seen;
     for (auto const& node : ports.children) {
-        std::string const identity = (node->name + "#").substr(0, identity_size);
-        if (!node->enabled || identity.size() < identity_size) {
+        std::string const whole = node->name + "#";
+        if (!node->enabled || whole.size() < identity_limit) {
             continue;
         }
+        std::string const identity = xCommon::xString::CutUtf8(whole, identity_limit);
         auto const [first, is_new] = seen.emplace(identity, node->name);
         if (!is_new) {
             Logf(lmtError, "порты '%s' и '%s' : одинаковый идентификатор клиента MQTT : %s.", first->second, node->name,

@@ -25,6 +25,9 @@ inline const std::string suffix_port = ".port";
 inline const std::string suffix_dev = ".dev";
 inline const std::string suffix_param = ".param";
 
+/// Bytes of a client's identity at the broker.
+inline constexpr size_t identity_limit = 23;
+
 // Topics. "stat/%s/RESULT" and "/on" are reserved.
 inline const std::string topic_value = "/devices/%s/controls/%s";
 inline const std::string topic_meta = "/devices/%s/controls/%s/%s";

@@ -7,6 +7,7 @@
 #include <mosquitto.h>
 
 #include "foundation/xlog.h"
+#include "foundation/xstring.h"
 
 namespace xMQ {
 
@@ -21,25 +22,34 @@ constexpr size_t identity_limit = 23;
 constexpr int loop_wait_ms = 1000;
 constexpr int first_retry_s = 1;
 constexpr int last_retry_s = 10;
+/// A broker that takes the connection and doesn't answer has failed the attempt.
+constexpr auto connect_limit = std::chrono::seconds(10);
 /// A broker that has acknowledged nothing for `stall_time` while `stall_count` messages wait is taken as gone.
 constexpr auto stall_time = std::chrono::seconds(5);
 constexpr size_t stall_count = 10000;
 /// MQTT numbers its messages with 16 bits: more can't be under way at all.
 constexpr size_t waiting_limit = 60000;
 
-std::string cut_identity(std::string identity) {
-    if (identity.size() > identity_limit) {
-        // Back to the beginning of the character that the cut would tear.
-        size_t end = identity_limit;
-        while (end > 0 && (static_cast<unsigned char>(identity[end]) & 0xC0U) == 0x80U) {
-            --end;
-        }
-        identity.resize(end);
-    }
+std::string without_padding(std::string identity) {
     while (!identity.empty() && identity.back() == '\0') {
         identity.pop_back();
     }
     return identity;
+}
+
+/// The library refuses these, and its clean-up then closes descriptors that aren't its own.
+bool is_usable(std::string const& identity) {
+    return !identity.empty() && identity.find('\0') == std::string::npos &&
+           mosquitto_validate_utf8(identity.data(), static_cast<int>(identity.size())) == MOSQ_ERR_SUCCESS;
+}
+
+/// Reason of a failed attempt, for the middle of a line.
+std::string reason_text(int code, int error) {
+    std::string text = code == MOSQ_ERR_ERRNO ? std::strerror(error) : mosquitto_strerror(code);
+    while (!text.empty() && text.back() == '.') {
+        text.pop_back();
+    }
+    return text;
 }
 
 }  // namespace
@@ -48,22 +58,19 @@ mqClient::mqClient(bool clean_session, xCommon::SyncVector* queue, std::string c
     : client_(nullptr, &mosquitto_destroy),
       clean_session_(clean_session),
       queue_(queue),
-      identity_(cut_identity(identity)),
+      identity_(without_padding(xCommon::xString::CutUtf8(identity, identity_limit))),
       keep_alive_s_(keep_alive_s),
       since_(Clock::now()),
-      last_progress_(Clock::now()) {
-    renew_client();
-}
+      last_progress_(Clock::now()) {}
 
 /// A fresh object for every connection. The library carries half-received messages of QoS 2 over to the next one, and a
 /// broker that begins a clean session numbers its messages anew: an old command would be executed in place of a new
 /// one.
 void mqClient::renew_client() {
-    client_.reset(mosquitto_new(identity_.c_str(), clean_session_, this));
-    if (!client_) {
-        // An identity that isn't UTF-8 is refused by the library: the broker then gives the client one of its own.
-        client_.reset(mosquitto_new(nullptr, true, this));
-    }
+    client_.reset();
+    // Without an identity that can be used the broker gives the client one of its own.
+    bool const usable = is_usable(identity_);
+    client_.reset(mosquitto_new(usable ? identity_.c_str() : nullptr, clean_session_ || !usable, this));
     if (!client_) {
         throw std::bad_alloc();
     }
@@ -72,6 +79,7 @@ void mqClient::renew_client() {
     mosquitto_connect_callback_set(client_.get(), on_connect);
     mosquitto_disconnect_callback_set(client_.get(), on_disconnect);
     mosquitto_publish_callback_set(client_.get(), on_publish);
+    mosquitto_subscribe_callback_set(client_.get(), on_subscribe);
     mosquitto_message_callback_set(client_.get(), on_message);
     std::lock_guard const lock(mutex_);
     waiting_.clear();
@@ -105,66 +113,68 @@ void mqClient::disconnect() {
         return;
     }
     {
+        // First, so that the loop still sends it.
+        std::lock_guard const lock(client_lock_);
+        mosquitto_disconnect(client_.get());
+    }
+    {
         std::lock_guard const lock(mutex_);
         stop_ = true;
     }
     changed_.notify_all();
-    {
-        std::lock_guard const lock(client_lock_);
-        mosquitto_disconnect(client_.get());
-    }
     thread_.join();
     connection_lost();
-}
-
-void mqClient::run() {
-    try {
-        serve();
-    } catch (std::exception const& e) {
-        global_logf(lmtError, "MQTT : %s : поток клиента завершён : %s", identity_, e.what());
-        connection_lost();
-    }
+    std::lock_guard const lock(client_lock_);
+    client_.reset();
 }
 
 /// The network thread. The library's own endless loop gives up for good after some errors (a reply that is no MQTT, a
 /// refused login, a name that doesn't resolve at the first attempt), so the loop and the pauses are run here.
-void mqClient::serve() {
+void mqClient::run() {
     int pause_s = first_retry_s;
-    for (bool first = true;; first = false) {
-        if (!first && !wait_before_retry(pause_s)) {
-            return;
-        }
-        pause_s = first ? first_retry_s : std::min(pause_s * 2, last_retry_s);
-        {
-            std::lock_guard const lock(client_lock_);
-            renew_client();
-        }
-        int code = mosquitto_connect_async(client_.get(), host_.c_str(), port_, keep_alive_s_);
-        int error = errno;
+    while (!is_stopping()) {
         bool stood = false;
-        while (code == MOSQ_ERR_SUCCESS) {
-            code = mosquitto_loop(client_.get(), loop_wait_ms, 1);
-            error = errno;
-            std::lock_guard const lock(mutex_);
-            stood = stood || connected;
-            if (stop_) {
-                break;
-            }
-        }
-        if (stood) {
-            pause_s = first_retry_s;
+        try {
+            stood = serve_connection();
+        } catch (std::exception const& e) {
+            attempt_failed(e.what());
         }
         connection_lost();
-        {
-            std::lock_guard const lock(mutex_);
-            if (stop_) {
-                return;
-            }
+        if (!wait_before_retry(stood ? first_retry_s : pause_s)) {
+            return;
         }
-        if (!stood) {
-            attempt_failed(code == MOSQ_ERR_ERRNO ? std::strerror(error) : mosquitto_strerror(code));
+        pause_s = stood ? first_retry_s : std::min(pause_s * 2, last_retry_s);
+    }
+}
+
+/// One connection from the attempt to its end; true if it stood.
+bool mqClient::serve_connection() {
+    {
+        std::lock_guard const lock(client_lock_);
+        renew_client();
+    }
+    auto const begun = Clock::now();
+    bool stood = false;
+    int code = mosquitto_connect_async(client_.get(), host_.c_str(), port_, keep_alive_s_);
+    int error = errno;
+    while (code == MOSQ_ERR_SUCCESS && !is_stopping()) {
+        code = mosquitto_loop(client_.get(), loop_wait_ms, 1);
+        error = errno;
+        stood = stood || get_bool(connected);
+        if (!stood && Clock::now() - begun > connect_limit) {
+            code = MOSQ_ERR_ERRNO;
+            error = ETIMEDOUT;
         }
     }
+    if (!stood && !is_stopping()) {
+        attempt_failed(reason_text(code, error));
+    }
+    return stood;
+}
+
+bool mqClient::is_stopping() const {
+    std::lock_guard const lock(mutex_);
+    return stop_;
 }
 
 bool mqClient::wait_before_retry(int seconds) {
@@ -274,6 +284,15 @@ void mqClient::acknowledged(int id) {
     changed_.notify_all();
 }
 
+void mqClient::on_subscribe(mosquitto* /*client*/, void* self, int /*id*/, int count, int const* granted) {
+    static constexpr int refused = 0x80;
+    guarded([self, count, granted] {
+        if (std::find(granted, granted + count, refused) != granted + count) {
+            global_logf(lmtError, "MQTT : %s : брокер отказал в подписке.", static_cast<mqClient*>(self)->identity_);
+        }
+    });
+}
+
 void mqClient::on_message(mosquitto* /*client*/, void* self, mosquitto_message const* message) {
     guarded([self, message] {
         std::string payload;
@@ -301,7 +320,8 @@ bool mqClient::room_for_message() {
     {
         std::unique_lock lock(mutex_);
         if (waiting_.size() >= waiting_limit) {
-            changed_.wait_for(lock, stall_time, [this] { return waiting_.size() < waiting_limit || !connected; });
+            changed_.wait_until(lock, last_progress_ + stall_time,
+                                [this] { return waiting_.size() < waiting_limit || !connected; });
         }
         bool const stalled = waiting_.size() >= waiting_limit ||
                              (waiting_.size() >= stall_count && Clock::now() - last_progress_ > stall_time);
@@ -322,6 +342,9 @@ bool mqClient::publish(std::string const& topic, std::string const& payload, int
         return false;
     }
     std::lock_guard const lock(client_lock_);
+    if (!get_bool(connected)) {
+        return false;
+    }
     int id = 0;
     int const code = mosquitto_publish(client_.get(), &id, topic.c_str(), static_cast<int>(payload.size()),
                                        payload.data(), qos, retain);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <memory>
@@ -78,12 +77,14 @@ class mqClient {
     static void on_connect(mosquitto* client, void* self, int code);
     static void on_disconnect(mosquitto* client, void* self, int code);
     static void on_publish(mosquitto* client, void* self, int id);
+    static void on_subscribe(mosquitto* client, void* self, int id, int count, int const* granted);
     static void on_message(mosquitto* client, void* self, mosquitto_message const* message);
 
     /// Under `client_lock_`.
     void renew_client();
     void run();
-    void serve();
+    bool serve_connection();
+    bool is_stopping() const;
     void connection_made(int code);
     void acknowledged(int id);
     void attempt_failed(std::string const& reason);

@@ -192,6 +192,9 @@ void xrs::configure() {
         throw xCommon::xExceptionf("%s : %s", path_, std::strerror(errno));
     }
     settings.c_iflag = flowcontrol_ == flowcontrol_t::software ? IXON | IXOFF : 0;
+    if (parity_ != parity_t::none) {
+        settings.c_iflag |= INPCK;
+    }
     settings.c_oflag = 0;
     settings.c_lflag = 0;
     tcflag_t const rate = rate_flag(baudrate_);
@@ -233,8 +236,10 @@ unsigned int xrs::read(unsigned char* buffer, unsigned int count) {
         ssize_t const piece = ::read(fd_, buffer + got, count - got);
         if (piece > 0) {
             got += static_cast<unsigned int>(piece);
+        } else if (piece == 0 && (line.revents & (POLLHUP | POLLERR | POLLNVAL)) == 0) {
+            continue;  // somebody else has read it
         } else if (piece == 0 || (errno != EAGAIN && errno != EINTR)) {
-            // Ready and yet nothing to read: the device is gone.
+            // Nothing more will come: the device is gone.
             close();
         }
     }

@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <memory>
+#include <vector>
 
 #include <fcntl.h>
-#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -13,6 +12,7 @@
 #include <unistd.h>
 
 #include "foundation/deadline.h"
+#include "foundation/resolve.h"
 
 namespace xsock {
 
@@ -40,12 +40,12 @@ bool wait_for(int fd, short events, int wait_ms) {
     }
 }
 
-int connected_socket(addrinfo const& address, int wait_ms) {
-    int const fd = socket(address.ai_family, address.ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, address.ai_protocol);
+int connected_socket(PeerAddress const& address, int wait_ms) {
+    int const fd = socket(address.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (fd < 0) {
         return -1;
     }
-    int error = connect(fd, address.ai_addr, address.ai_addrlen) == 0 ? 0 : errno;
+    int error = connect(fd, reinterpret_cast<sockaddr const*>(&address.storage), address.length) == 0 ? 0 : errno;
     if (error == EINPROGRESS) {
         socklen_t length = sizeof(error);
         if (!wait_for(fd, POLLOUT, wait_ms)) {
@@ -77,17 +77,14 @@ wsock::~wsock() {
 bool wsock::Open() {
     Close();
     Deadline const deadline(std::max(send_timeout_ms_, least_connect_ms));
-    addrinfo hints = {};
-    hints.ai_family = AF_UNSPEC;
-    hints.ai_socktype = SOCK_STREAM;
-    hints.ai_flags = AI_NUMERICSERV;
-    addrinfo* found = nullptr;
-    if (getaddrinfo(host_.c_str(), std::to_string(port_).c_str(), &hints, &found) != 0) {
-        return false;
-    }
-    std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> const addresses(found, &freeaddrinfo);
-    for (addrinfo const* address = found; address != nullptr && fd_ < 0; address = address->ai_next) {
-        fd_ = connected_socket(*address, deadline.left_ms());
+    std::vector<PeerAddress> const addresses = resolve(host_, port_, deadline.left_ms());
+    int left = static_cast<int>(addresses.size());
+    for (PeerAddress const& address : addresses) {
+        // Each gets its share of the time, so that a dead first address doesn't hide a living second one.
+        fd_ = connected_socket(address, deadline.left_ms() / left--);
+        if (fd_ >= 0) {
+            break;
+        }
     }
     connected = fd_ >= 0;
     return connected;
@@ -151,6 +148,8 @@ int wsock::Send(void const* buffer, int count) {
             connected = false;
             return sent > 0 ? sent : -1;
         } else if (!wait_for(fd_, POLLOUT, deadline.left_ms())) {
+            // Behind a torn frame the peer would take the next one for its rest.
+            connected = sent == 0;
             break;
         }
     }

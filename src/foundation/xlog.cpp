@@ -14,6 +14,7 @@ namespace {
 
 constexpr size_t mib = size_t{1024} * 1024;
 constexpr size_t old_files = 3;
+constexpr auto reopen_pause = std::chrono::seconds(10);
 constexpr char line_pattern[] = "%Y-%m-%d %H:%M:%S.%e %v";
 
 void report_on_stderr(std::string const& path, char const* reason) {
@@ -22,7 +23,7 @@ void report_on_stderr(std::string const& path, char const* reason) {
 
 }  // namespace
 
-xLog* xLog::gv = nullptr;
+xLog::Pointer xLog::gv;
 
 xLog::xLog(std::string const& directory, std::string const& file, int size, bool debug, bool second)
     : path_(directory + "/" + file),
@@ -37,6 +38,7 @@ xLog::xLog(std::string const& directory, std::string const& file, int size, bool
 xLog::~xLog() = default;
 
 void xLog::open_file() {
+    last_open_ = std::chrono::steady_clock::now();
     try {
         // The sink makes the missing folders of the path itself.
         file_ =
@@ -62,19 +64,29 @@ void xLog::write(LMT type, std::string const* node, std::string const& text) {
     spdlog::details::log_msg const message(spdlog::string_view_t{}, spdlog::level::info, line);
 
     std::lock_guard const lock(mutex_);
+    write_line(message, type == lmtError);
+}
+
+void xLog::write_line(spdlog::details::log_msg const& message, bool flush_it) {
+    if (!file_ && std::chrono::steady_clock::now() - last_open_ > reopen_pause) {
+        open_file();
+    }
+    bool written = false;
     try {
         if (file_) {
             file_->log(message);
-            if (type == lmtError) {
+            if (flush_it) {
                 file_->flush();
             }
-        }
-        if (second_ || !file_) {
-            screen_->log(message);
+            written = true;
         }
     } catch (std::exception const& e) {
-        // A full disk must not stop the polling.
+        // A full disk must not stop the polling, nor a failed rotation the log: the file is tried again later.
         report_on_stderr(path_, e.what());
+        file_.reset();
+    }
+    if (second_ || !written) {
+        screen_->log(message);
     }
 }
 

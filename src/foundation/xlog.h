@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -10,6 +11,9 @@
 namespace spdlog::sinks {
 class sink;
 }
+namespace spdlog::details {
+struct log_msg;
+}
 
 namespace xCommon {
 
@@ -18,11 +22,25 @@ enum LMT : int { lmtInfo = 1, lmtIgnored = 2, lmtError = 3, lmtTrace = 4 };
 
 /// The process log: lines of the form "YYYY-MM-DD hh:mm:ss.mmm [type] [node] text", written from any thread.
 /// The file is appended to and rotated at its maximum size, with three old ones kept. If it can't be opened, that is
-/// told on standard error and the lines go there. A line of type 3 is flushed at once, others with flush().
+/// told on standard error and the lines go there until it can be opened again. A line of type 3 is flushed at once,
+/// others with flush().
 class xLog {
  public:
+    /// A pointer that one thread may set while others read it.
+    class Pointer {
+     public:
+        Pointer& operator=(xLog* log) {
+            log_ = log;
+            return *this;
+        }
+        operator xLog*() const { return log_; }  // NOLINT(google-explicit-constructor): used as the pointer it is
+        xLog* operator->() const { return log_; }
+
+     private:
+        std::atomic<xLog*> log_ = nullptr;
+    };
     /// The one log of the process; null before main has made it, then all lines are dropped.
-    static xLog* gv;
+    static Pointer gv;
 
     /// `size` is in MiB. `second` copies each line to standard error.
     xLog(std::string const& directory, std::string const& file, int size, bool debug, bool second);
@@ -52,12 +70,14 @@ class xLog {
 
  private:
     void open_file();
+    void write_line(spdlog::details::log_msg const& message, bool flush_it);
 
     std::mutex mutex_;
     std::string path_;
     int size_;
     std::atomic<bool> debug_;
     std::atomic<bool> second_;
+    std::chrono::steady_clock::time_point last_open_;
     std::unique_ptr<spdlog::sinks::sink> file_;
     std::unique_ptr<spdlog::sinks::sink> screen_;
 };

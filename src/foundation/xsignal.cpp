@@ -16,8 +16,16 @@ constexpr unsigned int handler_limit_s = 1;
 
 void (*end_handler)(int) = nullptr;
 std::atomic_flag fault_seen = ATOMIC_FLAG_INIT;
-sigset_t start_mask = {};
-bool start_mask_known = false;
+
+/// Read at the first use, ahead of any change.
+sigset_t const& start_mask() {
+    static sigset_t const mask = [] {
+        sigset_t current;
+        pthread_sigmask(SIG_BLOCK, nullptr, &current);
+        return current;
+    }();
+    return mask;
+}
 
 void on_watchdog(int) {
     _exit(1);
@@ -57,8 +65,8 @@ void xSignalHandling::setHandlers2(void (*handler)(int)) {
     for (int const number : termination_signals) {
         sigaddset(&awaited, number);
     }
-    pthread_sigmask(SIG_BLOCK, &awaited, &start_mask);
-    start_mask_known = true;
+    start_mask();
+    pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
 
     signal(SIGPIPE, SIG_IGN);
     struct sigaction action = {};
@@ -66,6 +74,7 @@ void xSignalHandling::setHandlers2(void (*handler)(int)) {
     action.sa_handler = on_watchdog;
     sigaction(SIGALRM, &action, nullptr);
     action.sa_handler = on_fault;
+    action.sa_flags = SA_NODEFER;  // a fault in the handler comes to it too, and ends the process there
     for (int const number : fault_signals) {
         sigaction(number, &action, nullptr);
     }
@@ -73,11 +82,7 @@ void xSignalHandling::setHandlers2(void (*handler)(int)) {
 }
 
 sigset_t const& xSignalHandling::original_mask() {
-    if (!start_mask_known) {
-        pthread_sigmask(SIG_BLOCK, nullptr, &start_mask);
-        start_mask_known = true;
-    }
-    return start_mask;
+    return start_mask();
 }
 
 void xSignalHandling::restore_for_exec() {

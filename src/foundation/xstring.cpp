@@ -64,6 +64,17 @@ std::string xString::ToLower(std::string const& text) {
     return lower;
 }
 
+std::string xString::CutUtf8(std::string const& text, size_t limit) {
+    if (text.size() <= limit) {
+        return text;
+    }
+    size_t end = limit;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) {
+        --end;
+    }
+    return text.substr(0, end);
+}
+
 void xString::string_to_hex(ByteList& target, std::string const& text) {
     for (size_t at = 0; at + 1 < text.size(); at += 2) {
         unsigned char byte = 0;

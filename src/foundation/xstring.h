@@ -26,6 +26,8 @@ class xString {
     static bool EndsWith(std::string const& text, std::string const& piece);
     /// Lower case of ASCII letters; other bytes stay.
     static std::string ToLower(std::string const& text);
+    /// The first `limit` bytes of a UTF-8 text at most, without tearing a character.
+    static std::string CutUtf8(std::string const& text, size_t limit);
     /// Appends each pair of hexadecimal characters of `text` as one byte. A pair that is not hexadecimal counts as 0,
     /// a last single character is dropped.
     static void string_to_hex(ByteList& target, std::string const& text);

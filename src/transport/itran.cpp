@@ -1,5 +1,7 @@
 #include "transport/itran.h"
 
+#include <chrono>
+
 #include "foundation/deadline.h"
 
 bool iTran::reopen() {
@@ -16,25 +18,25 @@ void iTran::flush() {
 }
 
 int iTran::read_count(unsigned char* buffer, int count) {
+    auto const begun = std::chrono::steady_clock::now();
+    int piece = read(buffer, count);
+    if (piece <= 0 || piece >= count) {
+        return piece;
+    }
+    // In pieces: what follows has the rest of the time only. A read may have connected anew, so the time-out in force
+    // is looked at behind the first one.
     int const rto = rto_;
-    xCommon::Deadline const deadline(rto);
-    int got = 0;
-    int piece = 0;
-    while (got < count) {
+    auto const spent = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begun);
+    xCommon::Deadline const deadline(rto - static_cast<int>(spent.count()));
+    int got = piece;
+    while (got < count && !deadline.passed()) {
+        set_timeout(deadline.left_ms(), sto_);
         piece = read(buffer + got, count - got);
         if (piece <= 0) {
             break;
         }
         got += piece;
-        if (got < count) {
-            if (deadline.passed()) {
-                break;
-            }
-            set_timeout(deadline.left_ms(), sto_);
-        }
     }
-    if (rto_ != rto) {
-        set_timeout(rto, sto_);
-    }
-    return got > 0 ? got : piece;
+    set_timeout(rto, sto_);
+    return got;
 }
