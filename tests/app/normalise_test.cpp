@@ -308,7 +308,7 @@ TEST(Normalise, ElementsThatAreNoObjects) {
         {"name": "d", "display_name": "D", "params": [1]}, "x"]}]})"));
 }
 
-TEST(Normalise, DISABLED_PortThatIsNoObjectCostsALine) {
+TEST(Normalise, PortThatIsNoObjectCostsALine) {
     LogCapture const log(false);
     Json::Value const result = normalise(json(R"({"ports": [5, {"connection": {"name": "p", "type": "base.null"},
         "devices": [{"name": "d"}], "parameters": [{}]}, null]})")).config;

@@ -85,7 +85,7 @@ TEST(Expression, BytesOfATextRegisterPassUnchanged) {
 }
 
 // The engine takes a text that begins with one of these bytes for an internal symbol of its own.
-TEST(Expression, DISABLED_BytesThatTheEngineUsesForItselfPassUnchanged) {
+TEST(Expression, BytesThatTheEngineUsesForItselfPassUnchanged) {
     for (std::string const& value :
          {std::string("\xFF\xFF"), std::string("\x80""A"), std::string("\x81""A"), std::string("\x82""A")}) {
         EXPECT_EQ(evaluated(value, "value"), value);
