@@ -160,7 +160,7 @@ TEST(Socket, APeerThatTakesNothingCostsTheSendTimeOutOnly) {
     EXPECT_FALSE(socket.SendAll(much.data(), static_cast<int>(much.size())));
     EXPECT_GE(watch.ms(), 300);
     EXPECT_LT(watch.ms(), 5000);
-    EXPECT_TRUE(socket.connected);
+    EXPECT_FALSE(socket.connected) << "the peer would take the next frame for the rest of this one";
 }
 
 TEST(Socket, PiecesAreGatheredWithinOneTimeOut) {
