@@ -148,7 +148,9 @@ void split_devices(Json::Value port, Json::Value& ports) {
 /// list has no end. Files in service rely on the order that results, so the walk stays as it is; such a file is not to
 /// be written.
 void split_tcp_port(Json::Value port, Json::Value& ports) {
-    if (list_of(port, "devices").empty()) {
+    if (!jUtils::at(port, "devices").isArray()) {
+        global_logf(lmtError, "порт base.tcp '%s' пропущен : 'devices' должен быть списком.",
+                    text_of(jUtils::at(port, "connection"), "name"));
         return;
     }
     Json::Value& devices = port["devices"];
@@ -156,7 +158,7 @@ void split_tcp_port(Json::Value port, Json::Value& ports) {
     for (Json::Value const& device : devices) {
         any = any || text_of(device, "type") == "mb-tcp";
     }
-    if (!any) {
+    if (!any && !devices.empty()) {
         global_logf(lmtError,
                     "порт base.tcp '%s' не содержит ни одного устройства mb-tcp : разбор файла не завершится.",
                     text_of(port["connection"], "name"));

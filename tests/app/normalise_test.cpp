@@ -1,12 +1,13 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <json/reader.h>
+#include "app/normalise.h"
 
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include "app/normalise.h"
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <json/reader.h>
+
 #include "support/log_capture.h"
 
 using testing::ElementsAre;
@@ -211,8 +212,7 @@ TEST(Normalise, GpioSettingsAreGathered) {
         int unknown_types;
     };
     Gpio const rows[] = {
-        {"the first device with a group",
-         R"({"mqtt": {"url": "h"}, "ports": [)" + port + R"("devices": [
+        {"the first device with a group", R"({"mqtt": {"url": "h"}, "ports": [)" + port + R"("devices": [
                {"type": "xgpio", "cname": "none", "name": "N"}, {"type": "xgpio", "cname": "g", "name": "G"},
                {"type": "xgpio", "cname": "h", "name": "H"}],
              "parameters": [{"cname": "h", "config": {"channels": [3]}}, {"cname": "g", "config": {"channels": [1, 2]}},
@@ -266,14 +266,19 @@ TEST(Normalise, FaultyPiecesCostALineAndThemselves) {
     std::string const no_lists =
         "[3] порт пропущен : 'connection' должен быть объектом, 'devices' и 'parameters' - списками.";
     Fault const rows[] = {
-        {"a connection that is a text", R"({"ports": [{"connection": "c", "devices": [{}], "parameters": [{}]}, )" + good +
-             "]}", good_alone, {no_lists}},
+        {"a connection that is a text",
+         R"({"ports": [{"connection": "c", "devices": [{}], "parameters": [{}]}, )" + good + "]}",
+         good_alone,
+         {no_lists}},
         {"devices that are an object",
          R"({"ports": [{"connection": {"type": "base.null"}, "devices": {"name": "d"}, "parameters": [{}]}, )" + good +
-             "]}", good_alone, {no_lists}},
+             "]}",
+         good_alone,
+         {no_lists}},
         {"parameters that are a number",
          R"({"ports": [{"connection": {"type": "base.null"}, "devices": [{}], "parameters": 5}, )" + good + "]}",
-         good_alone, {no_lists}},
+         good_alone,
+         {no_lists}},
         {"a device of the split that is no object",
          R"({"ports": [{"connection": {"name": "n", "type": "base.tcp", "tcp": 5},
                "devices": [{"name": "A", "cname": "a", "type": "mb-tcp", "sid": "h:1"}, 5],
@@ -299,19 +304,24 @@ TEST(Normalise, FaultyPiecesCostALineAndThemselves) {
     }
 }
 
-// The loader gets a device that is no object as it is, and tells of it.
-TEST(Normalise, ElementsThatAreNoObjects) {
+TEST(Normalise, ElementsThatAreNoObjectsCostALineEach) {
+    LogCapture const log(false);
     Json::Value const result = normalise(json(R"({"ports": [
         {"connection": {"name": "p", "type": "base.null"}, "devices": [5, null, {"name": "D", "cname": "d"}, "x"],
-         "parameters": [7, {"cname": "d", "config": {"channels": [1]}}, null]}]})")).config;
-    EXPECT_EQ(result, json(R"({"ports": [{"name": "p", "type": "base.null", "devices": [5, null,
-        {"name": "d", "display_name": "D", "params": [1]}, "x"]}]})"));
+         "parameters": [7, {"cname": "d", "config": {"channels": [1]}}, [{"cname": "d"}]]},
+        {"connection": {"type": "xgpio", "enabled": true}, "devices": [5, {"type": "xgpio", "cname": "g"}],
+         "parameters": [{"cname": "g"}]}]})"))
+                                   .config;
+    EXPECT_EQ(result, json(R"({"ports": [{"name": "p", "type": "base.null", "devices": [
+        {"name": "d", "display_name": "D", "params": [1]}]}]})"));
+    EXPECT_EQ(log.entries(), std::vector<std::string>(6, nameless_line));
 }
 
 TEST(Normalise, PortThatIsNoObjectCostsALine) {
     LogCapture const log(false);
     Json::Value const result = normalise(json(R"({"ports": [5, {"connection": {"name": "p", "type": "base.null"},
-        "devices": [{"name": "d"}], "parameters": [{}]}, null]})")).config;
+        "devices": [{"name": "d"}], "parameters": [{}]}, null]})"))
+                                   .config;
     EXPECT_EQ(result["ports"].size(), 1U);
     EXPECT_THAT(log.entries(), ElementsAre(nameless_line, nameless_line));
 }

@@ -1,9 +1,10 @@
-#include <gtest/gtest.h>
+#include "app/options.h"
 
 #include <string>
 #include <vector>
 
-#include "app/options.h"
+#include <gtest/gtest.h>
+
 #include "config/constants.h"
 
 TEST(Options, WordsOfTheCommandLine) {

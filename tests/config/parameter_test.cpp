@@ -1,11 +1,11 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <json/reader.h>
-
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <json/reader.h>
 
 #include "config/cparam.h"
 #include "support/log_capture.h"
@@ -58,11 +58,11 @@ TEST(Parameter, WordsOfTypeAndOrder) {
         char const* word;
         int code;
     };
-    Row const types[] = {{"", 0},         {"bit", 3},       {"i32", 5},     {"u32", 6},     {"str", 10},  {"i8", 15},
-                         {"i16", 16},     {"u8", 17},       {"u16", 18},    {"float16", 19}, {"float32", 23},
-                         {"fixi16", 40},  {"fixu16", 41},   {"date_time", 42}, {"str2", 43}, {"str4", 44}, {"str8", 45},
-                         {"ma", 46},      {"m0a", 47},      {"m0r", 48},    {"m1", 49},     {"m3", 50},   {"m6", 51},
-                         {"m7", 52},      {"u24", 53},      {"i24", 54},    {"bcd32", 55}};
+    Row const types[] = {
+        {"", 0},      {"bit", 3},   {"i32", 5},      {"u32", 6},      {"str", 10},    {"i8", 15},     {"i16", 16},
+        {"u8", 17},   {"u16", 18},  {"float16", 19}, {"float32", 23}, {"fixi16", 40}, {"fixu16", 41}, {"date_time", 42},
+        {"str2", 43}, {"str4", 44}, {"str8", 45},    {"ma", 46},      {"m0a", 47},    {"m0r", 48},    {"m1", 49},
+        {"m3", 50},   {"m6", 51},   {"m7", 52},      {"u24", 53},     {"i24", 54},    {"bcd32", 55}};
     for (Row const& row : types) {
         EXPECT_EQ(made(R"("value_type": ")" + std::string(row.word) + "\"").value_type, row.code) << row.word;
     }
@@ -71,14 +71,13 @@ TEST(Parameter, WordsOfTypeAndOrder) {
         EXPECT_EQ(made(R"("word_order": ")" + std::string(row.word) + "\"").word_order, row.code) << row.word;
     }
     Row const refused[] = {
-        {R"("value_type": "float")", 0},   {R"("value_type": "U16")", 0}, {R"("value_type": " u16")", 0},
-        {R"("word_order": "")", 1},        {R"("word_order": "big")", 1}, {R"("word_order": 0)", 1},
+        {R"("value_type": "float")", 0}, {R"("value_type": "U16")", 0}, {R"("value_type": " u16")", 0},
+        {R"("word_order": "")", 1},      {R"("word_order": "big")", 1}, {R"("word_order": 0)", 1},
     };
     for (Row const& row : refused) {
         Json::Value const node = json("{" + std::string(row.word) + "}");
         char const* const key = row.code == 0 ? "value_type" : "word_order";
-        EXPECT_EQ(refusal(row.word),
-                  "u : неопознанный " + std::string(key) + " = " + node[key].asString() + ".");
+        EXPECT_EQ(refusal(row.word), "u : неопознанный " + std::string(key) + " = " + node[key].asString() + ".");
     }
 }
 
@@ -88,9 +87,9 @@ TEST(Parameter, PrecisionIsOneMoreThanTheDigitsOfTheScale) {
         int precision;
     };
     Row const rows[] = {
-        {"1", 2},    {"1.0", 2},   {"10", 2},        {"1.5", 2},       {"0.5", 2},  {"0.1", 2},    {"0.25", 3},
-        {"0.01", 3}, {"0.001", 4}, {"0.000001", 7},  {"0.0000001", 1}, {"0", 1},    {"-0.1", 2},   {"-10", 1},
-        {"0.9", 2},  {"true", 2},  {"0.3333333", 7},
+        {"1", 2},    {"1.0", 2},  {"10", 2},    {"1.5", 2},      {"0.5", 2},       {"0.1", 2},
+        {"0.25", 3}, {"0.01", 3}, {"0.001", 4}, {"0.000001", 7}, {"0.0000001", 1}, {"0", 1},
+        {"-0.1", 2}, {"-10", 1},  {"0.9", 2},   {"true", 2},     {"0.3333333", 7},
     };
     for (Row const& row : rows) {
         EXPECT_EQ(made(R"("scale": )" + std::string(row.scale)).precision, row.precision) << row.scale;
@@ -190,11 +189,16 @@ TEST(Parameter, ErrorPattern) {
         bool good;
     };
     Row const rows[] = {
-        {"0xFFFF", {0xFF, 0xFF}, false},       {"0xFFFF", {0xFF, 0xFE}, true},
-        {"FFFF", {0xFF, 0xFF}, false},         {"0XFFFF", {0xFF, 0xFF}, false},
-        {"0xffff", {0xFF, 0xFF}, true},        {"0xFFFF", {0xFF}, true},
-        {"0xFFFF", {0xFF, 0xFF, 0xFF}, true},  {"0x800x00", {0x80, 0x00}, false},
-        {"0x0A", {0x0A}, false},               {"0xFFFF", {}, false},
+        {"0xFFFF", {0xFF, 0xFF}, false},
+        {"0xFFFF", {0xFF, 0xFE}, true},
+        {"FFFF", {0xFF, 0xFF}, false},
+        {"0XFFFF", {0xFF, 0xFF}, false},
+        {"0xffff", {0xFF, 0xFF}, true},
+        {"0xFFFF", {0xFF}, true},
+        {"0xFFFF", {0xFF, 0xFF, 0xFF}, true},
+        {"0x800x00", {0x80, 0x00}, false},
+        {"0x0A", {0x0A}, false},
+        {"0xFFFF", {}, false},
         {"", {0x00}, true},
     };
     for (Row const& row : rows) {

@@ -1,10 +1,10 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <json/reader.h>
-
 #include <memory>
 #include <sstream>
 #include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <json/reader.h>
 
 #include "config/config.h"
 #include "config/cport.h"
@@ -20,7 +20,9 @@ Json::Value json(std::string const& text) {
     return value;
 }
 
-CBase* create_device(CBase* parent, Json::Value& node) { return new CDev(parent, node); }
+CBase* create_device(CBase* parent, Json::Value& node) {
+    return new CDev(parent, node);
+}
 
 CBFac const registrars[] = {{"plain.cdev", create_device}, {"dcon-like.cdev", create_device}};
 
@@ -44,7 +46,8 @@ TEST(PortNode, KeysOfEachTransport) {
     };
     Row const rows[] = {
         {"tcp object", "base.tcp", R"("tcp": {"url": "h", "port": 502})", "h", 502, "", ""},
-        {"tcp object wins over flat keys", "base.tcp", R"("tcp": {"url": "h"}, "url": "flat", "port": 7)", "h", 0, "", ""},
+        {"tcp object wins over flat keys", "base.tcp", R"("tcp": {"url": "h"}, "url": "flat", "port": 7)", "h", 0, "",
+         ""},
         {"tcp object without url", "base.tcp", R"("tcp": {"port": 502})", "127.0.0.1", 502, "", ""},
         {"flat keys", "base.tcp", R"("url": "flat", "port": 7)", "flat", 7, "", ""},
         {"flat keys, none there", "base.tcp", "", "", -1, "", ""},
@@ -111,8 +114,9 @@ TEST(PortNode, RefusedSettingsCostThatPortAlone) {
 }
 
 TEST(PortNode, WithoutAUsableDeviceIsRefused) {
-    std::string const refusal = "[3] [Config::Load] base.null.cport : nnm : исключение при парсинге элемента : #p : "
-                                "список устройств пуст.";
+    std::string const refusal =
+        "[3] [Config::Load] base.null.cport : nnm : исключение при парсинге элемента : #p : "
+        "список устройств пуст.";
     std::string const empty_list = "[3] [p] Load : список пуст.";
     LogCapture log(false);
     Json::Value root = json(R"({"ports": [{"name": "p", "type": "base.null"}]})");
@@ -123,8 +127,8 @@ TEST(PortNode, WithoutAUsableDeviceIsRefused) {
     root = json(R"({"ports": [{"name": "p", "type": "base.null", "devices": [{"name": "x", "type": "lora"}]}]})");
     std::unique_ptr<Config> const no_class(Config::Load(root));
     EXPECT_THAT(log.entries(),
-                ElementsAre("[3] [p] Load : x : тип элемента не найден : lora.cdev. Элемент будет пропущен.", empty_list,
-                            refusal, "[3] [Config::Load] Load : список пуст."));
+                ElementsAre("[3] [p] Load : x : тип элемента не найден : lora.cdev. Элемент будет пропущен.",
+                            empty_list, refusal, "[3] [Config::Load] Load : список пуст."));
 }
 
 TEST(PortNode, DriversOwnPortsLoadTheirDevicesThemselves) {
@@ -147,8 +151,12 @@ TEST(PortNode, DeviceOfATopicIsTheFirstWhoseNameLiesInIt) {
         char const* device;
     };
     Row const rows[] = {
-        {"/devices/m1/controls/a/on", "m1"}, {"/devices/m10/controls/a/on", "m1"}, {"x/devices/k", "k"},
-        {"/devices/m2/controls/k", nullptr}, {"m1", nullptr},                      {"", nullptr},
+        {"/devices/m1/controls/a/on", "m1"},
+        {"/devices/m10/controls/a/on", "m1"},
+        {"x/devices/k", "k"},
+        {"/devices/m2/controls/k", nullptr},
+        {"m1", nullptr},
+        {"", nullptr},
     };
     for (Row const& row : rows) {
         CBase const* const found = port.get_device(row.topic);

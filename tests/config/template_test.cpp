@@ -1,13 +1,13 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <json/reader.h>
-
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <json/reader.h>
 
 #include "config/constants.h"
 #include "config/cparam.h"
@@ -45,7 +45,9 @@ class Device : public CDev {
     CParam const& param(size_t index) const { return dynamic_cast<CParam const&>(*children.at(index)); }
 };
 
-CBase* create_param(CBase* parent, Json::Value& node) { return new CParam(parent, node); }
+CBase* create_param(CBase* parent, Json::Value& node) {
+    return new CParam(parent, node);
+}
 
 CBFac const registrar("templated.cparam", create_param);
 

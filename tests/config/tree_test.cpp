@@ -1,11 +1,11 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <json/reader.h>
-
 #include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <json/reader.h>
 
 #include "config/config.h"
 #include "config/constants.h"
@@ -56,7 +56,9 @@ class Device : public CDev {
     static CBase* create(CBase* parent, Json::Value& node) { return new Device(parent, node); }
 };
 
-CBase* create_nothing(CBase* /*parent*/, Json::Value& /*node*/) { return nullptr; }
+CBase* create_nothing(CBase* /*parent*/, Json::Value& /*node*/) {
+    return nullptr;
+}
 
 CBFac const registrars[] = {{"tree.cdev", Device::create},
                             {"tree.cparam", Param::create},
@@ -373,9 +375,10 @@ TEST(Root, NamesThatTheBrokerCannotTellApart) {
 
 TEST(Root, PortsKeepTheOrderOfTheFileAndKnowTheRoot) {
     LogCapture const log(false);
-    std::string const devices = R"(, "type": "base.null", "devices": [{"name": "d", "type": "tree", "params": [{"name": "a"}]}]})";
-    auto const config = load(R"({"ports": [{"name": "z")" + devices + R"(, {"name": "nosuch", "type": "lora"}, {"name": "a")" +
-                             devices + "]}");
+    std::string const devices =
+        R"(, "type": "base.null", "devices": [{"name": "d", "type": "tree", "params": [{"name": "a"}]}]})";
+    auto const config = load(R"({"ports": [{"name": "z")" + devices +
+                             R"(, {"name": "nosuch", "type": "lora"}, {"name": "a")" + devices + "]}");
     EXPECT_THAT(names_of(config->ports), ElementsAre("z", "a"));
     for (auto const& port : config->ports.children) {
         EXPECT_EQ(dynamic_cast<CPort const&>(*port).cfg, config.get());

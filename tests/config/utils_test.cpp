@@ -1,5 +1,4 @@
-#include <gtest/gtest.h>
-#include <json/reader.h>
+#include "config/utils.h"
 
 #include <bit>
 #include <memory>
@@ -7,7 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "config/utils.h"
+#include <gtest/gtest.h>
+#include <json/reader.h>
 
 using Bytes = std::vector<unsigned char>;
 
@@ -62,19 +62,19 @@ TEST(Utils, HalfFloatReadsAsTheNumberOfItsSinglePattern) {
     };
     Row const rows[] = {
         {"zero", 0x0000, 0},
-        {"negative zero", 0x8000, 2147483648.0},     // 80000000
-        {"one", 0x3C00, 1065353216.0},               // 3F800000
-        {"minus two", 0xC000, 3221225472.0},         // C0000000
-        {"3.140625", 0x4248, 1078525952.0},          // 40490000
-        {"largest", 0x7BFF, 1199562752.0},           // 477FE000
-        {"smallest normal", 0x0400, 947912704.0},    // 38800000
-        {"largest denormal", 0x03FF, 947896320.0},   // 387FC000
-        {"denormal", 0x0200, 939524096.0},           // 38000000
-        {"smallest denormal", 0x0001, 864026624.0},  // 33800000
+        {"negative zero", 0x8000, 2147483648.0},      // 80000000
+        {"one", 0x3C00, 1065353216.0},                // 3F800000
+        {"minus two", 0xC000, 3221225472.0},          // C0000000
+        {"3.140625", 0x4248, 1078525952.0},           // 40490000
+        {"largest", 0x7BFF, 1199562752.0},            // 477FE000
+        {"smallest normal", 0x0400, 947912704.0},     // 38800000
+        {"largest denormal", 0x03FF, 947896320.0},    // 387FC000
+        {"denormal", 0x0200, 939524096.0},            // 38000000
+        {"smallest denormal", 0x0001, 864026624.0},   // 33800000
         {"negative denormal", 0x8001, 3011510272.0},  // B3800000
-        {"infinity", 0x7C00, 2139095040.0},          // 7F800000
+        {"infinity", 0x7C00, 2139095040.0},           // 7F800000
         {"negative infinity", 0xFC00, 4286578688.0},  // FF800000
-        {"NaN", 0x7E00, 2143289344.0},               // 7FC00000
+        {"NaN", 0x7E00, 2143289344.0},                // 7FC00000
     };
     for (Row const& row : rows) {
         EXPECT_EQ(static_cast<double>(Utils::i16_to_float32(static_cast<short>(row.half))), row.value) << row.guards;
@@ -136,10 +136,17 @@ TEST(Utils, IntegerOfAJsonValue) {
         int number;
     };
     Row const rows[] = {
-        {"10", 10},      {"\"10\"", 10},     {"\"0x10\"", 16}, {"\"0xfF\"", 255}, {"65537", 1},      {"\"65537\"", 1},
-        {"-1", 0xFFFF},  {"\"-1\"", 0xFFFF}, {"\"\"", 0},      {"\"abc\"", 0},    {"\"12abc\"", 12}, {"\" 7\"", 7},
-        {"\"010\"", 10}, {"null", 0},        {"true", 0},      {"1.5", 0},        {"[5]", 0},        {"{\"a\": 5}", 0},
-        {"1e300", 0},    {"4294967296", 0},
+        {"10", 10},        {"\"10\"", 10},
+        {"\"0x10\"", 16},  {"\"0xfF\"", 255},
+        {"65537", 1},      {"\"65537\"", 1},
+        {"-1", 0xFFFF},    {"\"-1\"", 0xFFFF},
+        {"\"\"", 0},       {"\"abc\"", 0},
+        {"\"12abc\"", 12}, {"\" 7\"", 7},
+        {"\"010\"", 10},   {"null", 0},
+        {"true", 0},       {"1.5", 0},
+        {"[5]", 0},        {"{\"a\": 5}", 0},
+        {"1e300", 0},      {"4294967296", 0},
+        {"5.0", 0},        {"18446744073709551615", 65535},
     };
     for (Row const& row : rows) {
         Json::Value value;

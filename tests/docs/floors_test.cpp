@@ -136,37 +136,6 @@ bool contains_word(std::string const& text, std::string const& word) {
 
 }  // namespace
 
-TEST(Floors, RulesTellRightFromWrong) {
-    struct Row {
-        char const* guards;
-        Include include;
-        char const* fault;
-    };
-    Row const rows[] = {
-        {"one floor down", {"runtime/a.cpp", "transport/b.h", true}, ""},
-        {"many floors down", {"app/a.cpp", "foundation/b.h", true}, ""},
-        {"the same floor", {"config/a.cpp", "config/b.h", true}, ""},
-        {"what drivers share", {"drivers/one/a.cpp", "drivers/modbus/b.h", true}, ""},
-        {"a driver's own", {"drivers/one/a.cpp", "drivers/one/b.h", true}, ""},
-        {"any library", {"gpio/a.cpp", "sys/epoll.h", false}, ""},
-        {"the client", {"foundation/mq_client.cpp", "mosquitto.h", false}, ""},
-        {"upwards", {"transport/a.cpp", "runtime/b.h", true}, "a floor above"},
-        {"the core knows a driver", {"runtime/a.cpp", "drivers/one/b.h", true}, "a floor above"},
-        {"GPIO knows the process", {"gpio/a.cpp", "app/b.h", true}, "a floor above"},
-        {"a driver knows another", {"drivers/one/a.cpp", "drivers/two/b.h", true}, "another driver"},
-        {"a path of its own", {"drivers/one/a.cpp", "b.h", true}, "no floor"},
-        {"the broker's library in a driver",
-         {"drivers/one/a.cpp", "mosquitto.h", false},
-         "the library is none of this file's"},
-        {"the peer of the tests",
-         {"drivers/one/a.cpp", "modbus/modbus.h", false},
-         "the library is none of this file's"},
-    };
-    for (Row const& row : rows) {
-        EXPECT_EQ(fault(row.include), row.fault) << row.guards;
-    }
-}
-
 TEST(Floors, EveryIncludeHoldsThem) {
     std::map<std::string, int> files;
     int quoted = 0;

@@ -1,5 +1,4 @@
-#include <gtest/gtest.h>
-#include <json/reader.h>
+#include "drivers/bholding/bholding.h"
 
 #include <memory>
 #include <sstream>
@@ -7,8 +6,10 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+#include <json/reader.h>
+
 #include "config/config.h"
-#include "drivers/bholding/bholding.h"
 #include "runtime/port_base.h"
 
 using bholding::bhold;
@@ -75,7 +76,8 @@ TEST(Bits, HighestOffsetFollowsFromTheValueType) {
         char const* value_type;
         int highest;
     };
-    for (Row const& row : {Row{"u24", 23}, Row{"u32", 31}, Row{"i32", 15}, Row{"u16", 15}, Row{"u8", 15}, Row{"", 15}}) {
+    for (Row const& row :
+         {Row{"u24", 23}, Row{"u32", 31}, Row{"i32", 15}, Row{"u16", 15}, Row{"u8", 15}, Row{"", 15}}) {
         CParam param = made(R"("value_type": ")" + std::string(row.value_type) + "\"");
         Json::Value node = json(R"({"bh_list": [{"name": "a"}]})");
         node["bh_list"][0]["offset"] = row.highest;

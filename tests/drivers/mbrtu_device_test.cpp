@@ -1,12 +1,12 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <json/reader.h>
-
 #include <chrono>
 #include <filesystem>
 #include <memory>
 #include <sstream>
 #include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <json/reader.h>
 
 #include "config/config.h"
 #include "config/process.h"
@@ -123,13 +123,15 @@ TEST_F(MbRtuDebounce, TellsWhatItDoesInTraces) {
                             "прекращается."));
     log.clear();
     reading("1");
-    EXPECT_THAT(log.entries(), ElementsAre("[4] [u] debounce = 1000 : db_value = 0 : value = 1.",
-                                           "[4] [u] debounce : записанное значение не пустое.",
-                                           "[4] [u] debounce : дребезг.", "[4] [u] debounce : начало контроля дребезга."));
+    EXPECT_THAT(log.entries(),
+                ElementsAre("[4] [u] debounce = 1000 : db_value = 0 : value = 1.",
+                            "[4] [u] debounce : записанное значение не пустое.", "[4] [u] debounce : дребезг.",
+                            "[4] [u] debounce : начало контроля дребезга."));
     log.clear();
     reading("1");
     EXPECT_THAT(log.entries().back(),
-                testing::MatchesRegex(R"(\[4\] \[u\] debounce : до конца контроля дребезга осталось (1000|9[0-9][0-9]) секунд\.)"));
+                testing::MatchesRegex(
+                    R"(\[4\] \[u\] debounce : до конца контроля дребезга осталось (1000|9[0-9][0-9]) секунд\.)"));
     test_clock::advance(1000);
     reading("1");
     // As it stands, without a line break and without the value.
@@ -168,7 +170,8 @@ TEST(MbRtuDevice, OneExchange) {
         EXPECT_TRUE(result.is_crc_ok) << row.guards;
         EXPECT_EQ(result.is_ok, row.is_ok) << row.guards;
         EXPECT_EQ(result.result, row.value) << row.guards;
-        EXPECT_EQ(log.has("[2] [u] получено ошибочное значение : 0005 : error_value = 0005."), !row.is_ok) << row.guards;
+        EXPECT_EQ(log.has("[2] [u] получено ошибочное значение : 0005 : error_value = 0005."), !row.is_ok)
+            << row.guards;
     }
     Slave slave("");
     EXPECT_FALSE(slave.dev().get_response(nullptr).is_crc_ok);
@@ -184,7 +187,8 @@ TEST(MbRtuDevice, FaultOfAPollTouchesTheConfiguration) {
         char const* line;  // null: a good poll
     };
     Row const rows[] = {
-        {"plain.json", R"("value_type": "str8")", "[3] [u] исключение при опросе : u # буфер слишком мал для значения."},
+        {"plain.json", R"("value_type": "str8")",
+         "[3] [u] исключение при опросе : u # буфер слишком мал для значения."},
         {"a blank's; $(touch no).json", R"("value_type": "u16", "converter_read": "throw 'x'")",
          "[3] [u] исключение при опросе : x"},
         {nullptr, R"("value_type": "date_time")", "[3] [u] исключение при опросе : u # недопустимый value_type"},

@@ -1,8 +1,8 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <memory>
 #include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "drivers/mbrtu/config.h"
 #include "drivers/mbrtu/pdu.h"
@@ -40,7 +40,9 @@ std::string failure(Call call) {
     return "taken";
 }
 
-std::string text_of(xCommon::ByteList const& list) { return hex::text({list.data(), list.size()}); }
+std::string text_of(xCommon::ByteList const& list) {
+    return hex::text({list.data(), list.size()});
+}
 
 }  // namespace
 

@@ -1,12 +1,12 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <json/reader.h>
-
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <sstream>
 #include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <json/reader.h>
 
 #include "config/constants.h"
 #include "drivers/mbrtu/config.h"
@@ -130,10 +130,12 @@ TEST(ModbusParameter, RegisterKinds) {
     std::string const holding_bit = std::string(R"("reg_type": "holding-bit", )") + bit_list;
     std::string const no_bits = std::string(R"("reg_type": "input", )") + bit_list;
     Row const rows[] = {
-        {R"("reg_type": "coil")", 0, 0},      {R"("reg_type": "status")", 1, 0}, {R"("reg_type": "holding")", 2, 0},
-        {R"("reg_type": "holding-m")", 3, 0}, {holding_bit.c_str(), 4, 2},       {R"("reg_type": "input")", 5, 0},
-        {input_bit.c_str(), 6, 2},            {no_bits.c_str(), 5, 0},           {R"("reg_type": "")", 2, 0},
-        {R"("reg_type": "Coil")", 2, 0},      {R"("reg_type": "inputs")", 2, 0}, {"", 2, 0},
+        {R"("reg_type": "coil")", 0, 0},    {R"("reg_type": "status")", 1, 0},
+        {R"("reg_type": "holding")", 2, 0}, {R"("reg_type": "holding-m")", 3, 0},
+        {holding_bit.c_str(), 4, 2},        {R"("reg_type": "input")", 5, 0},
+        {input_bit.c_str(), 6, 2},          {no_bits.c_str(), 5, 0},
+        {R"("reg_type": "")", 2, 0},        {R"("reg_type": "Coil")", 2, 0},
+        {R"("reg_type": "inputs")", 2, 0},  {"", 2, 0},
     };
     LogCapture const log(false);
     for (Row const& row : rows) {
@@ -184,6 +186,10 @@ TEST(ModbusParameter, Overlay) {
     EXPECT_NE(failure([&] { overlay(R"({"bh_list": []})"); }), "taken");
     ASSERT_NE(param.bits, nullptr);
     EXPECT_EQ(param.bits->items.size(), 1U);
+    // A kind that can't be read leaves the address with it.
+    EXPECT_NE(failure([&] { overlay(R"({"reg_addr": 99, "reg_type": {}})"); }), "taken");
+    EXPECT_EQ(param.reg_addr, 32);
+    EXPECT_EQ(param.reg_type, modbus::reg_holding_bit);
 }
 
 TEST(ModbusParameter, Converters) {

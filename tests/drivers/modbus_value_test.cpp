@@ -1,8 +1,8 @@
-#include <gtest/gtest.h>
-
 #include <memory>
 #include <stdexcept>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "drivers/mbrtu/config.h"
 #include "support/hex.h"
@@ -147,9 +147,9 @@ TEST(ModbusValue, TooFewBytesAreRefused) {
         int value_type;
         size_t needed;
     };
-    Row const rows[] = {{vt_bit, 1},     {vt_i8, 2},   {vt_u8, 2},   {vt_i16, 2},  {vt_u16, 2},
-                        {vt_float16, 2}, {vt_fixi16, 2}, {vt_fixu16, 2}, {vt_str2, 2}, {vt_i32, 4},
-                        {vt_u32, 4},     {vt_str4, 4}, {vt_float32, 4}, {vt_str8, 8}};
+    Row const rows[] = {{vt_bit, 1},     {vt_i8, 2},     {vt_u8, 2},      {vt_i16, 2},  {vt_u16, 2},
+                        {vt_float16, 2}, {vt_fixi16, 2}, {vt_fixu16, 2},  {vt_str2, 2}, {vt_i32, 4},
+                        {vt_u32, 4},     {vt_str4, 4},   {vt_float32, 4}, {vt_str8, 8}};
     for (Row const& row : rows) {
         for (int const order : {big, little, mid_big, mid_little}) {
             mbrtu::c_param const param = made(row.value_type, order);

@@ -1,8 +1,8 @@
-#include <gtest/gtest.h>
-
 #include <bit>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "foundation/byte_list.h"
 #include "foundation/crc.h"
@@ -14,7 +14,9 @@ using Bytes = std::vector<unsigned char>;
 
 namespace {
 
-Bytes content(ByteList const& list) { return {list.begin(), list.end()}; }
+Bytes content(ByteList const& list) {
+    return {list.begin(), list.end()};
+}
 
 }  // namespace
 

@@ -1,7 +1,7 @@
+#include <string>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <string>
 
 #include "foundation/duk_helper.h"
 
@@ -86,10 +86,34 @@ TEST(Expression, BytesOfATextRegisterPassUnchanged) {
 
 // The engine takes a text that begins with one of these bytes for an internal symbol of its own.
 TEST(Expression, BytesThatTheEngineUsesForItselfPassUnchanged) {
-    for (std::string const& value :
-         {std::string("\xFF\xFF"), std::string("\x80""A"), std::string("\x81""A"), std::string("\x82""A")}) {
+    for (std::string const& value : {std::string("\xFF\xFF"),
+                                     std::string("\x80"
+                                                 "A"),
+                                     std::string("\x81"
+                                                 "A"),
+                                     std::string("\x82"
+                                                 "A")}) {
         EXPECT_EQ(evaluated(value, "value"), value);
         EXPECT_EQ(evaluated(value, "value.length"), "2");
+    }
+}
+
+TEST(Expression, BytesThatAreNoTextAreOneCharacterEach) {
+    struct Row {
+        std::string value;
+        char const* expression;
+        std::string result;
+    };
+    Row const rows[] = {
+        {"\xFF\x01", "value.charCodeAt(0) * 256 + value.charCodeAt(1)", "65281"},
+        {"\xC3(", "value.length", "2"},
+        {"\xD0\x96", "value.length", "1"},  // a letter
+        {"\xD0", "value + '\\u0080'", "\xD0\x80"},
+        {"\xFF", "value + 'Ж'", "ÿЖ"},  // no byte: the whole is a text
+        {"\xFF", "'text'", "text"},
+    };
+    for (Row const& row : rows) {
+        EXPECT_EQ(evaluated(row.value, row.expression), row.result) << row.expression;
     }
 }
 

@@ -1,10 +1,10 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <json/reader.h>
-
 #include <climits>
 #include <sstream>
 #include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <json/reader.h>
 
 #include "foundation/jutils.h"
 #include "support/temp_folder.h"
@@ -80,7 +80,7 @@ TEST(JsonText, ForeignTextNeverRaises) {
         bool is_json;
     };
     Row const rows[] = {
-        {"{\"a\":1}", true}, {"{\"a\":1} trailing", true},    {"5", true}, {"", false},
+        {"{\"a\":1}", true}, {"{\"a\":1} trailing", true},      {"5", true},         {"", false},
         {"{\"a\"", false},   {std::string(100000, '['), false}, {"\xFF\xFE", false},
     };
     for (Row const& row : rows) {
@@ -111,9 +111,11 @@ TEST(JsonKey, WrongTypeNamesElementAndKey) {
         bool text, integer, boolean, fraction;  // taken
     };
     Row const rows[] = {
-        {"\"x\"", true, false, false, false}, {"5", true, true, true, true},      {"true", true, true, true, true},
-        {"1.5", true, true, true, true},      {"1e10", true, false, true, true},  {"-3000000000", true, false, true, true},
-        {"{}", false, false, false, false},   {"[1]", false, false, false, false}, {"{\"a\": 1}", false, false, false, false},
+        {"\"x\"", true, false, false, false},       {"5", true, true, true, true},
+        {"true", true, true, true, true},           {"1.5", true, true, true, true},
+        {"1e10", true, false, true, true},          {"-3000000000", true, false, true, true},
+        {"{}", false, false, false, false},         {"[1]", false, false, false, false},
+        {"{\"a\": 1}", false, false, false, false},
     };
     for (Row const& row : rows) {
         Json::Value const node = json(std::string(R"({"name": "pump", "k": )") + row.value + "}");

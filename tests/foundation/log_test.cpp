@@ -1,12 +1,12 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <fstream>
 #include <regex>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "foundation/xlog.h"
 #include "support/log_capture.h"
@@ -67,8 +67,8 @@ TEST(Log, HexIsOneEntryWhateverTheDetail) {
     xLog::gv->PrintHex(bytes, 0, "пусто");
     xLog::gv->PrintHex(bytes, -1, "пусто");
     xLog::gv->PrintHex(nullptr, 4, "пусто");
-    EXPECT_THAT(log.entries(),
-                ElementsAre(HasSubstr("запрос 100% : 00 0A FF 7E"), HasSubstr("пусто"), HasSubstr("пусто"), HasSubstr("пусто")));
+    EXPECT_THAT(log.entries(), ElementsAre(HasSubstr("запрос 100% : 00 0A FF 7E"), HasSubstr("пусто"),
+                                           HasSubstr("пусто"), HasSubstr("пусто")));
 }
 
 TEST(Log, AppendsToWhatIsThere) {
@@ -133,6 +133,22 @@ TEST(Log, FolderIsMadeAndAFaultyOneIsReported) {
     });
     EXPECT_THAT(reported, testing::AllOf(HasSubstr(folder.file("file/logs/a.log")), HasSubstr("[1] on the screen\n"),
                                          HasSubstr("[3] again\n"), Not(HasSubstr("not at all"))));
+}
+
+TEST(Log, RotationThatFailsLosesNoLine) {
+    TempFolder const folder;
+    std::string const filling(900 * 1024, 'x');
+    std::string const reported = on_stderr([&] {
+        xLog log(folder.file("logs"), "a.log", 1, false, false);
+        log.Log(xCommon::lmtInfo, filling);
+        log.flush();
+        std::filesystem::remove_all(folder.file("logs"));
+        folder.write("logs", "in its place");
+        log.Log(xCommon::lmtInfo, "the line that rotates " + filling);
+        log.Log(xCommon::lmtInfo, "the next");
+    });
+    EXPECT_THAT(reported, testing::AllOf(HasSubstr("the line that rotates"), HasSubstr("[1] the next\n"),
+                                         HasSubstr("не удалось записать лог")));
 }
 
 TEST(Log, SecondCopiesEachLine) {

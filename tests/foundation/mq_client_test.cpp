@@ -1,5 +1,7 @@
 // The broker client against a real broker, and against one that breaks off where a real one can't be made to.
 
+#include "foundation/mq_client.h"
+
 #include <chrono>
 #include <memory>
 #include <string>
@@ -7,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include "foundation/mq_client.h"
 #include "support/broker.h"
 #include "support/free_port.h"
 #include "support/log_capture.h"
@@ -22,7 +23,9 @@ using xMQ::mqClient;
 
 namespace {
 
-std::unique_ptr<svMessage> pop(SyncVector& queue) { return std::unique_ptr<svMessage>(queue.PopWait(0, true)); }
+std::unique_ptr<svMessage> pop(SyncVector& queue) {
+    return std::unique_ptr<svMessage>(queue.PopWait(0, true));
+}
 
 /// Takes entries until a message comes, and gives its payload; empty when none comes.
 std::string next_payload(SyncVector& queue) {
@@ -39,7 +42,9 @@ std::string next_payload(SyncVector& queue) {
     return payload;
 }
 
-bool is_connected(mqClient& client) { return client.get_bool(client.connected); }
+bool is_connected(mqClient& client) {
+    return client.get_bool(client.connected);
+}
 
 }  // namespace
 

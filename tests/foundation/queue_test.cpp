@@ -1,9 +1,9 @@
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "foundation/sync_vector.h"
 #include "support/log_capture.h"
@@ -23,9 +23,13 @@ struct Numbered : svMessage {
     size_t held;
 };
 
-void push(SyncVector& queue, int number, size_t bytes = 0) { queue.Push(std::make_unique<Numbered>(number, bytes)); }
+void push(SyncVector& queue, int number, size_t bytes = 0) {
+    queue.Push(std::make_unique<Numbered>(number, bytes));
+}
 
-void push_connected(SyncVector& queue) { queue.Push(std::make_unique<svMessage>(svMessage::connected)); }
+void push_connected(SyncVector& queue) {
+    queue.Push(std::make_unique<svMessage>(svMessage::connected));
+}
 
 /// The next entry as text: the number of a message, "connected", or "none".
 std::string pop(SyncVector& queue) {

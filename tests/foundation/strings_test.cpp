@@ -1,9 +1,9 @@
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <limits>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "foundation/byte_list.h"
 #include "foundation/xexception.h"
@@ -90,12 +90,8 @@ TEST(Strings, ReplaceTakesEveryOccurrenceOnce) {
         std::string text, from, to, expected;
     };
     Row const rows[] = {
-        {"0x0x1", "0x", "", "1"},
-        {"00xx1", "0x", "", "0x1"},
-        {"aaa", "a", "aa", "aaaaaa"},
-        {"aaa", "aa", "b", "ba"},
-        {"abc", "", "x", "abc"},
-        {"", "a", "b", ""},
+        {"0x0x1", "0x", "", "1"}, {"00xx1", "0x", "", "0x1"}, {"aaa", "a", "aa", "aaaaaa"},
+        {"aaa", "aa", "b", "ba"}, {"abc", "", "x", "abc"},    {"", "a", "b", ""},
     };
     for (Row const& row : rows) {
         EXPECT_EQ(xString::Replace(row.text, row.from, row.to), row.expected) << row.text;
@@ -112,15 +108,28 @@ TEST(Strings, EndsAndCase) {
     EXPECT_EQ(xMisc::Invert("0") + xMisc::Invert("1") + xMisc::Invert("r"), "10r");
 }
 
+TEST(Strings, CutKeepsCharactersWhole) {
+    struct Row {
+        std::string text;
+        size_t limit;
+        std::string cut;
+    };
+    Row const rows[] = {
+        {"abc", 2, "ab"}, {"abc", 3, "abc"}, {"abc", 9, "abc"}, {"жук", 3, "ж"}, {"жук", 4, "жу"},       {"жук", 1, ""},
+        {"a😀", 4, "a"},   {"a😀", 5, "a😀"},   {"", 0, ""},       {"x", 0, ""},    {"ab\x80\x80", 3, "a"},
+    };
+    for (Row const& row : rows) {
+        EXPECT_EQ(xString::CutUtf8(row.text, row.limit), row.cut) << row.text << ' ' << row.limit;
+    }
+}
+
 TEST(Strings, PairsOfDigitsBecomeBytes) {
     struct Row {
         std::string text;
         std::vector<unsigned char> bytes;
     };
     Row const rows[] = {
-        {"0aFF", {0x0A, 0xFF}}, {"", {}},
-        {"abc", {0xAB}},        {"zz10", {0x00, 0x10}},
-        {"-1+1 1", {0, 0, 0}},
+        {"0aFF", {0x0A, 0xFF}}, {"", {}}, {"abc", {0xAB}}, {"zz10", {0x00, 0x10}}, {"-1+1 1", {0, 0, 0}},
     };
     for (Row const& row : rows) {
         xCommon::ByteList list;

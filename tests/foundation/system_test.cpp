@@ -1,14 +1,14 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "foundation/xmisc.h"
 #include "foundation/xsignal.h"
@@ -52,7 +52,9 @@ unsigned long long mask_of(std::string const& line) {
     return colon == std::string::npos ? ~0ULL : std::stoull(line.substr(colon + 1), nullptr, 16);
 }
 
-constexpr unsigned long long bit_of(int number) { return 1ULL << (number - 1); }
+constexpr unsigned long long bit_of(int number) {
+    return 1ULL << (number - 1);
+}
 
 [[noreturn]] void wait_for_the_end() {
     for (;;) {

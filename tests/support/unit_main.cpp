@@ -1,14 +1,14 @@
-#include <gtest/gtest.h>
-
 #include <csignal>
 #include <cstdlib>
+
+#include <gtest/gtest.h>
 
 #include "support/temp_folder.h"
 
 namespace {
 
-/// The folder below which the paths of the product lie in the tests. They are read while static objects are made, so the
-/// folder has to be there before all others.
+/// The folder below which the paths of the product lie in the tests. They are read while static objects are made, so
+/// the folder has to be there before all others.
 struct TestRoot {
     TestRoot() { setenv("OSTRAND_TEST_ROOT", folder.path().c_str(), 1); }
     TempFolder folder;
