@@ -1,18 +1,18 @@
 // A libmodbus TCP slave for the load run. Writes the wall time of each pass, from its first to its last request, as one
 // line "pass SECONDS" to standard output; a pause of 200 ms ends a pass.
 
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
 #include <modbus.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <memory>
-#include <vector>
 
 namespace {
 
