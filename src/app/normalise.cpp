@@ -148,8 +148,10 @@ void split_devices(Json::Value port, Json::Value& ports) {
 /// list has no end. Files in service rely on the order that results, so the walk stays as it is; such a file is not to
 /// be written.
 void split_tcp_port(Json::Value port, Json::Value& ports) {
-    if (!jUtils::at(port, "devices").isArray()) {
-        global_logf(lmtError, "порт base.tcp '%s' пропущен : 'devices' должен быть списком.",
+    bool const lists = jUtils::at(port, "devices").isArray() &&
+                       (!jUtils::has(port, "parameters") || jUtils::at(port, "parameters").isArray());
+    if (!lists) {
+        global_logf(lmtError, "порт base.tcp '%s' пропущен : 'devices' и 'parameters' должны быть списками.",
                     text_of(jUtils::at(port, "connection"), "name"));
         return;
     }

@@ -254,7 +254,7 @@ TEST(BrokenConfiguration, PortsAndDevicesOfConnectionsTellOfWrongTypes) {
     }
 }
 
-TEST(BrokenConfiguration, DISABLED_GroupsOfASplitPortTellOfAWrongType) {
+TEST(BrokenConfiguration, GroupsOfASplitPortTellOfAWrongType) {
     for (char const* value : {"5", "true", "\"text\"", "{\"a\": 1}"}) {
         Json::Value spoilt = json(connection_file);
         spoilt["ports"][1]["parameters"] = json(value);

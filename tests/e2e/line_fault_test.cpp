@@ -19,7 +19,7 @@ namespace {
 
 /// How often the fault happens before the slave is well again.
 constexpr int faults = 2;
-constexpr int rto_ms = 250;
+constexpr int rto_ms = 400;
 constexpr auto limit = seconds(20);
 
 struct Fault {

@@ -31,7 +31,8 @@ class UnpluggedLine : public testing::Test {
         port["poll_interval"] = 1;
         port["rto"] = 300;
         port["devices"].append(sample::rtu_device("dev", 1));
-        port["devices"][0]["params"] = sample::json(R"([{"name": "level", "reg_addr": 16, "value_type": "u16"}])");
+        port["devices"][0]["params"] =
+            sample::json(R"([{"name": "level", "reg_addr": 16, "value_type": "u16", "read_only": false}])");
         Json::Value config = sample::root(broker_.port());
         config["ports"].append(port);
         peer_.script().on(request, reply);
@@ -111,6 +112,22 @@ TEST_F(UnpluggedLine, PulledOutInAnExchangeCostsThatAnswerOnly) {
         expect_recovery(descriptors);
     }
     EXPECT_EQ(probe_.count(topic), probe_.count(topic, "101"));
+}
+
+TEST_F(UnpluggedLine, AWriteThatCameMeanwhileRunsOnceWhenTheLineIsBack) {
+    char const* const write = "01 06 00 10 01 F4 88 18";
+    peer_.script().on(write, write);
+    start();
+    peer_.unplug();
+    ASSERT_TRUE(daemon_.log().wait_for(not_opened, limit));
+    ASSERT_TRUE(probe_.publish(std::string(topic) + "/on", "500"));
+    size_t const mark = daemon_.log().mark();
+    ASSERT_TRUE(wait_until([&] { return daemon_.log().count(not_opened, mark) >= 2; }, limit));
+    EXPECT_EQ(daemon_.log().count("обработка сообщения"), 0);
+    peer_.plug();
+    EXPECT_TRUE(peer_.log().wait_for(write, limit));
+    ASSERT_TRUE(probe_.wait_for_count(topic, 3, limit, probe_.mark()));
+    EXPECT_EQ(peer_.log().count(write), 1);
 }
 
 TEST_F(UnpluggedLine, OtherPortsGoOn) {

@@ -5,9 +5,13 @@
 
 using xCommon::xLog;
 
-LogCapture::LogCapture(bool debug) : log_(folder_.path(), "test.log", 100, debug, false) { xLog::gv = &log_; }
+LogCapture::LogCapture(bool debug) : log_(folder_.path(), "test.log", 100, debug, false) {
+    xLog::gv = &log_;
+}
 
-LogCapture::~LogCapture() { xLog::gv = nullptr; }
+LogCapture::~LogCapture() {
+    xLog::gv = nullptr;
+}
 
 std::vector<std::string> LogCapture::entries() const {
     constexpr size_t time_size = sizeof("2026-01-31 12:00:00.000 ") - 1;
@@ -29,9 +33,10 @@ std::vector<std::string> LogCapture::entries() const {
 
 int LogCapture::count(std::string const& text) const {
     auto const all = entries();
-    return static_cast<int>(std::count_if(all.begin(), all.end(), [&text](std::string const& entry) {
-        return entry.find(text) != std::string::npos;
-    }));
+    return static_cast<int>(std::count_if(
+        all.begin(), all.end(), [&text](std::string const& entry) { return entry.find(text) != std::string::npos; }));
 }
 
-void LogCapture::clear() { skipped_ += entries().size(); }
+void LogCapture::clear() {
+    skipped_ += entries().size();
+}

@@ -17,7 +17,7 @@ enum class HangUp { never, before_reply, in_reply, after_reply };
 struct Reply {
     std::string hex = {};      ///< empty: silence
     int delay_ms = 0;          ///< before the first byte goes out
-    std::string garbage = {};  ///< goes out right before the reply
+    std::string garbage = {};  ///< goes out with the reply, ahead of it
     int fragment = 0;          ///< bytes in a piece; 0: all at once
     int gap_ms = 20;           ///< between two pieces
     HangUp hang_up = HangUp::never;

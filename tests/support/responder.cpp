@@ -82,16 +82,20 @@ Responder::End Responder::serve(int fd, std::stop_token const& stop,
 /// End::stopped means that the exchange is over and nothing else.
 Responder::End Responder::reply_to(int fd, std::span<unsigned char const> request, std::stop_token const& stop) {
     Reply const reply = script.answer(request);
-    hex::Bytes const garbage = hex::bytes(reply.garbage);
-    hex::Bytes const frame = hex::bytes(reply.hex);
+    hex::Bytes frame = hex::bytes(reply.hex);
     if (!pause(reply.delay_ms, stop)) {
         return End::stopped;
     }
     if (reply.hang_up == HangUp::before_reply) {
         return End::hang_up;
     }
-    size_t const size = reply.hang_up == HangUp::in_reply ? frame.size() / 2 : frame.size();
-    if (!write_bytes(fd, garbage) || !write_pieces(fd, std::span(frame).first(size), reply, stop)) {
+    if (reply.hang_up == HangUp::in_reply) {
+        frame.resize(frame.size() / 2);
+    }
+    // In one go with the frame: what comes a little later would be a fault of its own.
+    hex::Bytes const garbage = hex::bytes(reply.garbage);
+    frame.insert(frame.begin(), garbage.begin(), garbage.end());
+    if (!write_pieces(fd, frame, reply, stop)) {
         return End::closed;
     }
     return reply.hang_up == HangUp::never ? End::stopped : End::hang_up;

@@ -1,12 +1,12 @@
 #include "support/test_clock.h"
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <cstdlib>
 #include <ctime>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include "foundation/xmisc.h"
 
@@ -33,16 +33,24 @@ std::atomic<long long>& offset() {
 
 namespace test_clock {
 
-void advance(long long seconds) { offset() += seconds; }
+void advance(long long seconds) {
+    offset() += seconds;
+}
 
-void reset() { offset() = 0; }
+void reset() {
+    offset() = 0;
+}
 
 }  // namespace test_clock
 
 namespace xCommon {
 
-long long xtime::time() { return ::time(nullptr) + offset(); }
+long long xtime::time() {
+    return ::time(nullptr) + offset();
+}
 
-long long xtime::mono() { return ::time(nullptr) + offset(); }
+long long xtime::mono() {
+    return ::time(nullptr) + offset();
+}
 
 }  // namespace xCommon
