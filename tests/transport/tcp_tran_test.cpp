@@ -134,6 +134,45 @@ TEST_F(TcpTran, AReadTakesTheFirstArrivalAndReadAllTheWhole) {
     EXPECT_TRUE(line_.read_all(buffer_, 0));
 }
 
+TEST_F(TcpTran, AReadOfKnownLengthGathersPiecesWithinOneTimeOut) {
+    open_connected();
+    auto const gather = [this](int count) {
+        hex::Bytes buffer(static_cast<size_t>(count));
+        int const got = line_.read_count(buffer.data(), count);
+        return got < 0 ? "gone" : hex::text(std::span(buffer).first(static_cast<size_t>(got)));
+    };
+    peer_.script().on("A1", Reply{.hex = "01 02 03 04 05 06 07 08", .fragment = 1, .gap_ms = 60});
+    ASSERT_TRUE(line_.write_all(buffer_, 1));
+    EXPECT_EQ(gather(5), "01 02 03 04 05");
+    EXPECT_EQ(gather(3), "06 07 08");
+
+    // Each piece comes in time, the last of them too late for the whole.
+    peer_.script().on("A2", Reply{.hex = "01 02 03 04 05 06", .fragment = 1, .gap_ms = 200});
+    line_.set_timeout(500, 500);
+    ASSERT_TRUE(line_.write_all(buffer_ + 1, 1));
+    Stopwatch const watch;
+    EXPECT_LT(gather(6).size(), hex::text(hex::bytes("01 02 03 04 05 06")).size());
+    EXPECT_GE(watch.ms(), 500);
+    EXPECT_LT(watch.ms(), 900);
+    EXPECT_TRUE(line_.is_open());
+
+    // The time-out in force is the same as before. The rest of the late answer has come and gone by then.
+    ASSERT_TRUE(wait_until(
+        [&] {
+            line_.flush();
+            return watch.ms() > 1800;
+        },
+        limit));
+    Stopwatch const silence;
+    EXPECT_EQ(gather(6), "");
+    EXPECT_GE(silence.ms(), 500);
+
+    peer_.script().on("A3", Reply{.hex = "01 02 03 04", .hang_up = HangUp::in_reply});
+    ASSERT_TRUE(line_.write_all(buffer_ + 2, 1));
+    EXPECT_EQ(gather(4), "01 02") << "what came before the end of the stream";
+    EXPECT_FALSE(line_.is_open());
+}
+
 TEST_F(TcpTran, ATimeOutLeavesTheConnection) {
     open_connected();
     line_.set_timeout(150, 150);
