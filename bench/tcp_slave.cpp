@@ -1,5 +1,6 @@
-// A libmodbus TCP slave for the load run. Writes the wall time of each pass, from its first to its last request, as one
-// line "pass SECONDS" to standard output; a pause of 200 ms ends a pass.
+// A libmodbus TCP slave for the load run. Writes one line "pass SECONDS PERIOD" for each pass to standard output: the
+// time from its first to its last request, and from the first request of the pass before to its own first. A pause of
+// 200 ms ends a pass.
 
 #include <chrono>
 #include <cstdio>
@@ -21,8 +22,12 @@ using Clock = std::chrono::steady_clock;
 constexpr int pass_pause_ms = 200;
 constexpr int image_size = 10000;
 
-void print_pass(Clock::time_point first, Clock::time_point last) {
-    std::printf("pass %.6f\n", std::chrono::duration<double>(last - first).count());
+double seconds(Clock::duration duration) {
+    return std::chrono::duration<double>(duration).count();
+}
+
+void print_pass(Clock::time_point before, Clock::time_point first, Clock::time_point last) {
+    std::printf("pass %.6f %.6f\n", seconds(last - first), seconds(first - before));
     std::fflush(stdout);
 }
 
@@ -44,11 +49,13 @@ int main(int argc, char** argv) {
     }
     std::vector<pollfd> sockets{{listener, POLLIN, 0}};
     bool in_pass = false;
+    Clock::time_point before;
     Clock::time_point first;
     Clock::time_point last;
     for (;;) {
         if (poll(sockets.data(), sockets.size(), in_pass ? pass_pause_ms : -1) == 0) {
-            print_pass(first, last);
+            print_pass(before, first, last);
+            before = first;
             in_pass = false;
             continue;
         }

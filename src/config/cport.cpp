@@ -84,7 +84,7 @@ CDev::CDev(CBase* parent_node, Json::Value& node) : CBase(parent_node, node) {
     }
 }
 
-void CDev::load_params(Json::Value& node, std::string const& type_word) {
+void CDev::load_params(Json::Value& node, std::string const& type_word, char const* label) {
     std::string const templ = jUtils::get_string(node, "templ", "");
     if (!templ.empty()) {
         Logf(xCommon::lmtTrace, "загрузка шаблона : %s.", templ);
@@ -92,6 +92,6 @@ void CDev::load_params(Json::Value& node, std::string const& type_word) {
     }
     Load(this, node, "params", suffix_cparam, type_word);
     if (children.empty()) {
-        throw xExceptionf("#%s : ctor : устройство не содержит ни одного параметра.", name);
+        throw xExceptionf("#%s : %s : устройство не содержит ни одного параметра.", name, label);
     }
 }

@@ -48,6 +48,6 @@ class CDev : public CBase {
 
  protected:
     /// What every driver's constructor ends with: the template `templ` first, so that the device's own `params` can
-    /// change single keys of it. Raises an xExceptionf if no parameter comes of it.
-    void load_params(Json::Value& node, std::string const& type_word);
+    /// change single keys of it. Raises an xExceptionf with the label if no parameter comes of it.
+    void load_params(Json::Value& node, std::string const& type_word, char const* label = "ctor");
 };

@@ -4,12 +4,15 @@
 #include "runtime/port_base.h"
 
 /// The connection of one command to a device with `poll_reconnect`: opened if it isn't, closed at the end of the scope,
-/// also when the command ends in an exception. For all other devices it does nothing.
+/// also when the command ends in an exception. Any other device finds the line open that one of those has closed behind
+/// its poll.
 class CommandConnection {
  public:
     explicit CommandConnection(DevBase& device) : device_(device) {
-        if (device_.cfg->poll_reconnect && !device_.port->tran->is_open()) {
-            device_.port->tran->open();
+        PortBase& port = *device_.port;
+        if (device_.cfg->poll_reconnect ? !port.tran->is_open() : port.line_released) {
+            port.tran->open();
+            port.line_released = false;
         }
     }
     ~CommandConnection() {

@@ -51,8 +51,8 @@ void DevBase::Poll(long long now) {
 void DevBase::reopen_released_line() {
     if (!cfg->poll_reconnect && port->tran && (port->line_released || port->cport->poll_reconnect)) {
         port->tran->reopen();
+        port->line_released = false;
     }
-    port->line_released = false;
 }
 
 void DevBase::poll_one(CParam& param, long long now) {

@@ -87,6 +87,8 @@ class PortBase : public IBase {
     /// Serves the queue; `dev` may be null in a port-level driver.
     void serve_queue(DevBase* dev);
     bool is_connected() const;
+    /// Stop() takes the transport away; a start makes it anew.
+    void make_transport();
 
     std::unique_ptr<std::thread> thread;
     std::atomic<bool> running = false;
@@ -97,7 +99,6 @@ class PortBase : public IBase {
     int mq_keepalive = 60;  ///< s
 
  private:
-    void make_transport();
     void make_devices();
     void start_devices();
     void worker_pass();

@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <memory>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -16,6 +17,7 @@
 #include "support/log_capture.h"
 #include "support/temp_folder.h"
 #include "support/test_clock.h"
+#include "transport/no_line_tran.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -26,22 +28,38 @@ namespace {
 /// slave 17: 11 03 02 00 05 B9 84.
 class Slave {
  public:
-    explicit Slave(std::string const& param_keys) {
+    explicit Slave(std::string const& param_keys, std::string const& device_keys = "", char const* type = "mb-rtu") {
         Json::Value root;
         std::istringstream(R"({"ports": [{"name": "p", "type": "base.null", "devices": [
-            {"name": "d", "type": "mb-rtu", "sid": 17, "params": [{"name": "u", "reg_addr": 1)" +
+            {"name": "d", "sid": 17)" +
+                           device_keys + R"(, "type": ")" + type + R"(", "params": [{"name": "u", "reg_addr": 1)" +
                            (param_keys.empty() ? "" : ", " + param_keys) + "}]}]}]}") >>
             root;
         config_.reset(Config::Load(root));
         port_ = std::make_unique<PortBase>(nullptr, dynamic_cast<CPort*>(config_->ports.children.at(0).get()));
     }
 
-    mbrtu::dev& dev() { return dynamic_cast<mbrtu::dev&>(*port_->devices.at(0)); }
-    mbrtu::c_param& param() { return dynamic_cast<mbrtu::c_param&>(*dev().cfg->children.at(0)); }
+    modbus::device& dev() { return dynamic_cast<modbus::device&>(*port_->devices.at(0)); }
+    PortBase& port() { return *port_; }
+    modbus::c_param& param() { return dynamic_cast<modbus::c_param&>(*dev().cfg->children.at(0)); }
 
  private:
     std::unique_ptr<Config> config_;
     std::unique_ptr<PortBase> port_;
+};
+
+/// A line whose driver raises, in a write or in a read.
+class RaisingTran : public nullTran {
+ public:
+    RaisingTran(CPort* port, bool in_write) : nullTran(port), in_write_(in_write) {}
+
+    int write(unsigned char* buffer, int count) override {
+        return in_write_ ? throw std::runtime_error("no line") : nullTran::write(buffer, count);
+    }
+    int read(unsigned char* /*buffer*/, int /*count*/) override { throw std::runtime_error("no line"); }
+
+ private:
+    bool in_write_;
 };
 
 class MbRtuDebounce : public testing::Test {
@@ -176,6 +194,35 @@ TEST(MbRtuDevice, OneExchange) {
     Slave slave("");
     EXPECT_FALSE(slave.dev().get_response(nullptr).is_crc_ok);
     EXPECT_FALSE(slave.dev().poll_param(nullptr));
+}
+
+// No transport here raises; the guards are for one that does.
+TEST(ModbusDevice, ATransportThatRaises) {
+    struct Row {
+        char const* type;
+        bool set;
+        bool in_write;
+        int reopened;      // lines
+        int restarts;      // lines of an exception that ends the poll
+        long long failed;  // the set's errors
+    };
+    Row const rows[] = {
+        {"mb-rtu", false, true, 1, 0, 0}, {"mb-rtu", false, false, 1, 0, 0}, {"mb-rtu", true, true, 1, 0, 1},
+        {"mb-rtu", true, false, 0, 1, 0}, {"mb-tcp", false, true, 0, 1, 0},  {"mb-tcp", true, true, 0, 1, 0},
+    };
+    for (Row const& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.type << row.set << row.in_write);
+        LogCapture const log;
+        Slave slave(R"("value_type": "u16")", row.set ? R"(, "all_params": true)" : "", row.type);
+        slave.port().tran = std::make_unique<RaisingTran>(slave.port().cport, row.in_write);
+        slave.port().tran->open();
+        slave.dev().ProcConnect();
+        slave.dev().cfg->last_poll = 1000000;
+        EXPECT_EQ(slave.dev().poll_param(row.set ? nullptr : &slave.param()), row.set && row.restarts == 0);
+        EXPECT_EQ(log.count("Ошибка выполнения запроса MB-RTU. Попытка переподключения: true"), row.reopened);
+        EXPECT_EQ(log.count("исключение при опросе : no line"), row.restarts);
+        EXPECT_EQ(slave.dev().errors, row.failed);
+    }
 }
 
 TEST(MbRtuDevice, FaultOfAPollTouchesTheConfiguration) {

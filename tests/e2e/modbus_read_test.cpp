@@ -162,3 +162,56 @@ TEST(ModbusRead, EveryKindArrivesAsTheRightTextOnTheRightTopic) {
     EXPECT_EQ(daemon.log().count("ответ НЕ получен"), 0);
     EXPECT_EQ(daemon.log().count("[3] [plc_7]"), 0);
 }
+
+TEST(ModbusRead, RegisterSetsTakeAsFewRequestsAsTheProtocolAllows) {
+    Broker broker;
+    MqttProbe probe(broker.port());
+    Daemon daemon;
+    LibmodbusSlave slave(daemon.folder().file("line"), 7);
+    slave.set_holding(0, {0x1234});
+    slave.set_holding(124, {0x4048, 0xF5C3});
+    slave.set_holding(299, {299});
+    slave.set_input(7, {700});
+    slave.set_coil(0, true);
+    slave.set_coil(2500, true);
+    slave.set_discrete_input(12, true);
+    Json::Value device = sample::rtu_device("plc", 7);
+    device["all_params"] = true;
+    device["params"] = sample::json(R"([
+        {"name": "first", "reg_addr": 0, "value_type": "u16", "converter_read": "'never used here'"},
+        {"name": "over_the_edge", "reg_addr": 124, "value_type": "float32"},
+        {"name": "last", "reg_addr": 299, "value_type": "u16", "scale": 0.5, "unit": "A"},
+        {"name": "seldom", "reg_addr": 298, "value_type": "u16", "poll_interval": 3600},
+        {"name": "c0", "reg_addr": 0, "reg_type": "coil"}, {"name": "c2500", "reg_addr": 2500, "reg_type": "coil"},
+        {"name": "s3", "reg_addr": 3, "reg_type": "status"}, {"name": "s12", "reg_addr": 12, "reg_type": "status"},
+        {"name": "i7", "reg_addr": 7, "value_type": "u16", "reg_type": "input"}])");
+    Json::Value port = sample::rs_port("line", slave.path());
+    port["poll_interval"] = 1;
+    port["rto"] = 2000;
+    port["devices"].append(device);
+    Json::Value config = sample::root(broker.port());
+    config["ports"].append(port);
+    daemon.start_with(config);
+
+    ASSERT_TRUE(probe.wait_for_count("stat/line/poll", 2, seconds(20))) << daemon.log().text();
+    for (auto const& [name, text] : Expected{{"first", "4660"},
+                                             {"over_the_edge", "3.14"},
+                                             {"last", "149.50 A"},
+                                             {"seldom", "0"},
+                                             {"c0", "1"},
+                                             {"c2500", "1"},
+                                             {"s3", "0"},
+                                             {"s12", "1"},
+                                             {"i7", "700"}}) {
+        EXPECT_TRUE(probe.wait_for(sample::value_topic("plc_7", name), text, seconds(5))) << name;
+    }
+    EXPECT_EQ(probe.count(sample::value_topic("plc_7", "seldom")), 1);
+    // 2501 coils in two, 300 registers in three, and the other kinds in one request each.
+    std::vector<std::string> requests = slave.requests();
+    ASSERT_GE(requests.size(), 7U);
+    requests.resize(7);
+    EXPECT_EQ(requests,
+              (std::vector<std::string>{"07 01 00 00 07 D0 3F C0", "07 01 07 D0 01 F5 FD 36", "07 02 00 03 00 0A 08 6B",
+                                        "07 03 00 00 00 7D 85 8D", "07 03 00 7D 00 7D 15 95", "07 03 00 FA 00 32 E4 48",
+                                        "07 04 00 07 00 01 80 6D"}));
+}

@@ -14,11 +14,11 @@
 #include "support/pty_line.h"
 
 /// A Modbus RTU slave of libmodbus, which we did not write, at the far end of a serial line. Coils, discrete inputs,
-/// holding and input registers have the addresses 0 to 1999 each and begin as 0; what lies behind is refused with
+/// holding and input registers have the addresses 0 to 2999 each and begin as 0; what lies behind is refused with
 /// exception 2.
 class LibmodbusSlave {
  public:
-    static constexpr int size = 2000;
+    static constexpr int size = 3000;
     using Limit = std::chrono::milliseconds;
 
     /// The line is opened under `path`. Raises std::runtime_error or std::system_error.

@@ -2,12 +2,11 @@
 //
 //   sim_modbus_rtu --link /tmp/line1 --address 17
 //
-// It makes /tmp/line1, prints one line when it is ready, and serves until a signal ends it; then the link goes too. Its
-// registers stand in registers.h.
+// It makes /tmp/line1, prints that path when it is ready, and serves until a signal ends it; then the link goes too.
+// Its registers stand in registers.h.
 
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -15,9 +14,9 @@
 
 #include <getopt.h>
 #include <poll.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
+#include "sim/end_signals.h"
 #include "sim/pseudo_terminal.h"
 #include "sim/rtu_slave.h"
 
@@ -57,17 +56,6 @@ Arguments parse(int argc, char** argv) {
     return arguments;
 }
 
-/// A descriptor that becomes readable when the process is asked to end.
-int end_signals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (int const number : {SIGTERM, SIGINT, SIGHUP}) {
-        sigaddset(&signals, number);
-    }
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
-    return signalfd(-1, &signals, SFD_CLOEXEC);
-}
-
 bool serve_until_signal(sim::RtuSlave& slave, int line, int signals) {
     std::array<pollfd, 2> awaited = {{{signals, POLLIN, 0}, {line, POLLIN, 0}}};
     for (;;) {
@@ -91,10 +79,10 @@ bool serve_until_signal(sim::RtuSlave& slave, int line, int signals) {
 int main(int argc, char** argv) {
     Arguments const arguments = parse(argc, argv);
     try {
-        int const signals = end_signals();
+        int const signals = sim::end_signals();
         sim::PseudoTerminal const terminal(arguments.link);
         sim::RtuSlave slave(terminal.master(), arguments.address);
-        std::printf("slave %d on %s -> %s\n", arguments.address, arguments.link.c_str(), terminal.line().c_str());
+        std::printf("%s\n", arguments.link.c_str());
         std::fflush(stdout);
         if (!serve_until_signal(slave, terminal.master(), signals)) {
             std::fprintf(stderr, "%s : the line has failed\n", arguments.link.c_str());

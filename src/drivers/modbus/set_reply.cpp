@@ -15,7 +15,7 @@ constexpr char crc_prefix[] = "RTU CRC : ответ НЕ получен :";
 }  // namespace
 
 bool SetReply::read_head(PortBase* port, unsigned char sid) {
-    unsigned char head[pdu::head_size];
+    unsigned char head[pdu::head_size] = {};
     if (port->tran->read_count(head, pdu::head_size) < pdu::head_size) {
         port->cport->Logf(lmtError, "%s timeout", request_prefix);
         return false;
@@ -43,7 +43,7 @@ bool SetReply::read_data(PortBase* port) {
 
 bool SetReply::read_crc(PortBase* port) {
     constexpr int crc_size = 2;
-    unsigned char received[crc_size];
+    unsigned char received[crc_size] = {};
     if (port->tran->read_count(received, crc_size) < crc_size) {
         port->cport->Logf(lmtError, "%s timeout", crc_prefix);
         return false;

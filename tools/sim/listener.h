@@ -1,0 +1,24 @@
+#pragma once
+
+namespace sim {
+
+/// Listens on a free port of the loopback address.
+class Listener {
+ public:
+    /// Raises std::system_error.
+    Listener();
+    ~Listener();
+    Listener(Listener const&) = delete;
+    Listener& operator=(Listener const&) = delete;
+
+    int descriptor() const { return descriptor_; }
+    int port() const { return port_; }
+    /// The next connection, without delay for small packets; below 0 when there is none.
+    int accept() const;
+
+ private:
+    int descriptor_ = -1;
+    int port_ = 0;
+};
+
+}  // namespace sim
