@@ -1,0 +1,144 @@
+#include "drivers/xdlms/config.h"
+
+#include "config/constants.h"
+#include "foundation/jutils.h"
+#include "foundation/xexception.h"
+#include "foundation/xstring.h"
+
+namespace xdlms {
+
+using xCommon::ByteList;
+using xCommon::jUtils;
+using xCommon::WordOrder;
+using xCommon::xExceptionf;
+using xCommon::xString;
+
+namespace {
+
+const std::string type_word = "dlms";
+
+CBFac const registrars[] = {
+    {type_word + suffix_cparam, dparam::create},
+    {type_word + suffix_cdev, cddev::create},
+    {type_word + ".tcp" + suffix_cport, cdport::create},
+    {type_word + ".rs" + suffix_cport, cdport::create},
+    {type_word + ".rs.old" + suffix_cport, cdport::create},
+};
+
+constexpr char default_mac[] = "eeeeeeeeeeee";
+
+cddev* device_of(CBase* node, std::string const& name) {
+    auto* const device = dynamic_cast<cddev*>(node);
+    if (device == nullptr) {
+        throw xExceptionf("#%s : dparam.ctor : не указан 'cdev'.", name);
+    }
+    return device;
+}
+
+void push_text(ByteList& out, size_t length, std::string const& text) {
+    out.push_8(static_cast<unsigned char>(length));
+    out.push_string(text);
+}
+
+}  // namespace
+
+dparam::dparam(CBase* parent_node, Json::Value& node)
+    : CParam(parent_node, node), address(node), device(device_of(parent_node, name)) {}
+
+CBase* dparam::create(CBase* parent, Json::Value& node) {
+    return new dparam(parent, node);
+}
+
+void dparam::Compare(Json::Value& node) {
+    address.compare(node);
+    CParam::Compare(node);
+}
+
+void dparam::set_data(ByteList& out, std::string const& value) {
+    if (value_type == vt_none || value.empty()) {
+        return;
+    }
+    constexpr auto order = WordOrder::big_endian;
+    out.push_8(static_cast<unsigned char>(value_type));
+    switch (value_type) {
+        case vt_bit:
+            out.push_8(value == "1" ? 1 : 0);
+            break;
+        case vt_i32:
+            out.push_32(static_cast<unsigned int>(std::stoi(value)), order);
+            break;
+        case vt_u32:
+            out.push_32(static_cast<unsigned int>(std::stoul(value)), order);
+            break;
+        case vt_i8:
+            out.push_8(static_cast<unsigned char>(std::stoi(value)));
+            break;
+        case vt_i16:
+            out.push_16(static_cast<unsigned short>(std::stoi(value)), order);
+            break;
+        case vt_u8:
+            out.push_8(static_cast<unsigned char>(std::stoul(value)));
+            break;
+        case vt_u16:
+            out.push_16(static_cast<unsigned short>(std::stoul(value)), order);
+            break;
+        case vt_float32:
+            out.push_float(std::stof(value), order);
+            break;
+        case vt_str:
+            push_text(out, value.size(), value);
+            break;
+        // Their lengths aren't checked against the text.
+        case vt_str2:
+            push_text(out, 2, value);
+            break;
+        case vt_str4:
+            push_text(out, 4, value);
+            break;
+        default:
+            break;
+    }
+}
+
+cddev::cddev(CBase* port_node, Json::Value& node) : CDev(port_node, node) {
+    if (port_node == nullptr) {
+        throw xExceptionf("#%s : cddev.ctor : не указан порт.", name);
+    }
+    dlms_addr = static_cast<uint16_t>(jUtils::get_int(node, "dlms_addr", 0));
+    xString::string_to_hex(mac, jUtils::get_string(node, "mac_addr", ""));
+    sn = jUtils::get_string(node, "sn", "");
+    load_params(node, type_word, "cddev.ctor");
+}
+
+CBase* cddev::create(CBase* parent, Json::Value& node) {
+    return new cddev(parent, node);
+}
+
+dparam* cddev::find_param(std::string const& topic) {
+    if (topic.empty()) {
+        return nullptr;
+    }
+    for (auto const& child : children) {
+        auto* const param = dynamic_cast<dparam*>(child.get());
+        if (param != nullptr && topic.find("/controls/" + param->name) != std::string::npos) {
+            return param;
+        }
+    }
+    return nullptr;
+}
+
+cdport::cdport(Json::Value& node) : CPort(node) {
+    dlms_addr = static_cast<uint16_t>(jUtils::get_int(node, "dlms_addr", 1));
+    xString::string_to_hex(mac, jUtils::get_string(node, "mac_addr", default_mac));
+    poll_delay = jUtils::get_int(node, "poll_delay", 0);
+    Load(this, node, "devices", suffix_cdev, type_word);
+    if (children.empty()) {
+        throw xExceptionf("#%s : ctor : список устройств пуст.", name);
+    }
+}
+
+CBase* cdport::create(CBase* /*parent*/, Json::Value& node) {
+    return new cdport(node);
+}
+
+}  // namespace xdlms

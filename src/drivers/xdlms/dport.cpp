@@ -1,0 +1,275 @@
+#include "drivers/xdlms/dport.h"
+
+#include <algorithm>
+
+#include "config/constants.h"
+#include "drivers/xdlms/pdu.h"
+#include "drivers/xdlms/wpdu.h"
+#include "foundation/xexception.h"
+
+namespace xdlms {
+
+using xCommon::ByteList;
+using xCommon::lmtError;
+using xCommon::lmtIgnored;
+using xCommon::lmtInfo;
+using xCommon::xString;
+
+namespace {
+
+constexpr char command_topic[] = "ostrand";
+constexpr char command_word[] = "cmd";
+constexpr char clear_word[] = "er";
+
+cdport* checked(CBase* node) {
+    auto* const port = dynamic_cast<cdport*>(node);
+    if (port == nullptr) {
+        throw xCommon::xException("dport.ctor : не указан 'cport'.");
+    }
+    return port;
+}
+
+}  // namespace
+
+dport::dport(IBase* parent_object, CPort* node) : PortBase(parent_object, node), node_(checked(node)) {
+    find_meters();
+}
+
+void dport::find_meters() {
+    for (auto const& child : node_->children) {
+        if (auto* const meter = dynamic_cast<cddev*>(child.get())) {
+            meters_.push_back(meter);
+        } else {
+            child->Log(lmtError, "устройство не является устройством DLMS : пропущено.");
+        }
+    }
+    if (meters_.empty()) {
+        throw xCommon::xExceptionf("#%s : dport.ctor : список устройств пуст.", node_->name);
+    }
+}
+
+dport::~dport() {
+    Stop();
+}
+
+void dport::CheckMessage(DevBase* dev) {
+    serve_queue(dev);
+}
+
+void dport::Poll(long long now) {
+    if (!is_connected() || !reconnect()) {
+        return;
+    }
+    long long const polls_before = polls;
+    for (cddev* const dev : meters_) {
+        if (!poll_device(*dev, now)) {
+            return;
+        }
+        CheckFault(dev);
+    }
+    if (polls != polls_before) {
+        show_stat();
+    }
+}
+
+/// False when the broker has gone. A device that was blocked at the start is polled all the same: only its flag is
+/// cleared, and its polls show in the log what is wrong.
+bool dport::poll_device(cddev& dev, long long now) {
+    for (auto const& child : dev.children) {
+        CheckMessage(nullptr);
+        if (!is_connected()) {
+            return false;
+        }
+        auto* const param = dynamic_cast<dparam*>(child.get());
+        if (param != nullptr && param->enabled && param->is_due(now)) {
+            param->last_poll = now;
+            poll_one(dev, *param);
+        }
+    }
+    return true;
+}
+
+void dport::poll_one(cddev& dev, dparam& param) {
+    ++polls;
+    ++dev.polls;
+    bool ok = false;
+    try {
+        ok = poll_param(&dev, &param);
+    } catch (std::exception const& e) {
+        param.Logf(lmtError, "ошибка опроса : %s.", e.what());
+    }
+    if (!ok) {
+        ++errors;
+        ++dev.errors;
+    }
+}
+
+ByteList dport::wrap(cddev const& dev, ByteList const& data) const {
+    ByteList request;
+    wpdu::wrap(request, node_->dlms_addr, dev.dlms_addr, data);
+    return request;
+}
+
+bool dport::poll_param(cddev* dev, dparam* param) {
+    if (dev == nullptr || param == nullptr) {
+        return false;
+    }
+    ByteList data;
+    pdu::get(data, param->address);
+    ByteList request = wrap(*dev, data);
+    dlms_reply const reply = get_response(request, dev, param);
+    bool good = reply.ok && !reply.value.empty();
+    if (good && !param->check_value(reply.value)) {
+        ++out_of_range;
+        good = false;
+    }
+    if (good) {
+        std::string const text = param->format(reply.value);
+        param->Logf(lmtInfo, "ответ получен : %s.", text);
+        mq_publish(xString::Format(topic_value, dev->name, param->name), text, 2, true);
+    } else {
+        param->Log(lmtError, "ответ НЕ получен.");
+        mq_publish(xString::Format(topic_meta, dev->name, param->name, topic_meta_error), "r", 0, false);
+    }
+    return good;
+}
+
+void dport::write(cddev* dev, dparam* param, std::string const& value) {
+    if (dev == nullptr || param == nullptr || value.empty()) {
+        return;
+    }
+    try {
+        ByteList item;
+        param->set_data(item, value);
+        ByteList data;
+        pdu::set(data, param->address, item);
+        ByteList request = wrap(*dev, data);
+        if (get_response(request, dev, param).ok) {
+            poll_param(dev, param);
+        } else {
+            param->Log(lmtError, "ошибка при записи значения.");
+        }
+    } catch (std::exception const& e) {
+        param->Logf(lmtError, "исключение при записи значения : %s.", e.what());
+    }
+}
+
+dlms_reply dport::get_response(ByteList& /*request*/, cddev* /*dev*/, dparam* /*param*/) {
+    return {};
+}
+
+bool dport::reconnect() {
+    if (!tran) {
+        make_transport();
+    }
+    return tran->reopen();
+}
+
+void dport::CheckFault(cddev* dev) {
+    if (dev->polls == 0) {
+        return;
+    }
+    if (dev->errors < dev->polls) {
+        dev->fault = false;
+    } else {
+        if (!dev->fault) {
+            mq_publish(topic_fault, dev->name, 2, false);
+        }
+        dev->fault = true;
+    }
+    dev->polls = 0;
+    dev->errors = 0;
+}
+
+void dport::ProcConnect() {
+    std::vector<xMQ::subsItem> items{{command_topic, 2}};
+    for (cddev const* const dev : meters_) {
+        for (auto const& child : dev->children) {
+            auto const* const param = dynamic_cast<dparam const*>(child.get());
+            if (param != nullptr && !param->read_only) {
+                items.push_back({xString::Format(topic_on, dev->name, param->name), 2});
+            }
+        }
+    }
+    mq_subscribe(items);
+}
+
+bool dport::ProcMessage(std::string& topic, std::string& payload) {
+    node_->Logf(lmtInfo, "ProcMessage : %s = %s.", topic, payload);
+    if (payload.empty()) {
+        node_->Log(lmtIgnored, "ProcMessage : пустые сообщения не обрабатываются.");
+        return true;
+    }
+    if (topic == command_topic) {
+        proc_command(payload);
+        return true;
+    }
+    if (!xString::EndsWith(topic, topic_on_suffix)) {
+        node_->Log(lmtIgnored, "ProcMessage : топик не заканчивается на '/on'.");
+        return true;
+    }
+    try {
+        auto* const dev = dynamic_cast<cddev*>(node_->get_device(topic));
+        if (dev == nullptr) {
+            node_->Log(lmtIgnored, "ProcMessage : устройство не найдено.");
+            return true;
+        }
+        dparam* const param = dev->find_param(topic);
+        if (param == nullptr) {
+            node_->Log(lmtIgnored, "ProcMessage : параметр не найден.");
+            return true;
+        }
+        write(dev, param, payload);
+    } catch (std::exception const& e) {
+        node_->Logf(lmtError, "ProcMessage : исключение при обработке : %s.", e.what());
+    }
+    return true;
+}
+
+void dport::proc_command(std::string const& payload) {
+    node_->Logf(lmtInfo, "proc_command : обработка команды = %s.", payload);
+    // In lower case as a whole, so a serial number with capital letters is never found.
+    std::vector<std::string> const pieces = xString::Split(xString::ToLower(payload), ";");
+    if (pieces.empty()) {
+        node_->Log(lmtError, "proc_command : нарушен формат команды (1).");
+    } else if (pieces[0] != command_word) {
+        node_->Log(lmtError, "proc_command : нарушен формат команды (2).");
+    } else if (pieces.size() == 1) {
+        node_->Log(lmtError, "proc_command : нарушен формат команды (3).");
+    } else if (pieces[1] != clear_word) {
+        node_->Log(lmtError, "proc_command : неизвестная команда.");
+    } else {
+        proc_command_er(pieces);
+    }
+}
+
+void dport::proc_command_er(std::vector<std::string> const& pieces) {
+    if (pieces.size() < 3 || pieces[2].empty()) {
+        node_->Log(lmtError, "proc_command : ER : не указан серийный номер устройства.");
+        return;
+    }
+    auto const found =
+        std::find_if(meters_.begin(), meters_.end(), [&](cddev const* dev) { return dev->sn == pieces[2]; });
+    if (found == meters_.end()) {
+        node_->Log(lmtError, "proc_command : ER : не найдено устройство с указаным серийным номером.");
+        return;
+    }
+    clear_meter(**found);
+}
+
+void dport::clear_meter(cddev& dev) {
+    try {
+        ByteList data;
+        pdu::action(data, cad(9, "0.0.10.0.0.255", 1));
+        ByteList request = wrap(dev, data);
+        if (get_response(request, &dev, nullptr).ok) {
+            dev.Log(lmtInfo, "proc_command : ER : команда исполнена.");
+        } else {
+            dev.Log(lmtError, "proc_command : ER : ошибка при выполнении команды.");
+        }
+    } catch (std::exception const& e) {
+        dev.Logf(lmtError, "proc_command : ER : исключение при выполнении команды : %s.", e.what());
+    }
+}
+
+}  // namespace xdlms

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "drivers/xdlms/config.h"
+#include "drivers/xdlms/reply.h"
+#include "runtime/port_base.h"
+
+namespace xdlms {
+
+/// What the serial and the TCP port have in common: the poll cycle, writes, the fault report, subscriptions and the
+/// command. Each parameter is one request and one answer; there is no association.
+class dport : public PortBase {
+ public:
+    /// Raises as PortBase, and an xException or xExceptionf for a node of another class or without devices.
+    dport(IBase* parent, CPort* node);
+    ~dport() override;
+
+    void Poll(long long now) override;
+    void ProcConnect() override;
+    using PortBase::ProcMessage;
+    bool ProcMessage(std::string& topic, std::string& payload) override;
+    /// Serves the queue also without a device: there is none here.
+    void CheckMessage(DevBase* dev) override;
+
+    /// Writes a value and reads it back.
+    virtual void write(cddev* dev, dparam* param, std::string const& value);
+    /// Reads one parameter and publishes its value, or "r" on its error topic; true for a value.
+    virtual bool poll_param(cddev* dev, dparam* param);
+    /// One exchange with a meter. Without a parameter it is for the command.
+    virtual dlms_reply get_response(xCommon::ByteList& request, cddev* dev, dparam* param);
+    /// Opens the line if it isn't, also after a stop, which takes it away.
+    virtual bool reconnect();
+    /// Reports a meter of which every poll since the last check has failed, once until one succeeds.
+    virtual void CheckFault(cddev* dev);
+
+ protected:
+    /// The wrapped request to a meter.
+    xCommon::ByteList wrap(cddev const& dev, xCommon::ByteList const& data) const;
+
+    cdport* node_;
+    std::vector<cddev*> meters_;  ///< of the configuration tree, which outlives every port
+
+ private:
+    void find_meters();
+    bool poll_device(cddev& dev, long long now);
+    void poll_one(cddev& dev, dparam& param);
+    void proc_command(std::string const& payload);
+    void proc_command_er(std::vector<std::string> const& pieces);
+    void clear_meter(cddev& dev);
+};
+
+}  // namespace xdlms

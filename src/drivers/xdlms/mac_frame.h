@@ -1,0 +1,31 @@
+#pragma once
+
+#include "drivers/xdlms/reply.h"
+#include "foundation/byte_list.h"
+
+namespace xdlms {
+
+/// The link frame of the serial lines, all fields big endian:
+///   offset  size  field
+///     0      6    MAC of the receiver
+///     6      6    MAC of the sender
+///    12      2    EthType, 0x88E5
+///    14      1    AC, 0
+///    15      1    length n of the data, low 8 bits; not read in an answer
+///    16      4    zero
+///    20      n    data
+///    20+n    4    CRC-32 of all before it
+class mac_frame {
+ public:
+    static constexpr int head_size = 20;
+    static constexpr int crc_size = 4;
+
+    static void wrap(xCommon::ByteList& out, xCommon::ByteList const& src, xCommon::ByteList const& dst,
+                     xCommon::ByteList const& data);
+    /// Checks a frame of `len` bytes with its CRC behind them, and leaves `pos` at the data. `crc_ok` without `ok` is a
+    /// good frame of or for somebody else.
+    static dlms_reply parse(unsigned char const* buf, int& pos, int len, xCommon::ByteList const& dst,
+                            xCommon::ByteList const& src);
+};
+
+}  // namespace xdlms

@@ -1,0 +1,252 @@
+#include "drivers/xdlms/pdu.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+
+#include "foundation/xlog.h"
+#include "foundation/xstring.h"
+
+namespace xdlms {
+
+using xCommon::ByteList;
+using xCommon::global_log;
+using xCommon::global_logf;
+using xCommon::lmtError;
+using xCommon::net;
+using xCommon::WordOrder;
+using xCommon::xString;
+
+namespace {
+
+constexpr unsigned char get_request = 0xC0;
+constexpr unsigned char set_request = 0xC1;
+constexpr unsigned char action_request = 0xC3;
+constexpr unsigned char get_response = 0xC4;
+constexpr unsigned char set_response = 0xC5;
+constexpr unsigned char action_response = 0xC7;
+constexpr unsigned char request_type = 0x01;
+constexpr unsigned char invoke_id = 0xC1;
+constexpr int minimum_size = 5;
+/// Position of the result, or of the byte that says whether data follows.
+constexpr int result_position = 3;
+/// Deeper arrays and structures don't occur, and each level costs stack.
+constexpr int deepest_level = 64;
+
+struct AccessResult {
+    int code;
+    char const* text;
+};
+
+/// Data-Access-Result, as far as meters in service give it.
+constexpr AccessResult access_results[] = {
+    {1, "hardware-fault (1)."},
+    {2, "temporary-failure (2)."},
+    {3, "read-write-denied (3)."},
+    {4, "object-undefined (4)."},
+    {9, "object-class-inconsistent (9)."},
+    {11, "object-unavailable (11)."},
+    {12, "type-unmatched (12)."},
+    {13, "scope-of-access-violated (13)."},
+    {14, "data-block-unavailable (14)."},
+    {15, "long-get-aborted (15)."},
+    {16, "no-long-get-in-progress (16)."},
+    {17, "long-set-aborted (17)."},
+    {18, "no-long-set-in-progress (18)."},
+    {19, "data-block-number-invalid (19)."},
+    {250, "other-reason (250)."},
+};
+
+std::string access_text(int code) {
+    auto const* const row = std::find_if(std::begin(access_results), std::end(access_results),
+                                         [code](AccessResult const& result) { return result.code == code; });
+    return row != std::end(access_results) ? row->text : xString::Format("unknown error : %d.", code);
+}
+
+void head(ByteList& out, unsigned char request, cad const& ad) {
+    out.push_8(request);
+    out.push_8(request_type);
+    out.push_8(invoke_id);
+    ad.to_list(out);
+    out.push_8(0);
+}
+
+/// Reads the items of one response, never behind its end.
+class ItemReader {
+ public:
+    ItemReader(unsigned char const* buf, int len, int& pos) : buf_(buf), len_(len), pos_(pos) {}
+
+    std::string item(int level);
+
+ private:
+    using Decoder = std::string (*)(unsigned char const* at);
+    struct Number {
+        int tag;
+        int size;
+        Decoder text;
+    };
+    template <typename Value, Value (*Read)(unsigned char const*, int&, WordOrder)>
+    static std::string number(unsigned char const* at) {
+        int position = 0;
+        return std::to_string(Read(at, position, WordOrder::big_endian));
+    }
+    static std::string byte(unsigned char const* at) { return std::to_string(*at); }
+
+    static const std::array<Number, 10> numbers;
+
+    bool has(int count) const { return len_ - pos_ >= count; }
+    std::string broken_off();
+    std::string list(char const* marker, int level);
+    std::string text(bool as_hex);
+
+    unsigned char const* buf_;
+    int len_;
+    int& pos_;
+};
+
+const std::array<ItemReader::Number, 10> ItemReader::numbers = {{
+    {5, 4, number<int, &net::get_i32>},
+    {6, 4, number<unsigned int, &net::get_u32>},
+    // The sign of an int8 is ignored: configurations in service expect 0 to 255.
+    {15, 1, byte},
+    {16, 2, number<short, &net::get_i16>},
+    {17, 1, byte},
+    {18, 2, number<unsigned short, &net::get_u16>},
+    {20, 8, number<long long, &net::get_i64>},
+    {21, 8, number<unsigned long long, &net::get_u64>},
+    {22, 1, byte},
+    // A bit string: nothing of it is read.
+    {4, 0, [](unsigned char const*) { return std::string(); }},
+}};
+
+std::string ItemReader::broken_off() {
+    global_log(lmtError, "pdu::parse_item : данные обрываются.");
+    pos_ = len_;
+    return {};
+}
+
+std::string ItemReader::item(int level) {
+    if (!has(1)) {
+        return {};
+    }
+    int const tag = buf_[pos_++];
+    switch (tag) {
+        case 1:
+            return list("#a#", level);
+        case 2:
+            return list("#s#", level);
+        case 9:
+            return text(true);
+        case 10:
+            return text(false);
+        default:
+            break;
+    }
+    auto const* const row =
+        std::find_if(numbers.begin(), numbers.end(), [tag](Number const& number) { return number.tag == tag; });
+    if (row == numbers.end()) {
+        global_logf(lmtError, "pdu::parse_item : неопознанный тэг данных : %d.", tag);
+        return {};
+    }
+    if (!has(row->size)) {
+        return broken_off();
+    }
+    int const at = pos_;
+    pos_ += row->size;
+    return row->text(buf_ + at);
+}
+
+std::string ItemReader::list(char const* marker, int level) {
+    if (level > deepest_level || !has(1)) {
+        return broken_off();
+    }
+    int const count = buf_[pos_++];
+    std::string result;
+    for (int index = 0; index < count; ++index) {
+        std::string const text = item(level + 1);
+        if (text.empty()) {
+            return result;
+        }
+        result += marker;
+        result += text;
+    }
+    return count == 0 ? result : result + marker;
+}
+
+std::string ItemReader::text(bool as_hex) {
+    if (!has(1)) {
+        return broken_off();
+    }
+    int const count = buf_[pos_++];
+    if (!has(count)) {
+        return broken_off();
+    }
+    std::string result;
+    for (int index = 0; index < count; ++index) {
+        unsigned char const byte = buf_[pos_++];
+        result += as_hex ? xString::Format("%02X", byte) : std::string(1, static_cast<char>(byte));
+    }
+    return result;
+}
+
+}  // namespace
+
+void pdu::get(ByteList& out, cad const& ad) {
+    head(out, get_request, ad);
+}
+
+void pdu::set(ByteList& out, cad const& ad, ByteList const& data) {
+    if (data.empty()) {
+        return;
+    }
+    head(out, set_request, ad);
+    out.pop_list(data);
+}
+
+void pdu::action(ByteList& out, cad const& ad) {
+    head(out, action_request, ad);
+    out.push_8(0);
+    out.push_8(0);
+}
+
+dlms_reply pdu::parse(unsigned char const* buf, int len) {
+    dlms_reply reply;
+    if (buf == nullptr || len < minimum_size) {
+        global_log(lmtError, "pdu.parse : ответ не получен или меньше минимального размера.");
+        return reply;
+    }
+    if (buf[1] != request_type) {
+        global_log(lmtError, "pdu.parse : тэг типа команды не равен 0x01.");
+        return reply;
+    }
+    if (buf[2] != invoke_id) {
+        global_log(lmtError, "pdu.parse : идентификатор вызова и приоритета не равен 0xC1.");
+        return reply;
+    }
+    int const result = buf[result_position];
+    if (buf[0] == get_response) {
+        // The byte ahead isn't looked at: a refusal has its code read as the tag of a value.
+        int pos = result_position + 1;
+        reply.value = parse_item(buf, len, pos);
+        reply.ok = !reply.value.empty();
+    } else if (buf[0] == set_response) {
+        reply.ok = result == 0;
+        if (!reply.ok) {
+            global_log(lmtError, "pdu.parse : ошибка при записи значения : " + access_text(result));
+        }
+    } else if (buf[0] == action_response) {
+        reply.ok = result == 0;
+    } else {
+        global_logf(lmtError, "pdu.parse : неизвестный тэг команды : %d.", buf[0]);
+    }
+    return reply;
+}
+
+std::string pdu::parse_item(unsigned char const* buf, int len, int& pos) {
+    if (len < 1 || buf == nullptr || pos < 0 || pos > len) {
+        return {};
+    }
+    return ItemReader(buf, len, pos).item(1);
+}
+
+}  // namespace xdlms
