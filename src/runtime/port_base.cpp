@@ -45,6 +45,10 @@ PortBase::PortBase(IBase* parent_object, CPort* node) : IBase(parent_object, nod
 }
 
 PortBase::~PortBase() {
+    end();
+}
+
+void PortBase::end() {
     try {
         PortBase::Stop();
     } catch (std::exception const& e) {
@@ -97,6 +101,7 @@ void PortBase::make_devices() {
 
 bool PortBase::Start() {
     try {
+        th_stop();  // a second start
         if (!tran) {
             make_transport();  // Stop() has taken it away
         }
@@ -147,12 +152,16 @@ void PortBase::th_stop() {
 }
 
 void PortBase::Stop() {
-    running = false;
-    for (auto const& device : devices) {
-        device->Stop();
-    }
-    // The worker uses all that goes from here on, so it is awaited first; it ends after the pass that it is in.
+    // The worker uses all that goes from here on, and a device's Stop may be a dialogue on the worker's line, so it is
+    // awaited first; it ends after the pass that it is in.
     th_stop();
+    for (auto const& device : devices) {
+        try {
+            device->Stop();
+        } catch (std::exception const& e) {
+            cport->Logf(lmtError, ": %s : ошибка при остановке устройства : %s", device->cfg->name, e.what());
+        }
+    }
     if (tran) {
         tran->close();
         tran.reset();

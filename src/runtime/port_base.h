@@ -17,7 +17,7 @@
 
 /// Run-time object of one port: owns the transport, the broker client and the devices, and runs the one worker thread
 /// that polls them and handles every message. Ports share nothing but the read-only tree and the process log.
-/// A class derived from it calls Stop() in its own destructor, before its parts go that the worker uses.
+/// A class derived from it calls end() in its own destructor, before its parts go that the worker uses.
 class PortBase : public IBase {
  public:
     /// Raises an xException for a missing node, and an xExceptionf for a port of which no device could be made.
@@ -87,6 +87,8 @@ class PortBase : public IBase {
     /// Serves the queue; `dev` may be null in a port-level driver.
     void serve_queue(DevBase* dev);
     bool is_connected() const;
+    /// Stop(), for destructors.
+    void end();
     /// Stop() takes the transport away; a start makes it anew.
     void make_transport();
 

@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 /// From the bottom up.
 std::vector<std::string> const floors = {"foundation", "config", "transport", "runtime", "drivers", "gpio", "app"};
 /// What drivers share by design.
-std::set<std::string> const shared_drivers = {"modbus", "bholding"};
+std::set<std::string> const shared_drivers = {"modbus", "bholding", "meter"};
 
 struct Reserved {
     char const* header;

@@ -2,7 +2,6 @@
 #include <filesystem>
 #include <memory>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -14,10 +13,10 @@
 #include "drivers/mbrtu/config.h"
 #include "drivers/mbrtu/device.h"
 #include "runtime/port_base.h"
+#include "support/driver_rig.h"
 #include "support/log_capture.h"
 #include "support/temp_folder.h"
 #include "support/test_clock.h"
-#include "transport/no_line_tran.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -28,38 +27,22 @@ namespace {
 /// slave 17: 11 03 02 00 05 B9 84.
 class Slave {
  public:
-    explicit Slave(std::string const& param_keys, std::string const& device_keys = "", char const* type = "mb-rtu") {
+    explicit Slave(std::string const& param_keys) {
         Json::Value root;
         std::istringstream(R"({"ports": [{"name": "p", "type": "base.null", "devices": [
-            {"name": "d", "sid": 17)" +
-                           device_keys + R"(, "type": ")" + type + R"(", "params": [{"name": "u", "reg_addr": 1)" +
+            {"name": "d", "type": "mb-rtu", "sid": 17, "params": [{"name": "u", "reg_addr": 1)" +
                            (param_keys.empty() ? "" : ", " + param_keys) + "}]}]}]}") >>
             root;
         config_.reset(Config::Load(root));
         port_ = std::make_unique<PortBase>(nullptr, dynamic_cast<CPort*>(config_->ports.children.at(0).get()));
     }
 
-    modbus::device& dev() { return dynamic_cast<modbus::device&>(*port_->devices.at(0)); }
-    PortBase& port() { return *port_; }
-    modbus::c_param& param() { return dynamic_cast<modbus::c_param&>(*dev().cfg->children.at(0)); }
+    mbrtu::dev& dev() { return dynamic_cast<mbrtu::dev&>(*port_->devices.at(0)); }
+    mbrtu::c_param& param() { return dynamic_cast<mbrtu::c_param&>(*dev().cfg->children.at(0)); }
 
  private:
     std::unique_ptr<Config> config_;
     std::unique_ptr<PortBase> port_;
-};
-
-/// A line whose driver raises, in a write or in a read.
-class RaisingTran : public nullTran {
- public:
-    RaisingTran(CPort* port, bool in_write) : nullTran(port), in_write_(in_write) {}
-
-    int write(unsigned char* buffer, int count) override {
-        return in_write_ ? throw std::runtime_error("no line") : nullTran::write(buffer, count);
-    }
-    int read(unsigned char* /*buffer*/, int /*count*/) override { throw std::runtime_error("no line"); }
-
- private:
-    bool in_write_;
 };
 
 class MbRtuDebounce : public testing::Test {
@@ -213,15 +196,18 @@ TEST(ModbusDevice, ATransportThatRaises) {
     for (Row const& row : rows) {
         SCOPED_TRACE(testing::Message() << row.type << row.set << row.in_write);
         LogCapture const log;
-        Slave slave(R"("value_type": "u16")", row.set ? R"(, "all_params": true)" : "", row.type);
-        slave.port().tran = std::make_unique<RaisingTran>(slave.port().cport, row.in_write);
-        slave.port().tran->open();
-        slave.dev().ProcConnect();
-        slave.dev().cfg->last_poll = 1000000;
-        EXPECT_EQ(slave.dev().poll_param(row.set ? nullptr : &slave.param()), row.set && row.restarts == 0);
+        DriverRig rig(std::string(R"({"name": "d", "sid": 17, "type": ")") + row.type +
+                      R"(", "params": [{"name": "u", "reg_addr": 1, "value_type": "u16"}], "all_params": )" +
+                      (row.set ? "true}" : "false}"));
+        rig.line().writes_raise = row.in_write;
+        rig.line().reads_raise = !row.in_write;
+        auto& slave = rig.dev<modbus::device>();
+        slave.ProcConnect();
+        slave.cfg->last_poll = 1000000;
+        EXPECT_EQ(slave.poll_param(row.set ? nullptr : &rig.param<CParam>()), row.set && row.restarts == 0);
         EXPECT_EQ(log.count("Ошибка выполнения запроса MB-RTU. Попытка переподключения: true"), row.reopened);
         EXPECT_EQ(log.count("исключение при опросе : no line"), row.restarts);
-        EXPECT_EQ(slave.dev().errors, row.failed);
+        EXPECT_EQ(slave.errors, row.failed);
     }
 }
 

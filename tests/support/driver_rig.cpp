@@ -2,11 +2,15 @@
 
 #include <algorithm>
 #include <span>
+#include <stdexcept>
 #include <utility>
 
 #include "support/sample_config.h"
 
 int ScriptTran::read(unsigned char* buffer, int count) {
+    if (reads_raise) {
+        throw std::runtime_error("no line");
+    }
     if (!is_open()) {
         return -1;
     }
@@ -17,6 +21,9 @@ int ScriptTran::read(unsigned char* buffer, int count) {
 }
 
 int ScriptTran::write(unsigned char* buffer, int count) {
+    if (writes_raise) {
+        throw std::runtime_error("no line");
+    }
     if (!is_open() || writes_fail) {
         return -1;
     }

@@ -22,10 +22,15 @@ class ScriptTran : public NoLineTran {
     bool write_all(unsigned char* buffer, int count) override { return write(buffer, count) == count; }
     bool write_all(xCommon::ByteList& bytes) override { return write(bytes) == static_cast<int>(bytes.size()); }
     void flush_in() override { pending_.clear(); }
+    void set_timeout(int rto, int sto) override { timeouts.push_back(std::to_string(rto) + " " + std::to_string(sto)); }
 
     PeerScript script;
     std::vector<std::string> sent;  ///< the frames written
     bool writes_fail = false;
+    bool writes_raise = false;
+    bool reads_raise = false;
+    /// What set_timeout() was called with: "rto sto".
+    std::vector<std::string> timeouts;
 
  private:
     hex::Bytes pending_;

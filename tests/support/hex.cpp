@@ -3,6 +3,8 @@
 #include <cctype>
 #include <stdexcept>
 
+#include <zlib.h>
+
 namespace hex {
 
 Bytes bytes(std::string_view text) {
@@ -35,6 +37,15 @@ std::string text(std::span<unsigned char const> data) {
         result.push_back(digits[byte & 0x0FU]);
     }
     return result;
+}
+
+std::string with_crc32(std::string const& frame) {
+    Bytes data = bytes(frame);
+    unsigned long const crc = ::crc32(0, data.data(), static_cast<unsigned int>(data.size()));
+    for (unsigned int const shift : {24U, 16U, 8U, 0U}) {
+        data.push_back(static_cast<unsigned char>(crc >> shift));
+    }
+    return text(data);
 }
 
 }  // namespace hex

@@ -14,5 +14,7 @@ using Bytes = std::vector<unsigned char>;
 Bytes bytes(std::string_view text);
 /// Upper case, one blank between two bytes.
 std::string text(std::span<unsigned char const> data);
+/// The frame with its CRC-32 behind it, high byte first; zlib's, not that of the code under test.
+std::string with_crc32(std::string const& frame);
 
 }  // namespace hex

@@ -46,9 +46,11 @@ void cad::parse_object_id(std::string const& object_id) {
     if (pieces.size() != name_size) {
         throw xCommon::xExceptionf("cad::ctor : %s : 'object_id' не содержит 6 элементов.", object_id);
     }
+    xCommon::ByteList name;
     for (std::string const& piece : pieces) {
-        object.push_8(static_cast<unsigned char>(std::stoi(piece)));
+        name.push_8(static_cast<unsigned char>(std::stoi(piece)));
     }
+    object.pop_list(name);
 }
 
 void cad::to_list(xCommon::ByteList& out) const {

@@ -1,5 +1,8 @@
 #include "drivers/xdlms/config.h"
 
+#include <limits>
+#include <stdexcept>
+
 #include "config/constants.h"
 #include "foundation/jutils.h"
 #include "foundation/xexception.h"
@@ -35,6 +38,15 @@ cddev* device_of(CBase* node, std::string const& name) {
     return device;
 }
 
+/// As on a machine whose long has 32 bits.
+unsigned int to_u32(std::string const& text) {
+    unsigned long const number = std::stoul(text);
+    if (number > std::numeric_limits<unsigned int>::max() && text.find('-') == std::string::npos) {
+        throw std::out_of_range("stoul");
+    }
+    return static_cast<unsigned int>(number);
+}
+
 void push_text(ByteList& out, size_t length, std::string const& text) {
     out.push_8(static_cast<unsigned char>(length));
     out.push_string(text);
@@ -68,7 +80,7 @@ void dparam::set_data(ByteList& out, std::string const& value) {
             out.push_32(static_cast<unsigned int>(std::stoi(value)), order);
             break;
         case vt_u32:
-            out.push_32(static_cast<unsigned int>(std::stoul(value)), order);
+            out.push_32(to_u32(value), order);
             break;
         case vt_i8:
             out.push_8(static_cast<unsigned char>(std::stoi(value)));

@@ -48,10 +48,6 @@ void dport::find_meters() {
     }
 }
 
-dport::~dport() {
-    Stop();
-}
-
 void dport::CheckMessage(DevBase* dev) {
     serve_queue(dev);
 }

@@ -15,7 +15,6 @@ class dport : public PortBase {
  public:
     /// Raises as PortBase, and an xException or xExceptionf for a node of another class or without devices.
     dport(IBase* parent, CPort* node);
-    ~dport() override;
 
     void Poll(long long now) override;
     void ProcConnect() override;

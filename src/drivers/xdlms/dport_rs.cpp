@@ -30,8 +30,8 @@ constexpr int most_retries = 10;
 constexpr int heads_size = mac_frame::head_size + wpdu::head_size;
 /// With them, the CRC, and the shortest response.
 constexpr int minimum_answer = heads_size + mac_frame::crc_size + 5;
-/// Half a second of bits: a select frame of 16 bytes has left the line by then at any rate.
-constexpr int frame_bits = 500000;
+/// Divided by the rate: the time of 500 bits in ms, a select frame of 16 bytes and what the meter needs behind it.
+constexpr unsigned int frame_bits = 500000;
 /// The first device gets the address behind it.
 constexpr int address_base = 21;
 /// A packet number that is lower by this much or more has begun anew at 0.
@@ -50,7 +50,7 @@ constexpr unsigned int flags_repeat = 0x0C;
 }  // namespace
 
 dport_rs::dport_rs(IBase* parent_object, CPort* node)
-    : dport(parent_object, node), frame_delay_(frame_bits / std::max(static_cast<int>(node->rs.baudrate), 1) + 1) {}
+    : dport(parent_object, node), frame_delay_(static_cast<int>(frame_bits / std::max(node->rs.baudrate, 1U)) + 1) {}
 
 IBase* dport_rs::create(IBase* parent, CBase* node) {
     return new dport_rs(parent, dynamic_cast<CPort*>(node));
@@ -296,7 +296,7 @@ uint16_t dport_rs::read_answer(cddev const& dev, int size, int& pos, CBase& log)
         log.Log(lmtTrace, "get_fout : ответ не принят.");
         return control_no_answer;
     }
-    if (wrapper.size > size - heads_size) {
+    if (wrapper.size > buffer_size - heads_size - mac_frame::crc_size) {
         log.Log(lmtTrace, "get_fout : ответ не получен.");
         return control_no_answer;
     }

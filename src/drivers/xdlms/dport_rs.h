@@ -10,6 +10,7 @@ namespace xdlms {
 class dport_rs : public dport {
  public:
     dport_rs(IBase* parent, CPort* node);
+    ~dport_rs() override { end(); }
     static IBase* create(IBase* parent, CBase* node);
 
     /// Raises what mac_from_sn() raises.
@@ -25,9 +26,10 @@ class dport_rs : public dport {
     /// characters, the letters of the model. False for an empty number; raises what substr() and std::stoll raise.
     static bool mac_from_sn(std::string const& sn, xCommon::ByteList& mac);
 
- private:
-    /// Gives the devices their addresses.
+    /// Gives the devices their addresses. Once: a MAC grows by each call.
     void poll_devices();
+
+ private:
     dlms_reply get_response_alt(xCommon::ByteList& request, cddev& dev, CBase& log);
     dlms_reply get_response_old(xCommon::ByteList& request, cddev& dev, CBase& log);
     /// Bytes read into the port's buffer, at most `count`.

@@ -8,15 +8,17 @@ namespace xdlms {
 class dport_tcp : public dport {
  public:
     using dport::dport;
+    ~dport_tcp() override { end(); }
     static IBase* create(IBase* parent, CBase* node);
 
     bool Start() override;
     dlms_reply get_response(xCommon::ByteList& request, cddev* dev, dparam* param) override;
 
- private:
     /// Reads the concentrator's list of addresses and gives each device the one that stands beside its serial number.
     /// False when the list can't be read.
     bool poll_devices();
+
+ private:
     void find_address(cddev& dev, std::vector<std::string> const& entries);
 };
 

@@ -157,7 +157,12 @@ std::string ItemReader::item(int level) {
 }
 
 std::string ItemReader::list(char const* marker, int level) {
-    if (level > deepest_level || !has(1)) {
+    if (level > deepest_level) {
+        global_log(lmtError, "pdu::parse_item : слишком глубокая вложенность данных.");
+        pos_ = len_;
+        return {};
+    }
+    if (!has(1)) {
         return broken_off();
     }
     int const count = buf_[pos_++];
