@@ -6,12 +6,13 @@
 bool PH::IsPrintHex = false;
 std::string cfg_name;
 
-void touch_configuration() {
-    if (!cfg_name.empty()) {
-        // Quoted, so that a path with a blank is one file for the shell too.
-        std::string const quoted = "'" + xCommon::xString::Replace(cfg_name, "'", "'\\''") + "'";
-        xCommon::xSystem::Exec(xCommon::xString::Format("touch %s", quoted));
+int touch_configuration() {
+    if (cfg_name.empty()) {
+        return -1;
     }
+    // Quoted, so that a path with a blank is one file for the shell too.
+    std::string const quoted = "'" + xCommon::xString::Replace(cfg_name, "'", "'\\''") + "'";
+    return xCommon::xSystem::Exec(xCommon::xString::Format("touch %s", quoted));
 }
 
 void trace_hex(void const* data, int length, std::string const& title) {

@@ -12,8 +12,8 @@ struct PH {
 extern std::string cfg_name;
 
 /// The last resort of a driver that met what it can't explain: touches the configuration file, so that the file watch
-/// replaces the whole process. Does nothing while no file is known.
-void touch_configuration();
+/// replaces the whole process. Gives the exit status of the command; -1, and nothing done, while no file is known.
+int touch_configuration();
 
 /// xLog::PrintHex, if option -h is set.
 void trace_hex(void const* data, int length, std::string const& title);

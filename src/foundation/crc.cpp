@@ -32,6 +32,15 @@ unsigned short crc16::crc_16(unsigned char const* data, unsigned short length) {
     return static_cast<unsigned short>((crc >> 8U) | (crc << 8U));
 }
 
+bool crc16::ends(std::span<unsigned char const> frame) {
+    if (frame.size() < sizeof(unsigned short)) {
+        return false;
+    }
+    size_t const length = frame.size() - sizeof(unsigned short);
+    unsigned short const crc = crc_16(frame.data(), static_cast<unsigned short>(length));
+    return frame[length] == crc >> 8U && frame[length + 1] == (crc & 0xFFU);
+}
+
 unsigned int crc32::crc_32(unsigned char const* data, int start, int length) {
     if (length <= 0) {
         return 0;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <span>
+
 namespace xCommon {
 
 /// CRC-16 of Modbus (polynomial 0xA001 reflected, initial 0xFFFF, no final exclusive-or; Modbus over Serial Line V1.02,
@@ -8,6 +10,8 @@ namespace xCommon {
 class crc16 {
  public:
     static unsigned short crc_16(unsigned char const* data, unsigned short length);
+    /// True when the last two bytes of the frame are the CRC of those before them, as it stands on the wire.
+    static bool ends(std::span<unsigned char const> frame);
 };
 
 /// CRC-32 of IEEE 802.3.

@@ -36,13 +36,7 @@ void pdu::read_span(ByteList& out, unsigned char sid, unsigned char function, un
 }
 
 bool pdu::check_crc(std::span<unsigned char const> frame) {
-    if (frame.size() < crc_size) {
-        return false;
-    }
-    size_t const length = frame.size() - crc_size;
-    int position = static_cast<int>(length);
-    return xCommon::crc16::crc_16(frame.data(), static_cast<unsigned short>(length)) ==
-           xCommon::net::get_u16(frame.data(), position, WordOrder::big_endian);
+    return xCommon::crc16::ends(frame);
 }
 
 }  // namespace mbrtu

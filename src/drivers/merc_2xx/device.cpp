@@ -1,0 +1,153 @@
+#include "drivers/merc_2xx/device.h"
+
+#include "config/constants.h"
+#include "drivers/merc_2xx/pdu.h"
+#include "drivers/meter/frame.h"
+#include "foundation/xmisc.h"
+#include "runtime/exchange.h"
+
+namespace merc_2xx {
+
+using xCommon::ByteList;
+using xCommon::lmtError;
+using xCommon::lmtInfo;
+
+namespace {
+
+[[maybe_unused]] bool const registered = [] {
+    for (std::string const& word : model_words) {
+        IBFac(word + suffix_dev, dev::create);
+    }
+    return true;
+}();
+
+constexpr meter::Family family = {"Poll : исключение при опросе параметра : %s.", "исключение при опросе : %s", true,
+                                  true};
+
+/// The size of the reply isn't relied on: whatever comes within the time-out is read.
+constexpr int longest_reply = 257;
+constexpr meter::LinkStep start_step = {"merc2::Start", "Start", pdu::short_reply, longest_reply};
+constexpr meter::LinkStep stop_step = {"merc2::dev::Stop", "Stop", pdu::short_reply, longest_reply};
+
+constexpr unsigned char access_level = 1;
+constexpr char password[] = "738205";
+
+/// The channel is opened anew after this silence, s.
+constexpr long long idle_limit = 240;
+
+}  // namespace
+
+dev::dev(IBase* port_object, CBase* node) : meter::device(port_object, node, family) {}
+
+IBase* dev::create(IBase* port_object, CBase* node) {
+    return new dev(port_object, node);
+}
+
+bool dev::Start() {
+    try {
+        return _start();
+    } catch (std::exception const& e) {
+        cfg->Logf(lmtError, "исключение при запуске : %s.", e.what());
+        return false;
+    }
+}
+
+bool dev::_start() {
+    opened = false;
+    line().flush();
+    ByteList frame;
+    pdu::open(frame, slave_address(), access_level, password);
+    auto const reply = link_dialogue(frame, start_step);
+    if (!reply.empty() &&
+        pdu::parse_error(reply.data(), static_cast<int>(reply.size()), slave_address(), cfg) == pdu::status_ok) {
+        // On the scale of the poll cycle, as it is compared: once the calendar has been set, mono() is none of it, and
+        // the channel would be opened anew before each request.
+        last_seen = xCommon::xtime::time();
+        opened = true;
+    }
+    return true;
+}
+
+void dev::Stop() {
+    try {
+        _stop();
+    } catch (std::exception const& e) {
+        cfg->Logf(lmtError, "исключение при остановке : %s.", e.what());
+    }
+}
+
+void dev::_stop() {
+    last_seen = 0;
+    opened = false;
+    line().flush();
+    line().set_timeout(cfg->rto, cfg->sto);
+    ByteList frame;
+    pdu::close(frame, slave_address());
+    link_dialogue(frame, stop_step);
+}
+
+bool dev::ready_link(long long now) {
+    if (!opened || now - last_seen >= idle_limit) {
+        Restart();
+    }
+    return opened;
+}
+
+bool dev::is_own(CParam const& param) const {
+    return dynamic_cast<c_param const*>(&param) != nullptr;
+}
+
+bool dev::poll_param(CParam* param) {
+    bool const answered = meter::device::poll_param(param);
+    if (answered) {
+        last_seen = xCommon::xtime::time();
+    }
+    return answered;
+}
+
+BaseResult dev::ask(CParam& param) {
+    return get_response(dynamic_cast<c_param*>(&param));
+}
+
+BaseResult dev::get_response(c_param* param) {
+    BaseResult result;
+    if (param == nullptr) {
+        return result;
+    }
+    param->Log(lmtInfo, "начало опроса.");
+    ByteList frame;
+    if (param->reg_type == reg_param) {
+        pdu::read_param(frame, slave_address(), param);
+    } else {
+        pdu::read_array(frame, slave_address(), param);
+    }
+    send_request(*param, frame, "get_response : запрос");
+    int const expected = pdu::exp_resp_size(param);
+    int const got = exchange::receive(*port, 0, expected, "merc2::dev::get_response : заголовок ответа");
+    unsigned char const* const reply = port->buffer;
+    if (got == pdu::short_reply) {
+        // A status in place of the value. Its CRC isn't looked at, and no status makes a value, not even "all is well".
+        if (pdu::parse_error(reply, got, slave_address(), param) == pdu::status_closed) {
+            last_seen = 0;
+        }
+        return result;
+    }
+    if (got != expected) {
+        param->Log(lmtError, "get_response : ответ НЕ получен : timeout.");
+        return result;
+    }
+    if (reply[0] != slave_address()) {
+        cfg->Log(lmtError, "get_response : не совпали SlaveId.");
+        return result;
+    }
+    if (!meter::crc_fits({reply, static_cast<size_t>(got)})) {
+        cfg->Log(lmtError, "get_response : не совпали CRC.");
+        return result;
+    }
+    result.is_crc_ok = true;
+    result.result = param->getValueFromBuf(reply + 1, got - 1);
+    result.is_ok = true;
+    return result;
+}
+
+}  // namespace merc_2xx

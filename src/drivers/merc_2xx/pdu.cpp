@@ -1,0 +1,80 @@
+#include "drivers/merc_2xx/pdu.h"
+
+#include <algorithm>
+
+#include "drivers/meter/frame.h"
+#include "foundation/xexception.h"
+
+namespace merc_2xx {
+
+using xCommon::ByteList;
+
+namespace {
+
+constexpr size_t password_size = 6;
+
+constexpr char const* status_texts[] = {"Все нормально",
+                                        "Недопустимая команда или параметр",
+                                        "Внутренняя ошибка счетчика",
+                                        "Недостаточен уровень для удовлетворения запроса",
+                                        "Внутренние часы счетчика уже корректировались в течение текущих суток",
+                                        "Не открыт канал связи",
+                                        "Неизвестная ошибка."};
+
+void push_request(ByteList& out, std::initializer_list<unsigned char> bytes) {
+    ByteList body;
+    body.push_buf(bytes.begin(), static_cast<int>(bytes.size()));
+    meter::push_frame(out, body);
+}
+
+}  // namespace
+
+void pdu::open(ByteList& out, unsigned char sid, unsigned char level, std::string const& password) {
+    if (password.size() != password_size) {
+        throw xCommon::xException("merc2::pdu::open : недопустимый размер пароля.");
+    }
+    ByteList body;
+    for (unsigned char const byte : {sid, static_cast<unsigned char>(0x01), level}) {
+        body.push_8(byte);
+    }
+    for (char const digit : password) {
+        body.push_8(static_cast<unsigned char>(digit & 0x0F));
+    }
+    meter::push_frame(out, body);
+}
+
+void pdu::close(ByteList& out, unsigned char sid) {
+    push_request(out, {sid, 0x02});
+}
+
+void pdu::read_array(ByteList& out, unsigned char sid, c_param const* cp) {
+    push_request(out, {sid, 0x05, static_cast<unsigned char>(cp->arr_num << 4 | (cp->month & 0x0F)), cp->tarif});
+}
+
+void pdu::read_param(ByteList& out, unsigned char sid, c_param const* cp) {
+    push_request(out, {sid, 0x08, 0x11, static_cast<unsigned char>(cp->bwri)});
+}
+
+int pdu::exp_resp_size(c_param const* cp) {
+    switch (cp->reg_type) {
+        case reg_array12:
+            return 15;
+        case reg_array16:
+            return 19;
+        default:
+            return cp->value_type == vt_m6 || cp->value_type == vt_m7 ? 5 : 6;
+    }
+}
+
+int pdu::parse_error(unsigned char const* buf, int len, unsigned char sid, CBase const* log) {
+    if (buf == nullptr || len < short_reply || buf[0] != sid) {
+        return status_unknown;
+    }
+    int const status = std::min<int>(buf[1], status_unknown);
+    if (status != status_ok && log != nullptr) {
+        log->Logf(xCommon::lmtError, "ошибка при выполнении операции : %s.", status_texts[status]);
+    }
+    return status;
+}
+
+}  // namespace merc_2xx

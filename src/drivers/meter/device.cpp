@@ -1,0 +1,139 @@
+#include "drivers/meter/device.h"
+
+#include "drivers/meter/frame.h"
+#include "foundation/xexception.h"
+#include "runtime/exchange.h"
+
+namespace meter {
+
+using xCommon::lmtError;
+using xCommon::xString;
+
+device::device(IBase* port_object, CBase* node, Family const& family)
+    : DevBase(port_object, node), config_(dynamic_cast<c_dev*>(node)), family_(family) {
+    if (config_ == nullptr) {
+        throw xCommon::xExceptionf("#%s : ctor : узел не является счётчиком.", cfg->name);
+    }
+}
+
+void device::Poll(long long now) {
+    take_line();
+    for (auto const& child : cfg->children) {
+        port->CheckMessage(this);
+        auto* const param = dynamic_cast<CParam*>(child.get());
+        if (param == nullptr || !is_due_here(*param, now)) {
+            continue;
+        }
+        if (port->line_ready && !ready_link(now)) {
+            return;
+        }
+        param->last_poll = now;
+        poll_counted(*param);
+    }
+    if (family_.counts_for_device) {
+        CheckFault();
+    }
+}
+
+/// Other devices may have closed the line behind their poll, and a port with `poll_reconnect` leaves it to its devices
+/// to open it anew.
+void device::take_line() {
+    port->check_for_personal_rs(this);
+    if (port->line_released || port->cport->poll_reconnect) {
+        line().reopen();
+        port->line_released = false;
+    }
+}
+
+bool device::is_due_here(CParam& param, long long now) const {
+    if (!param.enabled || !param.is_due(now)) {
+        return false;
+    }
+    if (is_own(param)) {
+        return true;
+    }
+    param.last_poll = now;
+    param.Log(lmtError, "параметр не является параметром этого счётчика : опрос пропущен.");
+    return false;
+}
+
+void device::poll_counted(CParam& param) {
+    long long const own = family_.counts_for_device ? 1 : 0;
+    ++port->polls;
+    polls += own;
+    try {
+        if (!poll_or_fail(param)) {
+            ++port->errors;
+            errors += own;
+        }
+    } catch (std::exception const& e) {
+        param.Logf(lmtError, family_.poll_exception, e.what());
+        port->errors += family_.counts_exception ? 1 : 0;
+    }
+}
+
+bool device::poll_or_fail(CParam& param) {
+    if (port->line_ready) {
+        return poll_param(&param);
+    }
+    // The line could not be set up for this device: an answer could only come from somebody else.
+    BaseResult failed;
+    port->publish_result(failed, this, &param);
+    return false;
+}
+
+bool device::poll_param(CParam* param) {
+    if (param == nullptr || !is_own(*param)) {
+        return false;
+    }
+    try {
+        BaseResult result = ask(*param);
+        port->publish_result(result, this, param);
+        return result.is_ok;
+    } catch (std::exception const& e) {
+        // A value that can't be decoded is an error without an "r": the meter has answered.
+        cfg->Logf(lmtError, family_.param_exception, e.what());
+        return false;
+    }
+}
+
+std::span<unsigned char const> device::link_dialogue(xCommon::ByteList const& frame, LinkStep const& step) {
+    line();  // a stopped port has none
+    std::string const head = step.trace;
+    int const length = exchange::load(*port, frame, (head + " : запрос").c_str());
+    exchange::send(*port, length);
+    int const got = exchange::receive(*port, 0, step.most, (head + " : ответ").c_str());
+    if (got < step.least) {
+        cfg->Logf(lmtError, "%s : ответ не получен.", step.line);
+        return {};
+    }
+    std::span<unsigned char const> const reply(port->buffer, static_cast<size_t>(got));
+    if (reply.front() != slave_address()) {
+        cfg->Logf(lmtError, "%s : не совпали SlaveId.", step.line);
+        return {};
+    }
+    if (is_refused(reply)) {
+        return {};
+    }
+    if (!crc_fits(reply)) {
+        cfg->Logf(lmtError, "%s : не совпали CRC.", step.line);
+        return {};
+    }
+    return reply;
+}
+
+void device::send_request(CParam const& param, xCommon::ByteList const& frame, char const* label) {
+    line().flush();
+    line().set_timeout(param.rto, param.sto);
+    int const length = exchange::load(*port, frame, label);
+    exchange::send(*port, length);
+}
+
+iTran& device::line() {
+    if (!port->tran) {
+        throw xCommon::xException("порт остановлен");
+    }
+    return *port->tran;
+}
+
+}  // namespace meter

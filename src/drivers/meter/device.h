@@ -1,0 +1,70 @@
+#pragma once
+
+#include <span>
+#include <string>
+
+#include "drivers/meter/config.h"
+#include "runtime/dev_base.h"
+#include "runtime/port_base.h"
+
+namespace meter {
+
+/// What the families do differently around one and the same poll cycle.
+struct Family {
+    char const* poll_exception;   ///< line on the parameter for what its poll lets out, with one "%s"
+    char const* param_exception;  ///< line on the device for what its exchange lets out, with one "%s"
+    bool counts_for_device;       ///< the device's own counters move, and a fault check ends the cycle
+    bool counts_exception;        ///< an exception of a poll is an error of the port
+};
+
+/// How the opening or the closing of a session names itself, and the size of its reply.
+struct LinkStep {
+    char const* trace;  ///< head of the labels in the traces
+    char const* line;   ///< head of the lines in the log
+    int least;          ///< bytes of a reply at least
+    int most;           ///< bytes that are read
+};
+
+/// Run-time object of one meter with a session. Owned by its port, whose worker alone calls it.
+class device : public DevBase {
+ public:
+    device(IBase* port_object, CBase* node, Family const& family);
+
+    /// One poll cycle. `poll_reconnect` has no effect here: a session lives on the line that stays open.
+    void Poll(long long now) override;
+    bool poll_param(CParam* param) override;
+    std::string get_device_name() override { return cfg->name; }
+
+    /// The session stands, as far as is known here.
+    bool opened = false;
+
+ protected:
+    /// A parameter may name another family's class as its `type`.
+    virtual bool is_own(CParam const& param) const = 0;
+    /// Sees to the session before a due parameter is asked for; false ends the cycle.
+    virtual bool ready_link(long long now) = 0;
+    /// One read exchange for a parameter of its own. What can't be decoded raises an exception.
+    virtual BaseResult ask(CParam& param) = 0;
+    /// A reply to opening or closing that refuses; it has been told then.
+    virtual bool is_refused(std::span<unsigned char const> /*reply*/) { return false; }
+
+    /// Sends the frame of an opening or closing and gives its reply, empty behind a line for one that isn't good.
+    std::span<unsigned char const> link_dialogue(xCommon::ByteList const& frame, LinkStep const& step);
+    /// Sends a request on a line that holds nothing of before, with the parameter's time-outs.
+    void send_request(CParam const& param, xCommon::ByteList const& frame, char const* label);
+
+    unsigned char slave_address() const { return static_cast<unsigned char>(config_->sid & 0xFF); }
+    /// Raises an xException on a port that has been stopped.
+    iTran& line();
+
+ private:
+    void take_line();
+    bool is_due_here(CParam& param, long long now) const;
+    void poll_counted(CParam& param);
+    bool poll_or_fail(CParam& param);
+
+    c_dev* config_;
+    Family const& family_;
+};
+
+}  // namespace meter

@@ -1,0 +1,98 @@
+#include "drivers/milur/config.h"
+
+#include "config/constants.h"
+#include "config/utils.h"
+#include "foundation/jutils.h"
+#include "foundation/xexception.h"
+
+namespace milur {
+
+using xCommon::jUtils;
+using xCommon::xExceptionf;
+using xCommon::xString;
+
+namespace {
+
+const std::string type_word = "milur";
+
+CBFac const registrars[] = {{type_word + suffix_cdev, c_dev::create}, {type_word + suffix_cparam, c_param::create}};
+
+struct ValueRow {
+    int value_type;
+    int bytes;
+    std::string (*text)(unsigned char const* b, int bytes);
+};
+
+std::string signed_text(unsigned char const* b, int bytes) {
+    return xString::Format("%d", static_cast<int>(Utils::LE_int(b, bytes)));
+}
+
+std::string unsigned_text(unsigned char const* b, int bytes) {
+    return xString::Format("%u", static_cast<unsigned int>(Utils::LE_int(b, bytes)));
+}
+
+std::string digits(unsigned char const* b, int /*bytes*/) {
+    return Utils::LE_bcd32(b);
+}
+
+/// Three bytes carry no sign to begin with, so that "i24" never reads as negative: installations count on it.
+constexpr ValueRow value_rows[] = {{vt_i32, 4, signed_text},
+                                   {vt_u16, 2, unsigned_text},
+                                   {vt_u24, 3, unsigned_text},
+                                   {vt_i24, 3, signed_text},
+                                   {vt_bcd32, 4, digits}};
+
+}  // namespace
+
+c_dev::c_dev(CBase* port_node, Json::Value& node) : meter::c_dev(port_node, node, "milur::c_dev::ctor : #%s") {
+    std::string const templ = jUtils::get_string(node, "templ", "");
+    if (!templ.empty()) {
+        Logf(xCommon::lmtTrace, "milur::c_dev::ctor : загрузка шаблона : %s.", templ);
+        LoadTemplate(templ, this, type_word);
+    }
+    Load(this, node, "params", suffix_cparam, type_word);
+    if (children.empty()) {
+        throw xExceptionf("milur::c_dev::ctor : #%s : устройство не содержит ни одного параметра.", name);
+    }
+}
+
+CBase* c_dev::create(CBase* parent, Json::Value& node) {
+    return new c_dev(parent, node);
+}
+
+c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
+    if (!jUtils::has(node, "object_id")) {
+        throw xExceptionf("milur::c_param::ctor : %s : не указан атрибут 'object_id'.", name);
+    }
+    object_id = static_cast<unsigned int>(jUtils::get_int(node, "object_id", 0));
+}
+
+CBase* c_param::create(CBase* parent, Json::Value& node) {
+    return new c_param(parent, node);
+}
+
+void c_param::Compare(Json::Value& node) {
+    if (node.empty()) {
+        return;
+    }
+    object_id = static_cast<unsigned int>(jUtils::get_int(node, "object_id", static_cast<int>(object_id)));
+    CParam::Compare(node);
+}
+
+std::string c_param::getValueFromBuf(unsigned char const* b, int n) const {
+    if (b == nullptr || n <= 0) {
+        throw xExceptionf("milur::getValueFromBuf : %s # пустое значение.", name);
+    }
+    for (ValueRow const& row : value_rows) {
+        if (row.value_type != value_type) {
+            continue;
+        }
+        if (n < row.bytes) {
+            throw xExceptionf("milur::getValueFromBuf : %s # буфер слишком мал для значения.", name);
+        }
+        return row.text(b, row.bytes);
+    }
+    throw xExceptionf("milur::getValueFromBuf : недопустимый value_type %d.", value_type);
+}
+
+}  // namespace milur

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+
+#include "config/cparam.h"
+#include "drivers/meter/config.h"
+
+/// Electricity meters of the Milur family.
+namespace milur {
+
+/// Configuration of a meter, type word "milur".
+class c_dev : public meter::c_dev {
+ public:
+    /// Raises an xExceptionf for a missing port or `sid`, and for a device without parameters.
+    c_dev(CBase* port_node, Json::Value& node);
+    static CBase* create(CBase* parent, Json::Value& node);
+};
+
+/// Configuration of one object of a meter, and its reading from a reply.
+class c_param : public CParam {
+ public:
+    /// Raises an xExceptionf for a missing `object_id`.
+    c_param(CBase* device, Json::Value& node);
+    static CBase* create(CBase* parent, Json::Value& node);
+
+    void Compare(Json::Value& node) override;
+    /// Text of the value in `n` bytes of data. Raises an xExceptionf for no or too few bytes, and for a value type that
+    /// meters don't have.
+    std::string getValueFromBuf(unsigned char const* b, int n) const;
+
+    unsigned int object_id = 0;  ///< the wire carries its low byte
+};
+
+}  // namespace milur

@@ -1,0 +1,201 @@
+#include "drivers/pulsartcp/device.h"
+
+#include <vector>
+
+#include "config/constants.h"
+#include "config/process.h"
+#include "drivers/pulsartcp/pdu.h"
+#include "foundation/xexception.h"
+#include "foundation/xmisc.h"
+#include "runtime/exchange.h"
+
+namespace pulsartcp {
+
+using xCommon::lmtError;
+using xCommon::lmtInfo;
+using xCommon::lmtTrace;
+using xCommon::xExceptionf;
+using xCommon::xMisc;
+using xCommon::xString;
+
+namespace {
+
+IBFac const registrar("pulsar-tcp" + suffix_dev, dev::create);
+
+/// How long a meter is left alone behind a connection.
+constexpr int rest_ms = 3000;
+
+char const* text_of(bool value) {
+    return value ? "true" : "false";
+}
+
+/// The member under the key, or null.
+template <typename Map, typename Key>
+auto const* find(Map const& map, Key const& key) {
+    auto const found = map.find(key);
+    return found == map.end() ? nullptr : &found->second;
+}
+
+/// Null with `br.err` set when there is none.
+Handler const* find_handler(c_dev const& config, c_param const& param, BaseResult& br) {
+    auto const* const functions = find(config.handlers, config.type_device);
+    if (functions == nullptr) {
+        // The type word, not the kind that was looked up: the text is known so.
+        br.err = xString::Format("ОШИБКА : неизвестное устройство : %s", param.type);
+        return nullptr;
+    }
+    auto const* const parameters = find(*functions, param.function);
+    if (parameters == nullptr) {
+        br.err = xString::Format("ОШИБКА : неизвестный номер функции : %d", param.function);
+        return nullptr;
+    }
+    Handler const* const handler = find(*parameters, static_cast<unsigned short>(param.parameter_number));
+    if (handler == nullptr) {
+        br.err = xString::Format("ОШИБКА : неизвестный номер параметра : %u", param.parameter_number);
+    }
+    return handler;
+}
+
+}  // namespace
+
+dev::dev(IBase* port_object, CBase* node) : DevBase(port_object, node), config_(dynamic_cast<c_dev*>(node)) {
+    if (config_ == nullptr) {
+        throw xExceptionf("#%s : ctor : узел не является счётчиком Пульсар.", cfg->name);
+    }
+}
+
+IBase* dev::create(IBase* port_object, CBase* node) {
+    return new dev(port_object, node);
+}
+
+void dev::Poll(long long now) {
+    cfg->Logf(lmtTrace, "\nДЛИТЕЛЬНОСТЬ ОПРОСА : %d\nnow : %d\nthis->LastPoll : %d\ncbase->poll_interval : %d",
+              now - cfg->last_poll, now, cfg->last_poll, cfg->poll_interval);
+    if (!cfg->is_due(now)) {
+        return;
+    }
+    cfg->last_poll = now;
+    if (!port->tran->is_open()) {
+        port->tran->open();  // true of a peer that is away, too
+        bool const open = port->tran->is_open();
+        cfg->Logf(lmtError, "port->tran->is_open() : %s", text_of(open));
+        if (!open) {
+            return;
+        }
+    }
+    for (auto const& child : cfg->children) {
+        port->CheckMessage(this);
+        auto* param = dynamic_cast<CParam*>(child.get());
+        if (param == nullptr || !param->enabled) {
+            continue;
+        }
+        count_poll();
+        try {
+            if (!poll_param(param)) {
+                count_error();
+            }
+        } catch (std::exception const& e) {
+            count_error();
+            param->Logf(lmtError, "Poll : исключение при опросе параметра : %s.", e.what());
+        }
+    }
+    if (port->tran->is_open()) {
+        port->tran->close();
+        xMisc::delay(rest_ms);
+    }
+}
+
+bool dev::poll_param(CParam* param) {
+    if (param == nullptr) {
+        return false;
+    }
+    xMisc::delay(config_->delay);
+    // Null for a parameter of another driver's class, whose poll fails.
+    auto* asked = dynamic_cast<c_param*>(param);
+    BaseResult result;
+    try {
+        result = get_response(asked);
+    } catch (std::exception const& e) {
+        recover(*param, e);
+        return false;
+    }
+    if (asked != nullptr) {
+        param = asked;
+    }
+    param->Logf(lmtTrace, "\nbr.err = %s\nbr.is_crc_ok = %s\nbr.is_ok = %s\nbr.result = %s", result.err,
+                text_of(result.is_crc_ok), text_of(result.is_ok), result.result);
+    port->publish_result(result, this, param);
+    return result.is_ok;
+}
+
+BaseResult dev::get_response(c_param*& param) {
+    BaseResult result;
+    if (param == nullptr) {
+        result.err = "запрос проигнорирован : нулевой указатель _pulsartcp_param";
+        return result;
+    }
+    pdu::init_parameter_handlers(config_->handlers);
+    param->Log(lmtInfo, "pulsar_tcp::начало опроса.");
+    port->tran->set_timeout(param->rto, param->sto);
+    param->Logf(lmtInfo, "\n_pulsartcp_param->rto : %d\n_pulsartcp_param->sto : %d", param->rto, param->sto);
+
+    unsigned short const id = pdu::random_id();
+    xCommon::ByteList frame;
+    pdu::read(frame, config_->sid, param->function, param->parameter_number, id, param);
+    constexpr char title[] = "dev_pulsar_tcp::get_response : запрос";
+    int const length = exchange::load(*port, frame, title);
+    if (xCommon::xLog::gv != nullptr) {
+        // At all times; option -h only makes it stand there twice.
+        xCommon::xLog::gv->PrintHex(port->buffer, length, title);
+    }
+    int const sent = exchange::send(*port, length);
+    if (sent <= 0) {
+        throw xExceptionf("tcp_write : size = %d", sent);
+    }
+    // One read: a response isn't gathered from pieces.
+    int const got = port->tran->read(port->buffer, PortBase::buffer_size);
+    if (got <= 0) {
+        result.err = xString::Format("ответ НЕ получен : ошибка чтения : %d", got);
+        if (read_failed) {
+            throw xExceptionf("tcp_read : size = %d", got);
+        }
+        read_failed = true;
+        return result;
+    }
+    // Behind the read: a request that nothing at all came for isn't waited for any longer.
+    config_->save_request.emplace(id, param);
+    param->Logf(lmtTrace, "\nerror size = %d\nsave_request.size() = %d", got, config_->save_request.size());
+    if (pdu::check_frame(config_, param, result, port->buffer, got) != 0) {
+        return result;
+    }
+
+    std::vector<unsigned char> payload(port->buffer, port->buffer + got);
+    param->Logf(lmtTrace, "_pulsartcp_param->type = %s", param->type);
+    pdu::cut_payload(payload);
+    Handler const* const handler = find_handler(*config_, *param, result);
+    if (handler == nullptr) {
+        return result;
+    }
+    // Twice, for the log and for the result: one that turns its bytes round shows them here and publishes them there.
+    std::string const shown = (*handler)(payload);
+    param->Logf(lmtTrace, "ВЫВОД РЕЗУЛЬТАТА : %s", shown);
+    result.result = (*handler)(payload);
+    result.is_ok = true;
+    return result;
+}
+
+/// A connection that broke for the second time may be down to this process: it is made anew, and the whole process
+/// replaced through its file watch.
+void dev::recover(CParam const& param, std::exception const& error) {
+    port->tran->close();
+    xMisc::delay(rest_ms);
+    param.Logf(lmtError, "\nОшибка выполнения запроса PULSAR-TCP\nПопытка переподключения: %s",
+               text_of(port->tran->open()));
+    param.Logf(lmtError, "исключение при опросе : %s", error.what());
+    read_failed = false;
+    if (int const status = touch_configuration(); status >= 0) {
+        param.Logf(lmtError, "Выходной код : %d", status);
+    }
+}
+
+}  // namespace pulsartcp

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <exception>
+#include <string>
+
+#include "drivers/pulsartcp/config.h"
+#include "runtime/dev_base.h"
+
+namespace pulsartcp {
+
+/// The dialogue with one meter. Owned by its port, whose worker alone calls it.
+class dev : public DevBase {
+ public:
+    dev(IBase* port_object, CBase* node);
+    static IBase* create(IBase* port_object, CBase* node);
+
+    /// One sweep: when the device is due, every enabled parameter over one connection, which is closed behind it for
+    /// three seconds at least. There is no fault check.
+    void Poll(long long now) override;
+    using DevBase::ProcMessage;
+    /// Nothing is written to a meter, and nothing subscribed for one.
+    bool ProcMessage(std::string& /*topic*/, std::string& /*payload*/) override { return false; }
+    bool poll_param(CParam* param) override;
+    std::string get_device_name() override { return cfg->name; }
+
+    /// One exchange. When the answer is that to an older request, `param` becomes the parameter of that one. Raises an
+    /// xException when the connection has to be given up.
+    BaseResult get_response(c_param*& param);
+
+    /// A read has failed since the start or the last recovery. Good exchanges in between don't clear it.
+    bool read_failed = false;
+
+ private:
+    void recover(CParam const& param, std::exception const& error);
+
+    c_dev* config_;
+};
+
+}  // namespace pulsartcp

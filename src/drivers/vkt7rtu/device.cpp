@@ -1,0 +1,203 @@
+#include "drivers/vkt7rtu/device.h"
+
+#include <algorithm>
+
+#include "config/constants.h"
+#include "config/process.h"
+#include "drivers/vkt7rtu/pdu.h"
+#include "drivers/vkt7rtu/registers.h"
+#include "drivers/vkt7rtu/reply.h"
+#include "foundation/xexception.h"
+#include "foundation/xmisc.h"
+#include "runtime/command_connection.h"
+#include "runtime/exchange.h"
+
+namespace vkt7rtu {
+
+using xCommon::ByteList;
+using xCommon::lmtError;
+using xCommon::lmtTrace;
+using xCommon::xString;
+
+namespace {
+
+IBFac const registrar("vkt7-rtu" + suffix_dev, dev::create);
+
+constexpr char trace_prefix[] = "vkt7-rtu : ";
+
+}  // namespace
+
+dev::dev(IBase* port_object, CBase* node) : DevBase(port_object, node), config_(dynamic_cast<c_dev*>(node)) {
+    if (config_ == nullptr) {
+        throw xCommon::xExceptionf("#%s : ctor : узел не является тепловычислителем ВКТ-7.", cfg->name);
+    }
+}
+
+IBase* dev::create(IBase* port_object, CBase* node) {
+    return new dev(port_object, node);
+}
+
+std::vector<dev::Command> dev::commands() {
+    std::vector<Command> result;
+    auto const add = [&](std::string const& control, CParam* param, bholding::bitem const* item) {
+        result.push_back({xString::Format(topic_on, get_device_name(), control), param, item});
+    };
+    for (auto const& child : cfg->children) {
+        auto const reg = register_of(child.get());
+        if (!reg || reg->param->read_only) {
+            continue;
+        }
+        if (reg->own == nullptr || reg->own->reg_type != reg_holding_bit) {
+            add(reg->param->name, reg->param, nullptr);
+        } else if (reg->own->bits) {
+            for (bholding::bitem const& item : reg->own->bits->items) {
+                add(item.control_name(), reg->param, &item);
+            }
+        }
+    }
+    return result;
+}
+
+void dev::ProcConnect() {
+    std::vector<xMQ::subsItem> items;
+    for (Command const& command : commands()) {
+        items.push_back({command.topic, 2});
+        cfg->Logf(lmtTrace, "subscribe on : %s.", command.topic);
+    }
+    port->mq_subscribe(items);
+}
+
+bool dev::ProcMessage(std::string& topic, std::string& payload) {
+    cfg->Logf(lmtTrace, "ProcMessage : %s = %s.", topic, payload);
+    if (!xString::EndsWith(topic, "/on")) {
+        return false;
+    }
+    std::vector<Command> const all = commands();
+    auto const command =
+        std::find_if(all.begin(), all.end(), [&topic](Command const& entry) { return entry.topic == topic; });
+    if (command == all.end()) {
+        return false;
+    }
+    if (command->item != nullptr && payload != "0" && payload != "1") {
+        command->param->Logf(lmtError, "значение %s нельзя писать в бит %s.", payload, command->item->name);
+    }
+    if (cfg->poll_reconnect) {
+        // Nothing is written, but the line is left as behind any command.
+        CommandConnection const connection(*this);
+    }
+    return true;
+}
+
+bool dev::poll_param(CParam* base_param) {
+    if (base_param == nullptr) {
+        return false;
+    }
+    auto const reg = register_of(base_param);
+    if (!reg) {
+        base_param->Log(lmtError, "параметр не является параметром ВКТ-7 : опрос пропущен.");
+        return false;
+    }
+    xCommon::xMisc::delay(reg->poll_delay);
+    try {
+        BaseResult result = read(*reg);
+        if (reg->own != nullptr && reg->own->has_bits() && result.is_ok) {
+            if (reg->own->bits) {
+                reg->own->bits->publish(this, result);
+            }
+        } else {
+            port->publish_result(result, this, reg->param);
+        }
+        return result.is_ok;
+    } catch (std::exception const& e) {
+        reg->param->Logf(lmtError, "исключение при опросе : %s", e.what());
+        // A fault that the driver can't explain: the file watch answers the touch with a new process.
+        touch_configuration();
+        return false;
+    }
+}
+
+bool dev::request(ByteList const& frame, CParam* param, unsigned char sid, std::string const& label) {
+    reply_ = {};
+    unsigned char* const buffer = port->buffer;
+    int got = 0;
+    try {
+        port->tran->flush();
+        port->tran->set_timeout(param->rto, param->sto);
+        int const length = exchange::load(*port, frame, (trace_prefix + label).c_str());
+        int const sent = exchange::send(*port, length);
+        if (sent < 1) {
+            param->Logf(lmtError, "ошибка записи в rs-порт, записано [%d] байт", sent);
+            return false;
+        }
+        // The length of a reply isn't known ahead: one read, ended by its time-out.
+        got = port->tran->read(buffer, PortBase::buffer_size);
+    } catch (...) {
+        param->Log(lmtError, "общая ошибка чтения/записи порта");
+        return false;
+    }
+    if (got < 1) {
+        param->Logf(lmtError, "ошибка чтения из rs-порта, прочитано [%d] байт", got);
+        return false;
+    }
+    trace_hex(buffer, got, std::string(trace_prefix) + "ответ");
+    // As of a whole head, also when less has come: the rest of it is then the request's own, and the CRC refuses it.
+    if (!pdu::check_head(param, sid, buffer, pdu::head_size)) {
+        return false;
+    }
+    std::span<unsigned char const> const reply(buffer, static_cast<size_t>(got));
+    if (!pdu::check_crc(reply)) {
+        param->Log(lmtError, "ответ НЕ получен : не совпали CRC.");
+        return false;
+    }
+    reply_ = reply;
+    return true;
+}
+
+BaseResult dev::read(Register const& reg) {
+    BaseResult result;
+    CParam* const param = reg.param;
+    auto const sid = static_cast<unsigned char>(config_->sid & 0xFF);
+    auto const ask = [&](char const* label, auto build, auto... arguments) {
+        ByteList frame;
+        build(frame, sid, param, arguments...);
+        return request(frame, param, sid, label);
+    };
+
+    if (!ask("1. Запрос «Начало сеанса связи»", pdu::open_session) ||
+        !ask("2. Запрос на чтение данных (версия сервера)", pdu::read_data)) {
+        return result;
+    }
+    config_->server_version = Reply::server_version(reply_);
+    param->Logf(lmtTrace, "Версия сервера: 0x%02x", config_->server_version);
+
+    if (!ask("3. Запрос на установку типа значений (свойства)", pdu::write_values, pdu::kind_properties) ||
+        !ask("4. Запрос на запись перечня свойств для чтения", pdu::write_elements_for_read) ||
+        !ask("5. Запрос на чтение перечня свойств", pdu::read_data)) {
+        return result;
+    }
+    Reply::Precisions const precisions = Reply::precisions(*param, reply_);
+
+    RegisterRow const* const row = find_register(reg.reg_addr);
+    if (row == nullptr) {
+        param->Logf(lmtError, "Регистр [0x%02x] не используется при получении (итоговых) текущих значений",
+                    reg.reg_addr);
+        return result;
+    }
+    if (!ask("6. Запрос на запись типа значений ((итоговые) текущие значения)", pdu::write_values, row->kind) ||
+        !ask("7. Запрос на чтение перечня текущих значений", pdu::read_active_elements_list) ||
+        !Reply::has_register(*param, reply_, reg.reg_addr)) {
+        return result;
+    }
+
+    if (!ask("8. Запрос на чтение перечня элементов для чтения (значения)", pdu::read_parameters, reg.reg_addr) ||
+        !ask("9. Запрос на чтение данных (значения)", pdu::read_data)) {
+        return result;
+    }
+    int const digits = row->precision == no_precision ? 0 : precisions[static_cast<size_t>(row->precision)];
+    result.result = Reply::value(*param, reply_, *row, digits);
+    result.is_ok = !result.result.empty();
+    result.is_crc_ok = result.is_ok;
+    return result;
+}
+
+}  // namespace vkt7rtu

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "drivers/vkt7rtu/config.h"
+#include "foundation/byte_list.h"
+#include "runtime/dev_base.h"
+
+namespace vkt7rtu {
+
+/// The dialogue with one calculator, gone through from its beginning for each value. Takes subscriptions as a Modbus
+/// slave does, but writes nothing.
+class dev : public DevBase {
+ public:
+    dev(IBase* port_object, CBase* node);
+    static IBase* create(IBase* port_object, CBase* node);
+
+    void ProcConnect() override;
+    using DevBase::ProcMessage;
+    /// Recognises the topics and drops what they bring.
+    bool ProcMessage(std::string& topic, std::string& payload) override;
+    /// An exception ends in a restart of the process.
+    bool poll_param(CParam* param) override;
+    std::string get_device_name() override { return cfg->name; }
+
+    /// One exchange; false after a line in the parameter's log. The reply stands in last_reply().
+    bool request(xCommon::ByteList const& frame, CParam* param, unsigned char sid, std::string const& label);
+    /// The whole dialogue for one value.
+    BaseResult read(Register const& reg);
+    /// The last good reply, with its CRC; valid up to the next request.
+    std::span<unsigned char const> last_reply() const { return reply_; }
+
+ private:
+    /// A topic on which commands come, and what it is about.
+    struct Command {
+        std::string topic;
+        CParam* param;
+        bholding::bitem const* item;  ///< null except for a bit
+    };
+    std::vector<Command> commands();
+
+    c_dev* config_;
+    std::span<unsigned char const> reply_;
+};
+
+}  // namespace vkt7rtu

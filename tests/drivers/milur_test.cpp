@@ -1,0 +1,284 @@
+// Milur meters: frames, values and the dialogue, against scripts of requests and replies.
+
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "config/process.h"
+#include "drivers/milur/device.h"
+#include "drivers/milur/pdu.h"
+#include "support/driver_rig.h"
+#include "support/log_capture.h"
+#include "support/sample_config.h"
+
+using milur::c_param;
+using milur::pdu;
+using testing::ElementsAre;
+
+namespace {
+
+constexpr char open_request[] = "05 08 00 5C A7 31 E2 0D 9B E6 B2";
+constexpr char opened_reply[] = "05 08 00 66 01";
+constexpr char close_request[] = "05 09 01 A6 51";
+constexpr char ask[] = "05 01 20 61 89";
+constexpr char answer[] = "05 01 20 05 00 09 00 C8 8A";
+constexpr char voltage[] = R"({"name": "v", "object_id": 32, "value_type": "u24"})";
+
+/// Meter 5 that lets itself be opened and closed, and has 2304 as its object 32.
+class Milur : public DriverRig {
+ public:
+    explicit Milur(std::string const& params = voltage)
+        : DriverRig(R"({"name": "m", "type": "milur", "sid": 5, "poll_interval": 0, "params": [)" + params + "]}") {
+        line().script.on(open_request, opened_reply).on(close_request, close_request).on(ask, answer);
+    }
+
+    milur::dev& meter() { return dev<milur::dev>(); }
+};
+
+c_param param(std::string const& keys) {
+    Json::Value node = sample::json(R"({"name": "v", "object_id": 1, )" + keys + "}");
+    return c_param(nullptr, node);
+}
+
+}  // namespace
+
+TEST(MilurConfig, KeysAndFaults) {
+    LogCapture const log;
+    DriverRig rig(R"({"name": "a", "type": "milur"}, {"name": "b", "type": "milur", "sid": 1},
+                     {"name": "c", "type": "milur", "sid": "0x105", "templ": "away", "params": [
+                        {"name": "no"}, {"name": "v", "object_id": 2, "value_type": "u16"},
+                        {"name": "v", "object_id": 288, "value_type": "u24", "unit": "V"}]})");
+    EXPECT_TRUE(log.has("milur::c_dev::ctor : #a : не указан аргумент 'sid'."));
+    EXPECT_TRUE(log.has("milur::c_dev::ctor : #b_1 : устройство не содержит ни одного параметра."));
+    EXPECT_TRUE(log.has("[4] [c_261] milur::c_dev::ctor : загрузка шаблона : away."));
+    EXPECT_TRUE(log.has("[3] [c_261] ошибка при обработке шаблона 'away'."));
+    EXPECT_TRUE(log.has("milur::c_param::ctor : no : не указан атрибут 'object_id'."));
+    EXPECT_EQ(rig.param<c_param>().object_id, 288U);
+    EXPECT_EQ(rig.param<c_param>().unit, "V");
+    EXPECT_EQ(rig.dev<milur::dev>().get_device_name(), "c_261");
+    // Low bytes of address and object on the wire, and in the comparison.
+    rig.line().script.on(ask, answer);
+    EXPECT_TRUE(rig.dev<milur::dev>().poll_param(&rig.param<c_param>()));
+    EXPECT_THAT(rig.published(), ElementsAre("v=2304"));
+    Json::Value node = sample::json(R"({"name": "m"})");
+    EXPECT_THROW(milur::c_dev(nullptr, node), std::exception);
+}
+
+TEST(MilurValue, OfEachWord) {
+    struct Row {
+        char const* type;
+        char const* data;
+        char const* text;
+    };
+    constexpr char short_buffer[] = "milur::getValueFromBuf : v # буфер слишком мал для значения.";
+    Row const rows[] = {
+        {"i32", "15 CD 5B 07", "123456789"},
+        {"i32", "FF FF FF FF", "-1"},
+        {"i32", "00 00 00 80", "-2147483648"},
+        {"i32", "00 00 00", short_buffer},
+        {"u16", "34 12", "4660"},
+        {"u16", "FF FF 01", "65535"},
+        {"u16", "34", short_buffer},
+        {"u24", "56 34 12", "1193046"},
+        {"u24", "FF FF FF", "16777215"},
+        {"i24", "FF FF FF", "16777215"},
+        {"i24", "FF FF", short_buffer},
+        {"bcd32", "12 34 56 78", "87654321"},
+        {"bcd32", "00 00 00 AB", ";:000000"},
+        {"bcd32", "12 34 56", short_buffer},
+        {"u32", "00 00 00 00", "milur::getValueFromBuf : недопустимый value_type 6."},
+        {"u16", "", "milur::getValueFromBuf : v # пустое значение."},
+    };
+    for (Row const& row : rows) {
+        c_param const p = param(R"("value_type": ")" + std::string(row.type) + "\"");
+        hex::Bytes const data = hex::bytes(row.data);
+        std::string text;
+        try {
+            text = p.getValueFromBuf(data.data(), static_cast<int>(data.size()));
+        } catch (std::exception const& e) {
+            text = e.what();
+        }
+        EXPECT_EQ(text, row.text) << row.type << " of " << row.data;
+    }
+}
+
+TEST(MilurPdu, CodesOfARefusal) {
+    struct Row {
+        char const* reply;
+        int code;
+        char const* text;
+    };
+    Row const rows[] = {{"05 81 00 00", 0, "Ok"},
+                        {"05 81 01 00", 1, "Некорректный идентификатор функции"},
+                        {"05 81 05 00", 5, "Запрос принят, начата обработка"},
+                        {"05 81 08 00", 8, "Сеанс связи закрыт"},
+                        {"05 81 0D 00", 13, "Неверный пароль"},
+                        {"05 81 0E 00", 14, "Не задано расписание управления освещением"},
+                        {"05 81 0F 00", 15, "Получен мусор"},
+                        {"05 81 FF 00", 15, "Получен мусор"},
+                        {"05 81 08", 15, ""},
+                        {"04 81 08 00", 15, ""}};
+    c_param const node = param(R"("value_type": "u16")");
+    for (Row const& row : rows) {
+        LogCapture const log;
+        hex::Bytes const reply = hex::bytes(row.reply);
+        EXPECT_EQ(pdu::parse_error(reply.data(), static_cast<int>(reply.size()), 5, &node), row.code) << row.reply;
+        std::vector<std::string> expected;
+        if (*row.text != '\0') {
+            expected.push_back(std::string("[3] [v] milur::parse_error : операция НЕ выполнена : ") + row.text + ".");
+        }
+        EXPECT_EQ(log.entries(), expected);
+    }
+    EXPECT_EQ(pdu::check_head(&node, 5, nullptr, 4), 0);
+}
+
+TEST(MilurDevice, OpeningAndClosing) {
+    struct Row {
+        char const* reply;
+        char const* line;
+    };
+    Row const rows[] = {
+        {"05 08 00 66 01", ""},
+        {"05 08 77 26 27", ""},
+        {"", "%s : ответ не получен."},
+        {"05 08 00 66", "%s : ответ не получен."},
+        {"06 08 00 96 01", "%s : не совпали SlaveId."},
+        {"05 08 00 01 66", "%s : не совпали CRC."},
+        {"05 88 0D 00 00", "milur::parse_error : операция НЕ выполнена : Неверный пароль."},
+    };
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.reply);
+        bool const good = *row.line == '\0';
+        Milur rig;
+        rig.line().script.on(open_request, row.reply).on(close_request, row.reply);
+        auto const expected = [&](std::string const& step, std::vector<std::string> lines) {
+            if (!good) {
+                lines.push_back("[3] [m_5] " + xCommon::xString::Replace(row.line, "%s", step));
+            } else if (step == "milur::Start") {
+                lines.emplace_back("[4] [m_5] milur::Start : сеанс с устройством открыт.");
+            }
+            return lines;
+        };
+        rig.meter().opened = true;
+        LogCapture log;
+        EXPECT_EQ(rig.meter().Start(), good);
+        EXPECT_EQ(rig.meter().opened, good);
+        EXPECT_EQ(log.entries(), expected("milur::Start", {"[4] [m_5] milur::Start : открытие сессии."}));
+        log.clear();
+        rig.meter().opened = true;
+        rig.meter().Stop();
+        EXPECT_FALSE(rig.meter().opened);
+        EXPECT_EQ(log.entries(), expected("milur::Stop", {"[4] [m_5] milur::Stop :закрытие сессии."}));
+    }
+}
+
+TEST(MilurDevice, FaultsOfARead) {
+    struct Row {
+        char const* reply;
+        int count;
+        char const* line;
+        bool published = true;
+        bool closed = false;
+    };
+    constexpr char timeout[] = "[3] [v] milur::check_head : операция НЕ выполнена: timeout.";
+    constexpr char torn[] = "[3] [v] milur::get_response : ответ НЕ получен : timeout.";
+    constexpr char crc[] = "[3] [v] milur::get_response : ответ НЕ получен : не совпали CRC.";
+    Row const rows[] = {
+        {"", 0, timeout},
+        {"05 01 20", 0, timeout},
+        {"06 01 20 05 00 09 00 FB 8A", 0, "[3] [v] milur::check_head : операция НЕ выполнена : не совпали SlaveId."},
+        {"05 81 06 81 93", 0, "[3] [v] milur::parse_error : операция НЕ выполнена : Устройство занято."},
+        {"05 81 00 01 91", 0, "[3] [v] milur::parse_error : операция НЕ выполнена : Ok."},
+        {"05 81 08 00 57", -1, "[3] [v] milur::parse_error : операция НЕ выполнена : Сеанс связи закрыт.", true, true},
+        {"05 01 20 00", 0, ""},
+        {"05 01 20 05", 5, torn},
+        {"05 01 20 05 00 09 00 C8", 5, torn},
+        {"05 01 20 FF 00 09 00 C8 8A", 255, torn},
+        {"05 01 20 05 00 09 00 8A C8", 5, crc},
+        // One byte, and even one that goes with the count as a CRC of the three ahead.
+        {"05 01 20 01 00", 1, crc},
+        {"05 7C 03 01 00", 1, crc},
+        {"05 01 20 02 C9 29", 2,
+         "[3] [m_5] milur::poll_param : исключение при опросе : milur::getValueFromBuf : v # пустое значение.", false},
+        {"05 01 20 04 00 09 B7 89", 4,
+         "[3] [m_5] milur::poll_param : исключение при опросе : milur::getValueFromBuf : v # буфер слишком мал для "
+         "значения.",
+         false},
+    };
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.reply);
+        Milur rig;
+        rig.meter().Start();
+        rig.line().script.once(ask, row.reply);
+        LogCapture const log;
+        rig.meter().Poll(1000000);
+        EXPECT_EQ(rig.published(), row.published ? std::vector<std::string>{"v!"} : std::vector<std::string>());
+        EXPECT_EQ(rig.port().polls, 1);
+        EXPECT_EQ(rig.port().errors, 1);
+        EXPECT_TRUE(rig.meter().fault);
+        EXPECT_EQ(rig.meter().opened, !row.closed);
+        std::vector<std::string> lines = {
+            "[1] [v] milur::get_response : начало опроса.",
+            "[4] [v] milur::get_response::check_head (recv_size) = " + std::to_string(row.count)};
+        if (*row.line != '\0') {
+            lines.insert(row.count > 0 ? lines.end() : lines.end() - 1, row.line);
+        }
+        EXPECT_EQ(log.entries(), lines);
+        rig.line().sent.clear();
+        rig.meter().Poll(1000001);
+        EXPECT_THAT(rig.published(), ElementsAre("v=2304"));
+        EXPECT_FALSE(rig.meter().fault);
+        EXPECT_EQ(rig.line().sent, row.closed ? (std::vector<std::string>{close_request, open_request, ask})
+                                              : std::vector<std::string>{ask});
+    }
+}
+
+TEST(MilurDevice, TheLongestReplyAndOneWithMoreBehind) {
+    Milur rig;
+    std::string zeros;
+    for (int byte = 0; byte < 250; ++byte) {
+        zeros += " 00";
+    }
+    rig.line().script.on(ask, "05 01 20 FF 00 09 00" + zeros + " 42 C5");
+    EXPECT_TRUE(rig.meter().poll_param(&rig.param<c_param>()));
+    rig.line().script.on(ask, std::string(answer) + " 05 01 20 05 FF FF");
+    EXPECT_TRUE(rig.meter().poll_param(&rig.param<c_param>()));
+    EXPECT_TRUE(rig.meter().poll_param(&rig.param<c_param>()));
+    EXPECT_THAT(rig.published(), ElementsAre("v=2304", "v=2304", "v=2304"));
+}
+
+TEST(MilurDevice, AClosedSessionIsTriedForEachParameterAndTheRequestGoesOutAllTheSame) {
+    Milur rig(std::string(voltage) + R"(, {"name": "w", "object_id": 32, "value_type": "u24"},
+        {"name": "foreign", "type": "mb-rtu", "reg_addr": 1})");
+    rig.line().script.on(open_request, "05 88 0D C6 04");
+    LogCapture const log;
+    rig.meter().Poll(1000000);
+    EXPECT_THAT(rig.line().sent, ElementsAre(close_request, open_request, ask, close_request, open_request, ask));
+    EXPECT_THAT(rig.published(), ElementsAre("v=2304", "w=2304"));
+    EXPECT_EQ(log.count("[4] [m_5] milur::Poll : сессию открыть не удалось."), 2);
+    EXPECT_EQ(log.count("[3] [foreign] параметр не является параметром этого счётчика : опрос пропущен."), 1);
+    EXPECT_EQ(rig.port().polls, 2);
+    EXPECT_EQ(rig.port().errors, 0);
+    rig.line().script.on(open_request, opened_reply);
+    rig.line().sent.clear();
+    rig.meter().Poll(2000000);
+    EXPECT_THAT(rig.line().sent, ElementsAre(close_request, open_request, ask, ask))
+        << "and no limit of time closes it";
+}
+
+TEST(MilurDevice, FramesAreTracedUnderTheirLabels) {
+    Milur rig;
+    LogCapture const log(false);
+    PH::IsPrintHex = true;
+    rig.meter().Poll(1000000);
+    PH::IsPrintHex = false;
+    EXPECT_THAT(log.entries(),
+                ElementsAre("[1] milur::Stop : запрос : 05 09 01 A6 51", "[1] milur::Stop : ответ : 05 09 01 A6 51",
+                            "[1] milur::Start : запрос : 05 08 00 5C A7 31 E2 0D 9B E6 B2",
+                            "[1] milur::Start : ответ : 05 08 00 66 01", "[1] [v] milur::get_response : начало опроса.",
+                            "[1] milur::get_response : запрос : 05 01 20 61 89",
+                            "[1] milur::get_response : заголовок ответа : 05 01 20 05",
+                            "[1] milur::get_response : ответ : 00 09 00 C8 8A"));
+}
