@@ -413,9 +413,11 @@ TEST(Pulsar, WhatHasNoDecoder) {
         EXPECT_THAT(meter.published(), ElementsAre("v!"));
         EXPECT_EQ(log.count(std::string("[4] [v] \nbr.err = ") + row.reason + "\nbr.is_crc_ok = false\n"), 1);
     }
+    LogCapture const log(false);
     Meter foreign(R"({"name": "v", "type": "media_ctrl"})");
     EXPECT_FALSE(foreign.meter().poll_param(&foreign.param<CParam>()));
     EXPECT_THAT(foreign.published(), ElementsAre("v!"));
+    EXPECT_TRUE(log.has("[3] [v] параметр не является параметром Пульсар : опрос пропущен."));
     EXPECT_THAT(foreign.line().sent, IsEmpty());
     EXPECT_FALSE(foreign.meter().poll_param(nullptr));
     std::string topic = "/devices/m_12345678/controls/v/on";

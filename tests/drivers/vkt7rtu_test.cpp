@@ -304,7 +304,7 @@ TEST(Vkt7, LyingByteCounts) {
     }
     for (size_t size = 0; size < 5; ++size) {
         hex::Bytes const frame(size, 0x03);
-        EXPECT_EQ(Decoder::server_version(frame), 0);
+        EXPECT_FALSE(Decoder::server_version(frame));
         EXPECT_EQ(Decoder::value(log_param, frame, plain, 2), "");
         EXPECT_FALSE(Decoder::has_register(log_param, frame, 3));
         EXPECT_EQ(Decoder::precisions(log_param, frame), Decoder::Precisions{});
@@ -363,6 +363,7 @@ TEST(Vkt7, ParametersOfOtherClasses) {
     EXPECT_THROW(pdu::read_data(out, 1, nullptr), std::exception);
     try {
         pdu::write_values(out, 1, nullptr, 4);
+        ADD_FAILURE();
     } catch (std::exception const& e) {
         EXPECT_STREQ(e.what(), "pdu::write_values : param == (nil)");
     }

@@ -23,7 +23,7 @@ namespace emera {
 /// BCC of a request: the low 7 bits of the sum of all bytes from the command up to and including ETX. Of an answer: the
 /// same, from behind its STX (or SOH) on, which itself isn't counted.
 ///
-/// Register ET0PE() of meter 12, and the answer ET0PE(1.5):
+/// Register ET0PE() of meter 12, and its answer, which has "1.5" in the brackets:
 ///   2F 3F 31 32 21 01 52 31 02 45 54 30 50 45 28 29 03 37
 ///   02 45 54 30 50 45 28 31 2E 35 29 03 46
 class epdu {

@@ -112,6 +112,9 @@ bool dev::poll_param(CParam* param) {
     xMisc::delay(config_->delay);
     // Null for a parameter of another driver's class, whose poll fails.
     auto* asked = dynamic_cast<c_param*>(param);
+    if (asked == nullptr) {
+        param->Log(lmtError, "параметр не является параметром Пульсар : опрос пропущен.");
+    }
     BaseResult result;
     try {
         result = get_response(asked);

@@ -167,7 +167,9 @@ BaseResult dev::read(Register const& reg) {
         !ask("2. Запрос на чтение данных (версия сервера)", pdu::read_data)) {
         return result;
     }
-    config_->server_version = Reply::server_version(reply_);
+    if (auto const version = Reply::server_version(reply_)) {
+        config_->server_version = *version;
+    }
     param->Logf(lmtTrace, "Версия сервера: 0x%02x", config_->server_version);
 
     if (!ask("3. Запрос на установку типа значений (свойства)", pdu::write_values, pdu::kind_properties) ||

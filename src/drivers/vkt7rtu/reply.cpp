@@ -42,8 +42,8 @@ std::string with_point(std::string text, int digits) {
 
 }  // namespace
 
-unsigned char Reply::server_version(Frame frame) {
-    return frame.size() > version_offset ? frame[version_offset] : 0;
+std::optional<unsigned char> Reply::server_version(Frame frame) {
+    return frame.size() > version_offset + pdu::crc_size ? std::optional(frame[version_offset]) : std::nullopt;
 }
 
 Reply::Precisions Reply::precisions(CParam const& param, Frame frame) {

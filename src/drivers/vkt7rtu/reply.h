@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -27,8 +28,8 @@ class Reply {
     using Frame = std::span<unsigned char const>;
     using Precisions = std::array<unsigned char, precision_count>;
 
-    /// Byte of the version of the calculator's server; 0 when the answer is too short for one.
-    static unsigned char server_version(Frame frame);
+    /// Byte of the version of the calculator's server, unless the answer is too short for one.
+    static std::optional<unsigned char> server_version(Frame frame);
     /// Precisions that the answer lacks are 0.
     static Precisions precisions(CParam const& param, Frame frame);
     /// True when the register is on the list.
