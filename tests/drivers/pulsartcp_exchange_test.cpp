@@ -17,6 +17,7 @@
 #include "drivers/pulsartcp/pdu.h"
 #include "foundation/xexception.h"
 #include "support/driver_rig.h"
+#include "support/hex.h"
 #include "support/log_capture.h"
 #include "support/sample_config.h"
 #include "support/temp_folder.h"
@@ -32,26 +33,11 @@ namespace {
 
 constexpr char address[] = "12 34 56 78 ";
 
-/// A frame with its CRC, computed bit by bit.
-std::string framed(std::string const& text) {
-    hex::Bytes bytes = hex::bytes(text);
-    unsigned int crc = 0xFFFF;
-    for (unsigned char const byte : bytes) {
-        crc ^= byte;
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = (crc & 1U) != 0 ? (crc >> 1U) ^ 0xA001U : crc >> 1U;
-        }
-    }
-    bytes.push_back(static_cast<unsigned char>(crc & 0xFFU));
-    bytes.push_back(static_cast<unsigned char>(crc >> 8U));
-    return hex::text(bytes);
-}
-
 /// The answer to the request with this id, given as it goes over the wire.
 std::string response(int function, std::string const& payload, std::string const& id) {
     hex::Bytes bytes = {static_cast<unsigned char>(function),
                         static_cast<unsigned char>(10 + hex::bytes(payload).size())};
-    return framed(address + hex::text(bytes) + payload + id);
+    return hex::with_crc16(address + hex::text(bytes) + payload + id);
 }
 
 std::string param(std::string const& name, int function, int number, std::string const& keys = "") {
@@ -292,7 +278,7 @@ TEST(Pulsar, ResponsesThatAreRefused) {
         auto* asked = &meter.param<c_param>();
         BaseResult result;
         // Just as long as what came, so that a sanitizer sees a read behind it.
-        hex::Bytes frame = hex::bytes(row.crc ? framed(row.frame) : row.frame);
+        hex::Bytes frame = hex::bytes(row.crc ? hex::with_crc16(row.frame) : row.frame);
         frame.shrink_to_fit();
         EXPECT_EQ(pdu::check_frame(&config, asked, result, frame.data(), static_cast<int>(frame.size())), row.code);
         EXPECT_EQ(result.err, row.code == 0 ? "" : std::string("ответ НЕ получен : ") + row.reason);
@@ -305,7 +291,7 @@ TEST(Pulsar, ResponsesThatAreRefused) {
     EXPECT_EQ(log.count("[4] [asked] id : 48878"), 1);
 
     // A parameter of function 0 can't be told from an error, and a meter without an address has none to compare.
-    hex::Bytes frame = hex::bytes(framed("12 34 56 78 00 0C 0A 00 EF BE"));
+    hex::Bytes frame = hex::bytes(hex::with_crc16("12 34 56 78 00 0C 0A 00 EF BE"));
     for (auto const& [sid, code] : {std::pair{12345678U, -6}, {0U, -4}}) {
         open->function = 0;
         config.sid = sid;
@@ -361,7 +347,7 @@ TEST(Pulsar, PayloadsAreCutByTheLengthByte) {
     // From end to end: the id of this length lies in the length byte itself.
     Meter meter(param("v", 10, 0));
     meter.config().save_request[0x5509] = &meter.param<c_param>();
-    meter.answer = [](std::string const&) { return framed("12 34 56 78 0A 09 55 00 00 00"); };
+    meter.answer = [](std::string const&) { return hex::with_crc16("12 34 56 78 0A 09 55 00 00 00"); };
     EXPECT_TRUE(meter.poll());
     EXPECT_THAT(meter.published(), ElementsAre("v=0"));
 }
@@ -393,6 +379,28 @@ TEST(Pulsar, LateAnswersGoToTheParameterThatAsked) {
     EXPECT_TRUE(meter.poll(0));
     EXPECT_THAT(meter.published(), ElementsAre("b=-1"));
     EXPECT_EQ(open.size(), 0xFFFFU);
+}
+
+TEST(Pulsar, AFaultOfALateAnswerIsThatOfItsParameter) {
+    Meter meter(param("a", 10, 2, R"(, "rto": 30, "sto": 40)") + ", " + param("b", 10, 2));
+    std::string first;
+    meter.answer = [&](std::string const& id) {
+        first = id;
+        hex::Bytes foreign = hex::bytes(id);
+        foreign.front() ^= 1U;
+        return response(10, "01 00", hex::text(foreign));
+    };
+    EXPECT_FALSE(meter.poll(0));
+    meter.answer = [&](std::string const& /*id*/) {
+        std::string damaged = response(10, "01 00", first);
+        damaged.back() = damaged.back() == '0' ? '1' : '0';
+        return damaged;
+    };
+    EXPECT_FALSE(meter.poll(1));
+    EXPECT_THAT(meter.published(), ElementsAre("a!", "a!"));
+    ASSERT_EQ(meter.config().save_request.size(), 1U) << "the request of b is the open one";
+    EXPECT_EQ(meter.config().save_request.begin()->second->name, "b");
+    EXPECT_EQ(meter.line().timeouts.front(), "30 40");
 }
 
 TEST(Pulsar, WhatHasNoDecoder) {

@@ -15,6 +15,7 @@
 #include "drivers/vkt7rtu/pdu.h"
 #include "drivers/vkt7rtu/reply.h"
 #include "support/driver_rig.h"
+#include "support/hex.h"
 #include "support/log_capture.h"
 #include "support/sample_config.h"
 #include "support/temp_folder.h"
@@ -29,26 +30,11 @@ namespace {
 
 constexpr size_t steps = 9;
 
-/// A frame with its CRC, computed bit by bit.
-std::string framed(std::string const& text) {
-    hex::Bytes bytes = hex::bytes(text);
-    unsigned int crc = 0xFFFF;
-    for (unsigned char const byte : bytes) {
-        crc ^= byte;
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = (crc & 1U) != 0 ? (crc >> 1U) ^ 0xA001U : crc >> 1U;
-        }
-    }
-    bytes.push_back(static_cast<unsigned char>(crc & 0xFFU));
-    bytes.push_back(static_cast<unsigned char>(crc >> 8U));
-    return hex::text(bytes);
-}
-
 /// An answer to a read: slave 1, the byte count, the data.
 std::string data_reply(std::string const& text) {
     hex::Bytes bytes = hex::bytes(text);
     bytes.insert(bytes.begin(), {0x01, 0x03, static_cast<unsigned char>(bytes.size())});
-    return framed(hex::text(bytes));
+    return hex::with_crc16(hex::text(bytes));
 }
 
 std::string repeated(std::string const& text, int times) {
@@ -77,7 +63,7 @@ std::string active(std::vector<int> const& numbers) {
 }
 
 constexpr char version_byte[] = "30";
-const std::string written = framed("01 10 3F FF 00 00");
+const std::string written = hex::with_crc16("01 10 3F FF 00 00");
 
 std::string param(std::string const& keys) {
     return R"({"name": "v", )" + keys + "}";
@@ -102,10 +88,10 @@ class Heat : public DriverRig {
 
     std::array<std::string, steps> replies = {written,
                                               data_reply(repeated("00 ", 61) + version_byte),
-                                              framed("01 10 3F FD 00 00"),
+                                              hex::with_crc16("01 10 3F FD 00 00"),
                                               written,
                                               properties({0, 1, 2, 3, 4, 5, 6, 7}),
-                                              framed("01 10 3F FD 00 00"),
+                                              hex::with_crc16("01 10 3F FD 00 00"),
                                               active({3, 19}),
                                               written,
                                               data_reply("D2 04 00 00 C0 00")};
@@ -228,9 +214,9 @@ TEST(Vkt7, EveryStepCanFail) {
     Row const rows[] = {
         {"", "ошибка чтения из rs-порта, прочитано [0] байт"},
         {"01 03 02 00 00 B8 45", "ответ НЕ получен : не совпали CRC."},
-        {framed("02 03 00"), "операция НЕ выполнена : не совпадают sid"},
-        {framed("01 83 02"), "операция НЕ выполнена : Адрес данных, указанный в запросе, недоступен"},
-        {framed("01 90 FF"), "операция НЕ выполнена : Неизвестная ошибка"},
+        {hex::with_crc16("02 03 00"), "операция НЕ выполнена : не совпадают sid"},
+        {hex::with_crc16("01 83 02"), "операция НЕ выполнена : Адрес данных, указанный в запросе, недоступен"},
+        {hex::with_crc16("01 90 FF"), "операция НЕ выполнена : Неизвестная ошибка"},
         {"01", "ответ НЕ получен : не совпали CRC."},
         {"01 03", "ответ НЕ получен : не совпали CRC."},
         {"FF", "операция НЕ выполнена : не совпадают sid"},

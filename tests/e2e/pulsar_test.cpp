@@ -45,15 +45,7 @@ std::string answer_to(std::span<unsigned char const> request, std::string const&
     frame.insert(frame.end(), payload.begin(), payload.end());
     hex::Bytes const echoed = hex::bytes(id.empty() ? hex::text(request.subspan(request.size() - 4, 2)) : id);
     frame.insert(frame.end(), echoed.begin(), echoed.end());
-    unsigned int crc = 0xFFFF;
-    for (unsigned char const byte : frame) {
-        crc ^= byte;
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = (crc & 1U) != 0 ? (crc >> 1U) ^ 0xA001U : crc >> 1U;
-        }
-    }
-    frame.push_back(static_cast<unsigned char>(crc & 0xFFU));
-    frame.push_back(static_cast<unsigned char>(crc >> 8U));
+    hex::push_crc16(frame);
     return hex::text(frame);
 }
 

@@ -38,18 +38,6 @@ struct Plan {
     std::map<int, std::string> values = {};
 };
 
-void push_crc(hex::Bytes& bytes) {
-    unsigned int crc = 0xFFFF;
-    for (unsigned char const byte : bytes) {
-        crc ^= byte;
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = (crc & 1U) != 0 ? (crc >> 1U) ^ 0xA001U : crc >> 1U;
-        }
-    }
-    bytes.push_back(static_cast<unsigned char>(crc & 0xFFU));
-    bytes.push_back(static_cast<unsigned char>(crc >> 8U));
-}
-
 /// A line with calculators of several addresses.
 class Calculators {
  public:
@@ -151,7 +139,7 @@ class Calculators {
         if (fault == Fault::count_too_large || fault == Fault::count_zero) {
             reply[2] = fault == Fault::count_zero ? 0 : 0xFF;
         }
-        push_crc(reply);
+        hex::push_crc16(reply);
         reply.back() ^= fault == Fault::bad_crc ? 0xFF : 0;
         return {.hex = hex::text(reply)};
     }

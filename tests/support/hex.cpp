@@ -39,6 +39,24 @@ std::string text(std::span<unsigned char const> data) {
     return result;
 }
 
+void push_crc16(Bytes& frame) {
+    unsigned int crc = 0xFFFF;
+    for (unsigned char const byte : frame) {
+        crc ^= byte;
+        for (int bit = 0; bit < 8; ++bit) {
+            crc = (crc & 1U) != 0 ? (crc >> 1U) ^ 0xA001U : crc >> 1U;
+        }
+    }
+    frame.push_back(static_cast<unsigned char>(crc & 0xFFU));
+    frame.push_back(static_cast<unsigned char>(crc >> 8U));
+}
+
+std::string with_crc16(std::string const& frame) {
+    Bytes data = bytes(frame);
+    push_crc16(data);
+    return text(data);
+}
+
 std::string with_crc32(std::string const& frame) {
     Bytes data = bytes(frame);
     unsigned long const crc = ::crc32(0, data.data(), static_cast<unsigned int>(data.size()));
