@@ -7,6 +7,8 @@
 #include "config/constants.h"
 #include "config/cport.h"
 #include "foundation/xmisc.h"
+#include "gpio/config.h"
+#include "gpio/worker.h"
 #include "runtime/ibase.h"
 
 using xCommon::global_logf;
@@ -63,4 +65,22 @@ int start_ports(Config const& config, int started) {
         global_logf(lmtInfo, "--- %s : начало рабочего цикла", start_word);
     }
     return started;
+}
+
+int start_gpio(Json::Value const& settings) {
+    try {
+        std::unique_ptr<xgpio::config_t> config = xgpio::config_t::Load(settings);
+        if (!config) {
+            return 0;
+        }
+        auto worker = std::make_unique<xgpio::worker>(std::move(config));
+        if (!worker->Run()) {
+            return 0;
+        }
+        static_cast<void>(worker.release());
+        return 1;
+    } catch (std::exception const& e) {
+        global_logf(lmtError, "xgpio : исключение при запуске : %s.", e.what());
+        return 0;
+    }
 }

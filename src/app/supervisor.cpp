@@ -150,9 +150,13 @@ void Supervisor::watch_file() {
 
 void Supervisor::start() {
     std::unique_ptr<Config> config;
+    Json::Value gpio;
     {
         Normalised normalised = normalise(xCommon::jUtils::Load(cfg_name));
         config.reset(Config::Load(normalised.config));
+        if (normalised.is_xgpio) {
+            gpio = std::move(normalised.xgpio);
+        }
     }
     if (!config) {
         global_log(lmtError, "Ошибка чтения/парсинга файла конфигурации.\nРежим ожидания...");
@@ -160,7 +164,7 @@ void Supervisor::start() {
     }
     // The ports hold on to the tree: it lives to the end of the process.
     Config const& tree = *config.release();
-    start_ports(tree, 0);
+    start_ports(tree, gpio.isNull() ? 0 : start_gpio(gpio));
     xLog::gv->set_max_size(tree.log.max_size);
     xLog::gv->set_debug(tree.log.is_debug || options_.debug);
     xLog::gv->set_second(options_.verbose);

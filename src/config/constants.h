@@ -16,6 +16,12 @@ extern const std::string path_log_name;
 extern const std::string path_templates;
 extern const std::string path_config_first;
 extern const std::string path_config_second;
+// The kernel's GPIO lines; the line's number goes in for "%d".
+extern const std::string path_gpio_export;
+extern const std::string path_gpio_unexport;
+extern const std::string path_gpio_direction;
+extern const std::string path_gpio_edge;
+extern const std::string path_gpio_value;
 
 // Suffixes of the registry keys. Nothing is registered under ".param".
 inline const std::string suffix_cport = ".cport";

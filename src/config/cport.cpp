@@ -84,13 +84,18 @@ CDev::CDev(CBase* parent_node, Json::Value& node) : CBase(parent_node, node) {
     }
 }
 
-void CDev::load_params(Json::Value& node, std::string const& type_word, char const* label) {
+void CDev::load_list(Json::Value& node, std::string const& type_word, std::string const& list_word) {
     std::string const templ = jUtils::get_string(node, "templ", "");
     if (!templ.empty()) {
         Logf(xCommon::lmtTrace, "загрузка шаблона : %s.", templ);
         LoadTemplate(templ, this, type_word);
     }
-    Load(this, node, "params", suffix_cparam, type_word);
+    Load(this, node, "params", suffix_cparam, list_word.empty() ? type_word : list_word);
+}
+
+void CDev::load_params(Json::Value& node, std::string const& type_word, char const* label,
+                       std::string const& list_word) {
+    load_list(node, type_word, list_word);
     if (children.empty()) {
         throw xExceptionf("#%s : %s : устройство не содержит ни одного параметра.", name, label);
     }

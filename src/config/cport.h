@@ -47,7 +47,11 @@ class CDev : public CBase {
     std::string display_name;
 
  protected:
-    /// What every driver's constructor ends with: the template `templ` first, so that the device's own `params` can
-    /// change single keys of it. Raises an xExceptionf with the label if no parameter comes of it.
-    void load_params(Json::Value& node, std::string const& type_word, char const* label = "ctor");
+    /// The template `templ` first, so that the device's own `params` can change single keys of it. `list_word` is the
+    /// type of elements of `params` that have none, if it isn't that of the template's.
+    void load_list(Json::Value& node, std::string const& type_word, std::string const& list_word = "");
+    /// What nearly every driver's constructor ends with: load_list(). Raises an xExceptionf with the label if no
+    /// parameter comes of it.
+    void load_params(Json::Value& node, std::string const& type_word, char const* label = "ctor",
+                     std::string const& list_word = "");
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 
 namespace xCommon {
@@ -26,12 +27,13 @@ class xSystem {
     static void mem_usage(double& vm, double& resident);
 };
 
-/// Clocks. Both are whole seconds of the calendar; mono() is the calendar at process start plus steady time since, so
-/// that a clock set back or forth doesn't move it.
+/// Clocks. time() and mono() are whole seconds of the calendar; mono() is the calendar at process start plus steady
+/// time since, so that a clock set back or forth doesn't move it. steady() is for shorter spans.
 class xtime {
  public:
     static long long time();
     static long long mono();
+    static std::chrono::steady_clock::time_point steady();
 };
 
 }  // namespace xCommon

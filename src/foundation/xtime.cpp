@@ -3,7 +3,7 @@
 
 #include "foundation/xmisc.h"
 
-// The two clocks stand in a source of their own, so that a test links another one in its place.
+// The clocks stand in a source of their own, so that a test links another one in its place.
 
 namespace xCommon {
 
@@ -25,6 +25,10 @@ long long xtime::time() {
 long long xtime::mono() {
     auto const since = std::chrono::steady_clock::now() - process_start.steady;
     return process_start.calendar + std::chrono::duration_cast<std::chrono::seconds>(since).count();
+}
+
+std::chrono::steady_clock::time_point xtime::steady() {
+    return std::chrono::steady_clock::now();
 }
 
 }  // namespace xCommon

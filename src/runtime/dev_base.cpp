@@ -24,12 +24,17 @@ DevBase::DevBase(IBase* port_object, CBase* node)
 }
 
 void DevBase::Poll(long long now) {
-    port->check_for_personal_rs(this);
-    reopen_released_line();
+    if (cfg->poll_reconnect) {
+        port->check_for_personal_rs(this);
+    } else {
+        take_line();
+    }
     if (cfg->all_params) {
         if (!poll_whole(now)) {
             return;
         }
+    } else if (cfg->children.empty()) {
+        port->CheckMessage(this);  // a bridge alone on its port lives by messages
     } else {
         for (auto const& child : cfg->children) {
             // Between any two parameters, so that a write doesn't wait for the end of a long cycle.
@@ -47,9 +52,10 @@ void DevBase::Poll(long long now) {
     CheckFault();
 }
 
-/// A device without `poll_reconnect` on a line that others connect for themselves alone would find it closed for ever.
-void DevBase::reopen_released_line() {
-    if (!cfg->poll_reconnect && port->tran && (port->line_released || port->cport->poll_reconnect)) {
+/// On a line that others connect for themselves alone, a device that doesn't do so would find it closed for ever.
+void DevBase::take_line() {
+    port->check_for_personal_rs(this);
+    if (port->tran && (port->line_released || port->cport->poll_reconnect)) {
         port->tran->reopen();
         port->line_released = false;
     }
@@ -59,12 +65,10 @@ void DevBase::poll_one(CParam& param, long long now) {
     param.last_poll = now;
     count_poll();
     try {
-        if (!port->line_ready) {
-            fail_param(param);
-            return;
+        if (port->line_ready) {
+            open_for_poll();
         }
-        open_for_poll();
-        if (!poll_param(&param)) {
+        if (!poll_or_fail(param)) {
             count_error();
         }
     } catch (std::exception const& e) {
@@ -91,7 +95,8 @@ bool DevBase::poll_whole(long long now) {
             if (param != nullptr && param->enabled && param->is_due(now)) {
                 param->last_poll = now;
                 count_poll();
-                fail_param(*param);
+                count_error();
+                poll_or_fail(*param);
             }
         }
     } catch (std::exception const& e) {
@@ -101,11 +106,14 @@ bool DevBase::poll_whole(long long now) {
     return true;
 }
 
-/// The line could not be set up for this device: an answer could only come from somebody else, so none is asked for.
-void DevBase::fail_param(CParam& param) {
-    count_error();
+bool DevBase::poll_or_fail(CParam& param) {
+    if (port->line_ready) {
+        return poll_param(&param);
+    }
+    // An answer could only come from somebody else, so none is asked for.
     BaseResult failed;
     port->publish_result(failed, this, &param);
+    return false;
 }
 
 void DevBase::open_for_poll() {

@@ -43,11 +43,14 @@ class DevBase : public IBase {
     /// Counts one failed poll, for the device and the port.
     void count_error();
     void count_poll();
+    /// Head of a Poll that doesn't open the line by itself: gives it this device's settings, and opens it where others
+    /// close it behind their polls.
+    void take_line();
+    /// poll_param(), or a failed result where the line could not be set up for this device.
+    bool poll_or_fail(CParam& param);
 
  private:
     void poll_one(CParam& param, long long now);
     bool poll_whole(long long now);
-    void fail_param(CParam& param);
     void open_for_poll();
-    void reopen_released_line();
 };

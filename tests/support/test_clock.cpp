@@ -13,6 +13,7 @@
 namespace {
 
 std::atomic<long long> own_offset = 0;
+std::atomic<long long> steady_offset_ms = 0;
 
 /// The offset in force: the shared file's, if the environment names one, else this process's own.
 std::atomic<long long>& offset() {
@@ -37,8 +38,13 @@ void advance(long long seconds) {
     offset() += seconds;
 }
 
+void advance_steady(long long milliseconds) {
+    steady_offset_ms += milliseconds;
+}
+
 void reset() {
     offset() = 0;
+    steady_offset_ms = 0;
 }
 
 }  // namespace test_clock
@@ -51,6 +57,10 @@ long long xtime::time() {
 
 long long xtime::mono() {
     return ::time(nullptr) + offset();
+}
+
+std::chrono::steady_clock::time_point xtime::steady() {
+    return std::chrono::steady_clock::now() + std::chrono::milliseconds(steady_offset_ms);
 }
 
 }  // namespace xCommon

@@ -6,6 +6,8 @@ namespace test_clock {
 
 /// Moves the clock of this process by `seconds`, forth or back.
 void advance(long long seconds);
+/// Moves the steady clock of this process.
+void advance_steady(long long milliseconds);
 /// Back to the real time.
 void reset();
 

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "sim/dcon.h"
 #include "sim/dlms_meter.h"
 #include "sim/emera.h"
 #include "sim/media_controller.h"
@@ -42,6 +43,7 @@ constexpr Kind kinds[] = {
     {"milur", numbered<Milur>},
     {"set-4tm", numbered<Set4tm>},
     {"emera", numbered<Emera>},
+    {"dcon", numbered<Dcon>},
     {"pulsar", numbered<Pulsar>},
 };
 

@@ -35,16 +35,6 @@ void device::Poll(long long now) {
     }
 }
 
-/// Other devices may have closed the line behind their poll, and a port with `poll_reconnect` leaves it to its devices
-/// to open it anew.
-void device::take_line() {
-    port->check_for_personal_rs(this);
-    if (port->line_released || port->cport->poll_reconnect) {
-        line().reopen();
-        port->line_released = false;
-    }
-}
-
 bool device::is_due_here(CParam& param, long long now) const {
     if (!param.enabled || !param.is_due(now)) {
         return false;
@@ -70,16 +60,6 @@ void device::poll_counted(CParam& param) {
         param.Logf(lmtError, family_.poll_exception, e.what());
         port->errors += family_.counts_exception ? 1 : 0;
     }
-}
-
-bool device::poll_or_fail(CParam& param) {
-    if (port->line_ready) {
-        return poll_param(&param);
-    }
-    // The line could not be set up for this device: an answer could only come from somebody else.
-    BaseResult failed;
-    port->publish_result(failed, this, &param);
-    return false;
 }
 
 bool device::poll_param(CParam* param) {

@@ -58,10 +58,8 @@ class device : public DevBase {
     iTran& line();
 
  private:
-    void take_line();
     bool is_due_here(CParam& param, long long now) const;
     void poll_counted(CParam& param);
-    bool poll_or_fail(CParam& param);
 
     c_dev* config_;
     Family const& family_;

@@ -1,0 +1,232 @@
+#include "drivers/dcon/device.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "config/constants.h"
+#include "config/process.h"
+#include "drivers/dcon/pdu.h"
+#include "foundation/xexception.h"
+#include "runtime/command_connection.h"
+#include "runtime/port_base.h"
+
+namespace dcon {
+
+using xCommon::ByteList;
+using xCommon::lmtError;
+using xCommon::lmtInfo;
+using xCommon::lmtTrace;
+using xCommon::xString;
+
+namespace {
+
+IBFac const registrar("dcon" + suffix_dev, dev::create);
+
+/// Behind the data and the checksum of an answer.
+constexpr int end_size = 1;
+
+/// For option -h: this protocol is read as text, without the carriage return that would break the line.
+void trace_text(c_param const& param, char const* format, std::span<unsigned char const> bytes) {
+    if (PH::IsPrintHex) {
+        param.Logf(lmtTrace, format, xString::Replace(pdu::text_of(bytes), "\r", ""));
+    }
+}
+
+}  // namespace
+
+dev::dev(IBase* port_object, CBase* node) : DevBase(port_object, node), config_(dynamic_cast<c_dev*>(node)) {
+    if (config_ == nullptr) {
+        throw xCommon::xExceptionf("#%s : ctor : узел не является модулем DCON.", cfg->name);
+    }
+}
+
+IBase* dev::create(IBase* port_object, CBase* node) {
+    return new dev(port_object, node);
+}
+
+void dev::Poll(long long now) {
+    take_line();
+    for (auto const& child : cfg->children) {
+        // Between any two parameters, so that a write doesn't wait for the end of a long cycle.
+        port->CheckMessage(this);
+        auto* const param = dynamic_cast<CParam*>(child.get());
+        if (param == nullptr || !param->enabled || !param->is_due(now)) {
+            continue;
+        }
+        auto* const own = dynamic_cast<c_param*>(param);
+        if (own == nullptr) {
+            param->last_poll = now;
+            param->Log(lmtError, "параметр не является параметром DCON : опрос пропущен.");
+        } else if (own->read_only) {
+            poll_counted(*own, now);
+        }
+    }
+    CheckFault();
+}
+
+void dev::poll_counted(c_param& param, long long now) {
+    param.last_poll = now;
+    count_poll();
+    try {
+        if (!poll_or_fail(param)) {
+            count_error();
+        }
+    } catch (std::exception const& e) {
+        // The port's error alone: an exception is no sign that the module is away.
+        param.Logf(lmtError, "Poll : исключение при опросе параметра : %s.", e.what());
+        ++port->errors;
+    }
+}
+
+bool dev::poll_param(CParam* base_param) {
+    auto* const param = dynamic_cast<c_param*>(base_param);
+    if (param == nullptr) {
+        return false;
+    }
+    try {
+        BaseResult result = get_response(param);
+        if (result.is_ok && param->bits) {
+            param->bits->publish(this, result);
+        } else {
+            port->publish_result(result, this, param);
+        }
+        return result.is_ok;
+    } catch (std::exception const& e) {
+        param->Logf(lmtError, "исключение при опросе : %s", e.what());
+        return false;
+    }
+}
+
+BaseResult dev::get_response(c_param* param) {
+    BaseResult result;
+    if (param == nullptr) {
+        return result;
+    }
+    param->Log(lmtInfo, "начало опроса.");
+    port->tran->flush();
+    port->tran->set_timeout(param->rto, param->sto);
+    ByteList frame;
+    pdu::get_read_cmd(frame, param);
+    if (!send(*param, frame, "запрос : %s")) {
+        return result;
+    }
+    int const head = pdu::get_head_size(param);
+    int const got = receive(*param, 0, head, "заголовок ответа : %s");
+    if (!pdu::check_head(param, port->buffer, got, "")) {
+        return result;
+    }
+    int const data = pdu::get_resp_size(param);
+    int const rest = data + config_->crc_size + end_size;
+    if (receive(*param, head, rest, "ответ : %s") < rest) {
+        param->Log(lmtError, "ответ НЕ получен : timeout.");
+        return result;
+    }
+    if (!check_crc(param, received(head + rest), head + data)) {
+        return result;
+    }
+    result.is_ok = true;
+    result.is_crc_ok = true;
+    result.result = pdu::get_value(param, port->buffer + head, rest);
+    param->Logf(lmtTrace, "получено значение : %s.", result.result);
+    return result;
+}
+
+bool dev::check_crc(c_param const* param, std::span<unsigned char const> reply, int len) {
+    c_dev const& module = *param->device;
+    if (!module.crc_enabled) {
+        return true;
+    }
+    auto const summed = std::min(static_cast<size_t>(std::max(len, 0)), reply.size());
+    ByteList bytes;
+    bytes.push_buf(reply.data(), static_cast<int>(summed));
+    std::string const expected = pdu::calculate_crc(bytes);
+    auto const left = std::min(static_cast<size_t>(module.crc_size), reply.size() - summed);
+    // Text against text: a module that sends lower-case digits is refused.
+    std::string const arrived = pdu::text_of(reply.subspan(summed, left));
+    if (arrived != expected) {
+        param->Logf(lmtError, "не совпали CRC : %s != %s.", arrived, expected);
+        return false;
+    }
+    return true;
+}
+
+std::string dev::on_topic(CParam const& param) {
+    return xString::Format(topic_on, get_device_name(), param.name);
+}
+
+void dev::ProcConnect() {
+    std::vector<xMQ::subsItem> items;
+    for (auto const& child : cfg->children) {
+        auto const* const param = dynamic_cast<c_param const*>(child.get());
+        if (param != nullptr && !param->read_only) {
+            items.push_back({on_topic(*param), 2});
+            cfg->Logf(lmtTrace, "subscribe on : %s.", items.back().topic);
+        }
+    }
+    port->mq_subscribe(items);
+}
+
+bool dev::ProcMessage(std::string& topic, std::string& payload) {
+    cfg->Logf(lmtTrace, "ProcMessage : %s = %s.", topic, payload);
+    if (!xString::EndsWith(topic, topic_on_suffix)) {
+        return false;
+    }
+    for (auto const& child : cfg->children) {
+        auto* const param = dynamic_cast<c_param*>(child.get());
+        if (param != nullptr && !param->read_only && topic == on_topic(*param)) {
+            CommandConnection const connection(*this);
+            write(param, payload);
+            return true;
+        }
+    }
+    return false;
+}
+
+/// With the time-outs in force on the line, those of the poll before.
+void dev::write(c_param* param, std::string const& value) {
+    if (param == nullptr) {
+        return;
+    }
+    param->Logf(lmtInfo, "запись нового значения : %s.", value);
+    // A module answers under the address that it has just been given.
+    std::string const expected_sid = param->cmd == cmd_configure ? value.substr(0, 2) : "";
+    port->tran->flush();
+    ByteList frame;
+    pdu::get_write_cmd(frame, param, value);
+    if (frame.empty() || !send(*param, frame, "write : запрос : %s")) {
+        return;
+    }
+    int const size = pdu::head_size + config_->crc_size + end_size;
+    if (receive(*param, 0, size, "write : ответ : %s") < size) {
+        param->Log(lmtError, "операция НЕ выполнена : timeout.");
+        return;
+    }
+    if (pdu::check_head(param, port->buffer, size, expected_sid) && check_crc(param, received(size), pdu::head_size)) {
+        param->Log(lmtInfo, "операция успешно выполнена.");
+    }
+}
+
+/// False behind a line when nothing went out: on a line that is gone, and for a frame that an overlay left empty.
+bool dev::send(c_param const& param, ByteList const& frame, char const* trace) {
+    int const length = frame.pop_buf(port->buffer, PortBase::buffer_size);
+    trace_text(param, trace, received(length));
+    if (port->tran->write(port->buffer, length) < 1) {
+        param.Log(lmtError, "не удалось отправить запрос : write != size.");
+        return false;
+    }
+    return true;
+}
+
+/// Gathers `count` bytes into the port's buffer; gives how many came.
+int dev::receive(c_param const& param, int offset, int count, char const* trace) {
+    int const got = std::max(port->tran->read_count(port->buffer + offset, count), 0);
+    trace_text(param, trace, received(offset + got).subspan(static_cast<size_t>(offset)));
+    return got;
+}
+
+/// What stands in the port's buffer.
+std::span<unsigned char const> dev::received(int count) const {
+    return {port->buffer, static_cast<size_t>(count)};
+}
+
+}  // namespace dcon

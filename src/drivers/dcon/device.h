@@ -1,0 +1,43 @@
+#pragma once
+
+#include <span>
+#include <string>
+
+#include "drivers/dcon/config.h"
+#include "foundation/byte_list.h"
+#include "runtime/dev_base.h"
+
+namespace dcon {
+
+/// The dialogue with one module. Owned by its port, whose worker alone calls it.
+class dev : public DevBase {
+ public:
+    dev(IBase* port_object, CBase* node);
+    static IBase* create(IBase* port_object, CBase* node);
+
+    /// One poll cycle of what is `read_only`. `poll_reconnect` has no effect on it.
+    void Poll(long long now) override;
+    void ProcConnect() override;
+    using DevBase::ProcMessage;
+    bool ProcMessage(std::string& topic, std::string& payload) override;
+    bool poll_param(CParam* param) override;
+
+    /// One read exchange. A value that can't be decoded raises an xExceptionf.
+    BaseResult get_response(c_param* param);
+    /// One write exchange; its outcome is told in the log alone.
+    void write(c_param* param, std::string const& value);
+    /// True when the checksum behind the first `len` bytes of what arrived fits, or when there are none; false behind
+    /// a line on the parameter.
+    static bool check_crc(c_param const* param, std::span<unsigned char const> reply, int len);
+
+ private:
+    void poll_counted(c_param& param, long long now);
+    std::string on_topic(CParam const& param);
+    bool send(c_param const& param, xCommon::ByteList const& frame, char const* trace);
+    int receive(c_param const& param, int offset, int count, char const* trace);
+    std::span<unsigned char const> received(int count) const;
+
+    c_dev* config_;
+};
+
+}  // namespace dcon

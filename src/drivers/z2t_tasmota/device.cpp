@@ -1,0 +1,188 @@
+#include "drivers/z2t_tasmota/device.h"
+
+#include <vector>
+
+#include <json/writer.h>
+
+#include "config/constants.h"
+#include "foundation/jutils.h"
+#include "foundation/xexception.h"
+#include "runtime/port_base.h"
+
+namespace z2t_tasmota {
+
+using xCommon::jUtils;
+using xCommon::lmtError;
+using xCommon::lmtTrace;
+using xCommon::xString;
+
+namespace {
+
+IBFac const registrar("z2t" + suffix_dev, device_t::create);
+
+/// Null has no members, as an object without any.
+bool has_members(Json::Value const& value) {
+    return value.isObject() || value.isNull();
+}
+
+bool is_text(Json::Value const& value) {
+    return value.isConvertibleTo(Json::stringValue);
+}
+
+/// Without blanks, the keys sorted, a line feed at the end.
+std::string one_line(Json::Value const& value) {
+    Json::StreamWriterBuilder writer;
+    writer["indentation"] = "";
+    return Json::writeString(writer, value) + "\n";
+}
+
+}  // namespace
+
+device_t::device_t(IBase* port_object, CBase* node)
+    : DevBase(port_object, node), config_(dynamic_cast<config_device_t*>(node)) {
+    if (config_ == nullptr) {
+        throw xCommon::xExceptionf("#%s : ctor : узел не является устройством Zigbee.", cfg->name);
+    }
+}
+
+IBase* device_t::create(IBase* port_object, CBase* node) {
+    return new device_t(port_object, node);
+}
+
+std::string device_t::get_device_name() {
+    return xString::Format("%s_%s", config_->cname, config_->sid);
+}
+
+std::string device_t::write_topic(CParam const& param) {
+    return xString::Format(topic_on, get_device_name(), param.name);
+}
+
+void device_t::ProcConnect() {
+    std::vector<xMQ::subsItem> items;
+    for (auto const& child : config_->children) {
+        auto const* param = dynamic_cast<config_param_t const*>(child.get());
+        if (param != nullptr && !param->read_only) {
+            items.push_back({write_topic(*param), 2});
+            cfg->Logf(lmtTrace, "subscribe on : %s.", items.back().topic);
+        }
+    }
+    port->mq_subscribe(items);
+}
+
+bool device_t::ProcMessage(std::string& topic, std::string& payload) {
+    if (!xString::EndsWith(topic, "/on")) {
+        return false;
+    }
+    for (auto const& child : config_->children) {
+        auto* param = dynamic_cast<config_param_t*>(child.get());
+        if (param != nullptr && !param->read_only && topic == write_topic(*param)) {
+            return send_cmd(param, payload);
+        }
+    }
+    return false;
+}
+
+bool device_t::ProcMessage(std::string const& /*topic*/, std::string const& key, Json::Value value) {
+    if (key == "ZbReceived") {
+        return take_report(value);
+    }
+    return key == "ZbState" && take_state(value);
+}
+
+bool device_t::take_report(Json::Value const& report) {
+    if (!has_members(report)) {
+        port->cport->Log(lmtError, "ZbReceived : отчёт не является объектом. Пропущен.");
+        return true;  // no other device could make more of it
+    }
+    // On purpose only reports of one device are served in full: of two, the first one in the order of the names is
+    // served here, and the second name then makes this device decline, and the second device has declined at the first
+    // name. Bridges put one device in a report.
+    for (std::string const& name : report.getMemberNames()) {
+        if (name != config_->sid) {
+            return false;
+        }
+        take_values(report[name]);
+    }
+    return true;
+}
+
+void device_t::take_values(Json::Value const& values) {
+    if (!has_members(values)) {
+        cfg->Log(lmtError, "ZbReceived : отчёт об устройстве не является объектом. Пропущен.");
+        return;
+    }
+    take_endpoint(values);
+    for (auto const& child : config_->children) {
+        auto* param = dynamic_cast<config_param_t*>(child.get());
+        if (param != nullptr && values.isMember(param->z2t_name)) {
+            take_value(*param, values[param->z2t_name]);
+        }
+    }
+}
+
+/// The values of a report stand, whatever its endpoint is.
+void device_t::take_endpoint(Json::Value const& values) {
+    Json::Value const& reported = jUtils::at(values, "Endpoint");
+    if (reported.isNull()) {
+        return;
+    }
+    if (!reported.isConvertibleTo(Json::intValue)) {
+        cfg->Logf(lmtError, "ZbReceived : Endpoint не является числом. Остаётся %d.", config_->endpoint);
+        return;
+    }
+    config_->endpoint = reported.asInt();
+}
+
+/// A value that can't be published costs itself and not the others of the report.
+void device_t::take_value(config_param_t& param, Json::Value const& value) {
+    if (!is_text(value)) {
+        param.Logf(lmtError, "значение не является текстом или числом : %s.", param.z2t_name);
+        return;
+    }
+    try {
+        mq_publish(&param, value.asString());
+    } catch (std::exception const& e) {
+        param.Logf(lmtError, "исключение при проверке значения %s : %s.", value.asString(), e.what());
+    }
+}
+
+bool device_t::take_state(Json::Value const& state) {
+    if (!has_bridge(*port->cport)) {
+        return false;
+    }
+    Json::Value const& status = jUtils::at(state, "Status");
+    if (!has_members(state) || !is_text(status)) {
+        port->cport->Log(lmtError, "ZbState : Status не является текстом или числом. Пропущен.");
+        return true;
+    }
+    // On purpose whichever device comes first in the list answers, under its own `sid`: only with the bridge ahead of
+    // its devices does the topic bear the bridge's.
+    std::string const name = xString::Format("%s_%s", bridge_cname, config_->sid);
+    port->mq_publish(xString::Format(topic_bridge_status, name), status.asString(), 2, true);
+    return true;
+}
+
+void device_t::mq_publish(config_param_t* param, std::string const& value) {
+    std::string text = value;
+    // Of all the value types this one alone is checked, scaled and given its unit.
+    if (param->value_type == vt_float32) {
+        if (!param->check_value(value)) {
+            ++port->errors;
+            port->mq_publish(xString::Format(topic_meta, get_device_name(), param->name, topic_meta_error), "r", 0,
+                             false);
+            return;
+        }
+        text = param->format(value);
+    }
+    port->mq_publish(xString::Format(topic_value, get_device_name(), param->name), text, 2, true);
+}
+
+bool device_t::send_cmd(config_param_t* param, std::string const& value) {
+    Json::Value command;
+    command["Device"] = config_->sid;
+    command["Endpoint"] = config_->endpoint;
+    command["Send"][param->z2t_name] = value;
+    return port->mq_publish(xString::Format(topic_z2t_send, port->cport->z2t_id), one_line(command), 2, true);
+}
+
+}  // namespace z2t_tasmota

@@ -1,0 +1,173 @@
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <sys/ioctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "gpio/worker.h"
+#include "support/broker.h"
+#include "support/gpio_tree.h"
+#include "support/log_capture.h"
+#include "support/mqtt_probe.h"
+#include "support/process_info.h"
+#include "support/sample_config.h"
+#include "support/wait_until.h"
+
+using std::chrono::seconds;
+
+namespace {
+
+class Worker : public xgpio::worker {
+ public:
+    using xgpio::worker::lines;
+    using xgpio::worker::turn;
+    using xgpio::worker::worker;
+};
+
+std::unique_ptr<xgpio::config_t> driver(std::string const& channels, int broker_port = 1883) {
+    Json::Value block = sample::json(R"({"name": "g", "wto": 1, "channels": [)" + channels + "]}");
+    block["mqtt"]["port"] = broker_port;
+    return xgpio::config_t::Load(block);
+}
+
+std::string const root = std::getenv("OSTRAND_TEST_ROOT");
+
+/// Bytes of events that wait in the inotify queue of this process.
+int waiting_events() {
+    for (auto const& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code error;
+        int count = 0;
+        if (std::filesystem::read_symlink(entry.path(), error) == "anon_inode:inotify" &&
+            ioctl(std::stoi(entry.path().filename()), FIONREAD, &count) == 0) {
+            return count;
+        }
+    }
+    return -1;
+}
+
+}  // namespace
+
+TEST(GpioWorker, FindsTheLineOfATopic) {
+    LogCapture log;
+    GpioTree const tree(root, {1, 2});
+    Worker worker(driver(R"({"name": "in", "gpio": 1}, {"name": "w", "gpio": 2, "type": "water"})"));
+    ASSERT_TRUE(worker.Start());
+    char const size_text[] = "[3] [g] ошибка в формате топика : size < 4 или size > 5.";
+    char const words_text[] = "[3] [g] ошибка в формате топика : devices | controls | device_name.";
+    struct Row {
+        char const* topic;
+        char const* line;
+        bool is_total = false;
+        char const* told = nullptr;
+    };
+    Row const rows[] = {
+        {"/devices/g/controls/in", "in"},
+        {"/devices/g/controls/in/on", "in"},
+        {"/devices/g/controls/w_total", "w", true},
+        {"/devices/g/controls/w_total/on", "w", true},
+        {"/devices/g/controls/w_total_2", "w", true},
+        {"/devices/g/controls/x", nullptr},
+        {"/devices/g/controls", nullptr, false, size_text},
+        {"/devices/g/controls/in/on/on", nullptr, false, size_text},
+        {"/devices/h/controls/in", nullptr, false, words_text},
+        {"/device/g/controls/in", nullptr, false, words_text},
+        {"/devices/g/control/in", nullptr, false, words_text},
+        {"/devices/g/controls/w_total/off", nullptr, true, "[3] [g] ошибка в формате топика : _total | on."},
+    };
+    for (Row const& row : rows) {
+        log.clear();
+        bool is_total = !row.is_total;
+        xgpio::io_base const* line = worker.getby_topic(row.topic, is_total);
+        EXPECT_EQ(line != nullptr ? line->name : "-", row.line != nullptr ? row.line : "-") << row.topic;
+        EXPECT_EQ(is_total, row.is_total) << row.topic;
+        EXPECT_EQ(log.count("[3]"), row.told != nullptr ? 1 : 0) << row.topic;
+        EXPECT_TRUE(row.told == nullptr || log.has(row.told)) << row.topic;
+    }
+    std::string topic = "/devices/g/controls/x";
+    std::string payload = "1";
+    worker.mq_on_message(topic, payload);
+    EXPECT_TRUE(log.has("[1] [g] on_message : /devices/g/controls/x = 1."));
+    EXPECT_TRUE(log.has("[1] [g] on_message : канал не найден."));
+}
+
+TEST(GpioWorker, APulseAheadOfTheTotalsLosesNone) {
+    LogCapture log(false);
+    Broker broker;
+    MqttProbe probe(broker.port());
+    GpioTree const tree(root, {1, 2, 3});
+    Worker worker(driver(R"({"name": "a", "gpio": 1, "type": "water"}, {"name": "b", "gpio": 2, "type": "water"},
+                            {"name": "new", "gpio": 3, "type": "water"})",
+                         broker.port()));
+    for (char const* name : {"a", "b"}) {
+        probe.publish(sample::value_topic("g", std::string(name) + "_total"), "100", 2, true);
+    }
+    ASSERT_TRUE(worker.Start());
+    ASSERT_TRUE(worker.mq_start());
+    for (char const level : {'0', '1', '0'}) {
+        for (int const number : {1, 2, 3}) {
+            tree.set_level(number, level);
+        }
+        worker.turn();
+    }
+    // One message is handled in each turn, and the broker needs its time.
+    EXPECT_TRUE(wait_until(
+        [&] {
+            worker.turn();
+            return log.count("_total = 100.") == 2;
+        },
+        seconds(10)));
+    for (char const* name : {"a", "b"}) {
+        std::string const topic = sample::value_topic("g", std::string(name) + "_total");
+        EXPECT_TRUE(probe.wait_for(topic, "101.00", seconds(5))) << probe.text();
+        EXPECT_EQ(probe.last(topic), "101.00");
+    }
+    EXPECT_EQ(probe.last("/devices/g/controls/new_total"), "1.00");
+}
+
+TEST(GpioWorker, WhatCannotBeServedIsLeftOut) {
+    LogCapture log;
+    {
+        GpioTree const tree(root, {1});
+        Worker worker(driver(R"({"name": "gone", "gpio": 9}, {"name": "in", "gpio": 1})"));
+        EXPECT_TRUE(worker.Start());
+        ASSERT_EQ(worker.lines.size(), 1U);
+        EXPECT_EQ(log.count("[3] [g] gone : исключение при создании канала : gone : io_base : ошибка инициализации "
+                            "канала.."),
+                  1);
+        // Plain files raise no interrupts: the line is told of and polled.
+        EXPECT_EQ(log.count("[3] [in] epoll_ctl : ошибка при добавлении канала в очередь событий : "), 1);
+        EXPECT_EQ(log.count("[1] [g] inotify : " + tree.file("gpio1/value") + " : 1"), 1);
+    }
+    Worker worker(driver(R"({"name": "gone", "gpio": 9})"));
+    EXPECT_FALSE(worker.Run());
+    EXPECT_EQ(log.count("[3] [g] список каналов пуст. Работа невозможна."), 1);
+}
+
+TEST(GpioWorker, TurnsLeaveNothingBehind) {
+    LogCapture log(false);
+    Broker broker;
+    MqttProbe probe(broker.port());
+    GpioTree const tree(root, {1, 2, 3, 4});
+    Worker worker(driver(R"({"name": "in", "gpio": 1}, {"name": "out", "gpio": 2, "direction": "output"},
+ {"name": "c", "gpio": 3, "type": "water"}, {"name": "d", "gpio": 4})",
+                         broker.port()));
+    ASSERT_TRUE(worker.Start());
+    ASSERT_TRUE(worker.mq_start());
+    worker.turn();
+    size_t const descriptors = process_info::descriptors(getpid()).size();
+    constexpr int turns = 300;
+    for (int turn = 0; turn < turns; ++turn) {
+        tree.set_level(1, turn % 2 == 0 ? '1' : '0');
+        worker.turn();
+    }
+    EXPECT_EQ(process_info::descriptors(getpid()).size(), descriptors);
+    EXPECT_LT(waiting_events(), 4 * 272) << "the worker's own reads fill the queue";
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), 0) << "only the broker is a child, and it runs";
+    EXPECT_TRUE(probe.wait_for_count("/devices/g/controls/in", turns + 1, seconds(10)));
+    EXPECT_EQ(probe.count("/devices/g/controls/out"), 1);
+}

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+struct fuse;
+struct fuse_pollhandle;
+
+/// The kernel's GPIO files as a file system that behaves like sysfs: a line is there while it is exported, its value
+/// raises POLLPRI|POLLERR at each edge until it is read again, and a refusal comes at the write.
+class GpioFuse {
+ public:
+    using Limit = std::chrono::milliseconds;
+
+    /// Mounts it at "sys/class/gpio" below `root`, with these lines. is_mounted() tells whether the machine allows it.
+    GpioFuse(std::string const& root, std::vector<int> const& numbers);
+    /// To be called after the end of every process that has files of it open.
+    ~GpioFuse();
+    GpioFuse(GpioFuse const&) = delete;
+    GpioFuse& operator=(GpioFuse const&) = delete;
+
+    bool is_mounted() const { return thread_.joinable(); }
+
+    /// Sets the level and raises the interrupt, if the line's edge asks for it.
+    void set_level(int number, char level);
+    /// Waits until the value has been read behind the last set_level().
+    bool wait_read(int number, Limit limit) const;
+    /// Waits for so many touches of the value since the start.
+    bool wait_touches(int number, int count, Limit limit) const;
+    int touches(int number) const;
+    std::string direction(int number) const;
+    std::string edge(int number) const;
+
+ private:
+    struct Line {
+        bool exported = false;
+        std::string direction = "in";
+        std::string edge = "none";
+        char level = '0';
+        long event = 1;  ///< number of the last interrupt; that of a fresh descriptor is 0
+        bool read = false;
+        int touches = 0;
+    };
+    /// One open value.
+    struct Handle {
+        int number = 0;
+        long seen = 0;
+        fuse_pollhandle* poll = nullptr;
+    };
+    struct Operations;
+
+    std::string folder_;
+    mutable std::mutex mutex_;
+    mutable std::condition_variable changed_;
+    std::map<int, Line> lines_;
+    std::map<unsigned long, Handle> handles_;
+    unsigned long last_handle_ = 0;
+    fuse* fuse_ = nullptr;
+    std::thread thread_;
+};
