@@ -1,0 +1,52 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "config/cparam.h"
+#include "config/cport.h"
+
+/// SNMP agents, read with GET requests of versions 1 and 2c: a port-level driver, for a port has no line here. Each
+/// device is a session of the SNMP library. Type word "snmp".
+namespace xsnmp {
+
+struct inner_oid;
+
+/// A port of agents.
+class csport : public CPort {
+ public:
+    /// Raises as CPort, and an xExceptionf without a device.
+    explicit csport(Json::Value& node);
+    static CBase* create(CBase* parent, Json::Value& node);
+};
+
+/// One agent. Its `rto` is the time that one request waits for its answer, before it is repeated.
+class csdev : public CDev {
+ public:
+    /// Raises an xExceptionf outside of an SNMP port, without `url`, and without parameters.
+    csdev(CBase* port_node, Json::Value& node);
+    static CBase* create(CBase* parent, Json::Value& node);
+
+    std::string url;  ///< peer name of the library, handed on as it stands
+    std::string community = "kelvar";
+    int version = 2;  ///< 2 is version 2c, every other number version 1
+    csport* port;
+};
+
+/// One object of an agent.
+class sparam : public CParam {
+ public:
+    /// Raises an xExceptionf without `oid`. An empty one is refused later, when the session is opened.
+    sparam(CBase* device_node, Json::Value& node);
+    ~sparam() override;
+    static CBase* create(CBase* parent, Json::Value& node);
+
+    void Compare(Json::Value& node) override;
+
+    std::string oid;
+    csdev* device;  ///< null under a device of another driver, which passes this parameter over
+    /// Null until the session has understood `oid`.
+    std::unique_ptr<inner_oid> address;
+};
+
+}  // namespace xsnmp

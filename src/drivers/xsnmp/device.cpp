@@ -1,0 +1,291 @@
+#include "drivers/xsnmp/device.h"
+
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <string_view>
+
+#include <fcntl.h>
+
+#include "drivers/xsnmp/inner_oid.h"
+#include "drivers/xsnmp/library.h"
+#include "drivers/xsnmp/port.h"
+#include "foundation/xexception.h"
+
+namespace xsnmp {
+
+using xCommon::lmtError;
+using xCommon::xString;
+
+namespace {
+
+constexpr long us_in_ms = 1000;
+constexpr size_t text_size = 4096;
+
+constexpr char no_object[] = "No Such";
+
+/// What the library prints ahead of a value. The last row that lies in a text wins: "STRING: " lies in "Hex-STRING: "
+/// too. `end` closes the value, null: it is the whole rest.
+struct Prefix {
+    std::string_view text;
+    char const* end = nullptr;
+};
+
+constexpr Prefix prefixes[] = {
+    {"STRING: "},     {"INTEGER: "},   {"Gauge32: "},   {"Counter32: "},       {"OID: "},
+    {"Hex-STRING: "}, {"IpAddress: "}, {"Counter64: "}, {"Timeticks: (", ")"},
+};
+
+struct PduDeleter {
+    void operator()(netsnmp_pdu* pdu) const { snmp_free_pdu(pdu); }
+};
+using Pdu = std::unique_ptr<netsnmp_pdu, PduDeleter>;
+
+Pdu make_request(inner_oid const& address) {
+    std::lock_guard const lock(library::data());
+    Pdu request(snmp_pdu_create(SNMP_MSG_GET));
+    if (!request || snmp_add_null_var(request.get(), address.ids.data(), address.length) == nullptr) {
+        throw std::bad_alloc();
+    }
+    return request;
+}
+
+}  // namespace
+
+sdev::sdev(sport* port_object, csdev* node) : DevBase(port_object, node), sport_(port_object), config_(node) {
+    find_params();
+    if (params_.empty()) {
+        throw xCommon::xExceptionf("sdev::ctor : %s : список параметров пуст.", config_->name);
+    }
+    init(config_->name);
+}
+
+sdev::~sdev() {
+    ssn_close();
+}
+
+void sdev::find_params() {
+    for (auto const& child : config_->children) {
+        if (auto* const param = dynamic_cast<sparam*>(child.get())) {
+            params_.push_back(param);
+        } else {
+            child->Log(lmtError, "параметр не является параметром SNMP : опрос пропущен.");
+        }
+    }
+}
+
+void sdev::init(std::string const& name) {
+    library::start(name);
+}
+
+bool sdev::ssn_check() {
+    return good_ || ssn_open();
+}
+
+bool sdev::ssn_open() {
+    ssn_close();
+    if (!open_session()) {
+        config_->Log(lmtError, "ssn_open : не удалось открыть сессию. Устройство будет пропущено.");
+        return false;
+    }
+    for (sparam* const param : params_) {
+        good_ |= find_address(*param);
+    }
+    return good_;
+}
+
+bool sdev::open_session() {
+    std::lock_guard const lock(library::sessions());
+    netsnmp_session settings;
+    snmp_sess_init(&settings);
+    settings.version = config_->version == 2 ? SNMP_VERSION_2c : SNMP_VERSION_1;
+    settings.peername = config_->url.data();
+    settings.community = reinterpret_cast<unsigned char*>(config_->community.data());
+    settings.community_len = config_->community.size();
+    settings.timeout = config_->rto * us_in_ms;
+    session_ = snmp_sess_open(&settings);
+    if (session_ == nullptr) {
+        std::lock_guard const data_lock(library::data());
+        library::forget_error_detail();
+        return false;
+    }
+    // The library doesn't, and the next configuration's process would inherit it.
+    fcntl(snmp_sess_transport(session_)->sock, F_SETFD, FD_CLOEXEC);
+    return true;
+}
+
+bool sdev::find_address(sparam& param) {
+    if (param.address) {
+        return true;
+    }
+    try {
+        std::string const full_name = xString::Format("%s.%s.%s", port->cport->name, config_->name, param.name);
+        param.address = std::make_unique<inner_oid>(full_name, param.oid);
+        return true;
+    } catch (std::exception const&) {
+        param.Logf(lmtError, "не удалось транслировать OID [ %s ] - канал блокируется.", param.oid);
+        param.enabled = false;
+        return false;
+    }
+}
+
+void sdev::ssn_close() {
+    good_ = false;
+    if (session_ != nullptr) {
+        std::lock_guard const lock(library::sessions());
+        snmp_sess_close(session_);
+        session_ = nullptr;
+    }
+}
+
+std::string sdev::ssn_get_error() const {
+    char* text = nullptr;
+    if (session_ != nullptr) {
+        std::lock_guard const lock(library::data());
+        snmp_sess_error(session_, nullptr, nullptr, &text);
+    }
+    std::unique_ptr<char, decltype(&std::free)> const owner(text, &std::free);
+    return text != nullptr ? text : "";
+}
+
+void sdev::Poll(long long now) {
+    if (!ssn_check()) {
+        return;
+    }
+    for (sparam* const param : params_) {
+        if (!sport_->is_connected()) {
+            return;
+        }
+        port->CheckMessage(this);
+        if (param->enabled && param->is_due(now)) {
+            poll_one(*param, now);
+        }
+    }
+    CheckFault();
+}
+
+void sdev::poll_one(sparam& param, long long now) {
+    param.last_poll = now;
+    count_poll();
+    try {
+        if (!poll_param(&param)) {
+            count_error();
+        }
+    } catch (std::exception const& e) {
+        param.Logf(lmtError, "Poll : исключение при опросе параметра : %s.", e.what());
+        ++port->errors;
+    }
+}
+
+bool sdev::poll_param(sparam* param) {
+    if (param == nullptr) {
+        return false;
+    }
+    try {
+        netsnmp_pdu* answer = nullptr;
+        int const status = get_response(*param, answer);
+        Pdu const response(answer);
+        BaseResult result;
+        result.result = parse_result(param, status, response.get());
+        std::string const error = ssn_get_error();
+        if (!error.empty()) {
+            param->Logf(lmtError, "poll_param : ошибка при опросе : %s.", error);
+        }
+        result.is_ok = error.empty() && !result.result.empty();
+        result.is_crc_ok = result.is_ok;
+        check_transport();
+        port->publish_result(result, this, param);
+        return result.is_ok;
+    } catch (std::exception const& e) {
+        param->Logf(lmtError, "poll_param : исключение : %s.", e.what());
+        return false;
+    }
+}
+
+/// `response` is the caller's to release.
+int sdev::get_response(sparam const& param, netsnmp_pdu*& response) {
+    if (session_ == nullptr || !param.address) {
+        return STAT_ERROR;
+    }
+    Pdu request = make_request(*param.address);
+    // The library releases the request, whatever comes of it.
+    return snmp_sess_synch_response(session_, request.release(), &response);
+}
+
+/// An agent behind TCP that has closed the connection: without this it would never be connected to again.
+void sdev::check_transport() {
+    if (session_ != nullptr && snmp_sess_transport(session_)->sock < 0) {
+        good_ = false;
+    }
+}
+
+std::string sdev::parse_result(sparam* param, int status, netsnmp_pdu* response) {
+    // Also a time-out, whose own line below nobody sees therefore.
+    if (response == nullptr) {
+        param->Log(lmtError, "parse_result : resp == nullptr.");
+        return "";
+    }
+    if (status == STAT_ERROR) {
+        param->Logf(lmtError, "parse_result : ошибка : %s.", ssn_get_error());
+        return "";
+    }
+    if (status == STAT_TIMEOUT) {
+        param->Log(lmtError, "parse_result : таймаут.");
+        return "";
+    }
+    if (status != STAT_SUCCESS) {
+        return "";
+    }
+    if (response->errstat != SNMP_ERR_NOERROR) {
+        param->Logf(lmtError, "parse_result : не удалось получить результат : %s.",
+                    snmp_errstring(static_cast<int>(response->errstat)));
+        return "";
+    }
+    std::string text(text_size, '\0');
+    int length = 0;
+    // An agent may answer without a variable.
+    if (response->variables != nullptr && param->address) {
+        std::lock_guard const lock(library::data());
+        length = snprint_value(text.data(), text.size(), param->address->ids.data(), param->address->length,
+                               response->variables);
+    }
+    if (length <= 0) {
+        param->Logf(lmtError, "parse_result : ответ пуст или не поместился в буфер : %d.", length);
+        return "";
+    }
+    text.resize(static_cast<size_t>(length));
+    return parse_value(param, text);
+}
+
+std::string sdev::parse_value(sparam* param, std::string const& text) {
+    if (text.empty()) {
+        return "";
+    }
+    if (text.find(no_object) != std::string::npos) {
+        param->Logf(lmtError, "parse_value : нет объекта с таким OID : [%s]. Параметр блокируется.", param->oid);
+        param->enabled = false;
+        return "";
+    }
+    std::string value;
+    for (Prefix const& prefix : prefixes) {
+        size_t const found = text.rfind(prefix.text);
+        if (found == std::string::npos) {
+            continue;
+        }
+        std::string rest = text.substr(found + prefix.text.size());
+        if (prefix.end != nullptr) {
+            size_t const end = rest.rfind(prefix.end);
+            if (end == std::string::npos) {
+                continue;
+            }
+            rest.resize(end);
+        }
+        value = rest;
+    }
+    if (value.empty()) {
+        param->Logf(lmtError, "parse_value : не распознан ответ от сервера : %s.", text);
+    }
+    return value;
+}
+
+}  // namespace xsnmp

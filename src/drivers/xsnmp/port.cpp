@@ -1,0 +1,81 @@
+#include "drivers/xsnmp/port.h"
+
+#include "config/constants.h"
+#include "drivers/xsnmp/device.h"
+#include "foundation/xexception.h"
+
+namespace xsnmp {
+
+using xCommon::lmtError;
+using xCommon::xExceptionf;
+
+namespace {
+
+IBFac const registrar("snmp" + suffix_port, sport::create);
+
+csport* checked(CPort* node) {
+    auto* const port = dynamic_cast<csport*>(node);
+    if (port == nullptr) {
+        throw xCommon::xException("sport::ctor : не указан 'cport'.");
+    }
+    return port;
+}
+
+}  // namespace
+
+sport::sport(IBase* parent_object, CPort* node) : PortBase(parent_object, checked(node)), node_(checked(node)) {
+    if (node_->children.empty()) {
+        throw xExceptionf("sport::ctor : %s : список настроек устройств пуст.", node_->name);
+    }
+    for (auto const& child : node_->children) {
+        if (child->enabled) {
+            add_device(*child);
+        }
+    }
+    if (devices.empty()) {
+        throw xExceptionf("sport::ctor : %s : список устройств пуст.", node_->name);
+    }
+}
+
+IBase* sport::create(IBase* parent, CBase* node) {
+    return new sport(parent, dynamic_cast<CPort*>(node));
+}
+
+void sport::add_device(CBase& child) {
+    auto* const node = dynamic_cast<csdev*>(&child);
+    if (node == nullptr) {
+        child.Log(lmtError, "устройство не является устройством SNMP : пропущено.");
+        return;
+    }
+    try {
+        auto device = std::make_unique<sdev>(this, node);
+        if (device->ssn_open()) {
+            devices.push_back(std::move(device));
+        }
+    } catch (std::exception const& e) {
+        node_->Logf(lmtError, "#%s : исключение при создании устройства : %s", child.name, e.what());
+    }
+}
+
+void sport::Poll(long long now) {
+    if (!is_connected()) {
+        return;
+    }
+    long long const polls_before = polls;
+    for (auto const& device : devices) {
+        if (!device->cfg->enabled) {
+            continue;
+        }
+        try {
+            device->Poll(now);
+        } catch (std::exception const& e) {
+            node_->Logf(lmtError, "исключение при опросе устройства : %s.", e.what());
+            ++errors;
+        }
+    }
+    if (polls != polls_before) {
+        show_stat();
+    }
+}
+
+}  // namespace xsnmp

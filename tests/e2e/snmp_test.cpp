@@ -1,0 +1,226 @@
+// SNMP agents through the real binary: Debian's snmpd, and a socket that never answers.
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "support/broker.h"
+#include "support/daemon.h"
+#include "support/mqtt_probe.h"
+#include "support/sample_config.h"
+#include "support/silent_socket.h"
+#include "support/snmp_agent.h"
+#include "support/wait_until.h"
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+constexpr auto limit = seconds(20);
+constexpr char timed_out[] = "poll_param : ошибка при опросе : Timeout.";
+
+/// A port with one device of the same name.
+Json::Value snmp_port(std::string const& name, std::string const& url, char const* keys = "") {
+    Json::Value port =
+        sample::json(R"({"type": "snmp", "poll_interval": 1, "devices": [{"params": [])" + std::string(keys) + "}]}");
+    port["name"] = name;
+    port["devices"][0]["name"] = name;
+    port["devices"][0]["url"] = url;
+    return port;
+}
+
+void add_param(Json::Value& port, std::string const& name, std::string const& oid, char const* keys = "") {
+    Json::Value param = sample::json(R"({"type": "snmp")" + std::string(keys) + "}");
+    param["name"] = name;
+    param["oid"] = oid;
+    port["devices"][0]["params"].append(param);
+}
+
+}  // namespace
+
+TEST(Snmp, EveryTypeInBothVersions) {
+    struct Row {
+        char const* name;
+        SnmpAgent::Object object;
+        char const* value;  // null: none
+        char const* keys = "";
+        char const* told = nullptr;
+        bool in_version_1 = true;
+    };
+    std::vector<Row> const rows = {
+        {"text", {"octet_str", R"("a \"b\"")"}, R"("a \"b\"")"},
+        {"bytes", {"octet_str", "0x001a"}, "00 1A "},
+        {"empty", {"octet_str", R"("")"}, nullptr, "", R"(parse_value : не распознан ответ от сервера : "".)"},
+        {"integer", {"integer", "-42"}, "-42"},
+        {"scaled", {"integer", "415"}, "41.50 %", R"(, "scale": 0.1, "unit": "%")"},
+        {"limited",
+         {"integer", "101"},
+         nullptr,
+         R"(, "max": 100)",
+         "значение вне пределов диапазона : min = 0.00 : value = 101.00 : max = 100.00."},
+        {"gauge", {"uinteger", "4294967295"}, "4294967295"},
+        {"counter", {"counter", "4000000000"}, "4000000000"},
+        {"oid", {"object_id", ".1.3.6.1.4.1.99999.7"}, "iso.3.6.1.4.1.99999.7"},
+        {"ticks", {"timeticks", "750"}, "750"},
+        {"address", {"ipaddress", "192.0.2.7"}, "192.0.2.7"},
+        {"wide", {"counter64", "18446744073709551615"}, "18446744073709551615", "", nullptr, false},
+        {"opaque", {"opaque", "1"}, nullptr, "", "parse_value : не распознан ответ от сервера : "},
+    };
+    SnmpAgent::Objects objects;
+    for (Row const& row : rows) {
+        objects.push_back(row.object);
+    }
+    SnmpAgent const agent(objects);
+    Broker broker;
+    MqttProbe probe(broker.port());
+    Daemon daemon;
+    Json::Value config = sample::root(broker.port());
+    std::vector<Json::Value> ports = {snmp_port("v2", agent.peer()), snmp_port("v1", agent.peer(), R"(, "version": 3)"),
+                                      snmp_port("stranger", agent.peer(), R"(, "community": "public", "rto": 50)")};
+    for (Json::Value& port : ports) {
+        for (size_t index = 0; index < rows.size(); ++index) {
+            add_param(port, rows[index].name, SnmpAgent::oid(index), rows[index].keys);
+        }
+        add_param(port, "missing", SnmpAgent::oid(rows.size()));
+        add_param(port, "named", "SNMPv2-MIB::sysUpTime.0");
+    }
+    ports[2]["devices"][0]["params"].resize(1);
+    for (Json::Value const& port : ports) {
+        config["ports"].append(port);
+    }
+    // What stands there would change nearly every value.
+    daemon.folder().write(".snmp/snmp.conf", "printNumericOids yes\nquickPrinting yes\n");
+    char const* const old_home = getenv("HOME");
+    std::string const home = old_home != nullptr ? old_home : "/";
+    setenv("HOME", daemon.folder().path().c_str(), 1);
+    setenv("SNMP_PERSISTENT_DIR", daemon.folder().file("state").c_str(), 1);
+    daemon.start_with(config);
+    setenv("HOME", home.c_str(), 1);
+    unsetenv("SNMP_PERSISTENT_DIR");
+
+    for (char const* device : {"v2", "v1"}) {
+        bool const is_v1 = std::string(device) == "v1";
+        ASSERT_TRUE(probe.wait_for_count(sample::value_topic(device, "address"), 3, limit)) << daemon.log().text();
+        for (Row const& row : rows) {
+            SCOPED_TRACE(std::string(device) + " " + row.name);
+            bool const has_value = row.value != nullptr && (row.in_version_1 || !is_v1);
+            std::string const topic = (has_value ? sample::value_topic : sample::error_topic)(device, row.name);
+            auto const message = probe.wait_for(topic, limit);
+            ASSERT_TRUE(message) << daemon.log().text();
+            EXPECT_EQ(message->payload, has_value ? row.value : "r");
+            EXPECT_EQ(message->qos, has_value ? 2 : 0);
+            if (row.told != nullptr) {
+                EXPECT_GE(daemon.log().count(std::string("[3] [") + row.name + "] " + row.told), 3);
+            }
+        }
+    }
+    // Version 2c blocks what the agent doesn't have, version 1 asks again.
+    EXPECT_EQ(probe.count(sample::error_topic("v2", "missing"), "r"), 1);
+    EXPECT_EQ(daemon.log().count(3, "missing",
+                                 "parse_value : нет объекта с таким OID : [" + SnmpAgent::oid(rows.size()) +
+                                     "]. Параметр блокируется."),
+              1);
+    EXPECT_TRUE(probe.wait_for_count(sample::error_topic("v1", "missing"), 3, limit));
+    EXPECT_GE(daemon.log().count(3, "missing",
+                                 "parse_result : не удалось получить результат : (noSuchName) There is no such "
+                                 "variable name in this MIB.."),
+              2);
+    EXPECT_EQ(
+        daemon.log().count(3, "named", "не удалось транслировать OID [ SNMPv2-MIB::sysUpTime.0 ] - канал блокируется."),
+        2);
+    // A wrong community is silence.
+    EXPECT_TRUE(probe.wait_for("/devices/error", "stranger", limit));
+    EXPECT_TRUE(probe.wait_for_count(sample::error_topic("stranger", "text"), 2, limit));
+    EXPECT_EQ(probe.count("/devices/error", "stranger"), 1);
+    EXPECT_GE(daemon.log().count(3, "text", "parse_result : resp == nullptr."), 1);
+    EXPECT_GE(daemon.log().count(3, "text", timed_out), 1);
+    EXPECT_EQ(daemon.log().count("Timeout ("), 0) << "with the detail of an earlier error";
+    // The library has left no trace, on the disk or in the output.
+    EXPECT_FALSE(std::filesystem::exists(daemon.folder().file("state")));
+    EXPECT_THAT(daemon.log().raw(), Not(HasSubstr("MIB search path")));
+
+    // Its sockets end with a reload.
+    int const before = daemon.descriptor_count();
+    size_t const mark = probe.mark();
+    daemon.write_config(config);
+    ASSERT_TRUE(probe.wait_for(sample::error_topic("stranger", "text"), limit, mark)) << daemon.log().text();
+    ASSERT_TRUE(daemon.wait_running(limit, 1));
+    EXPECT_TRUE(wait_until([&] { return daemon.descriptor_count() == before; }, seconds(5)))
+        << daemon.descriptor_count() << " descriptors after " << before;
+}
+
+TEST(Snmp, AnAgentThatGoesAndReturns) {
+    SnmpAgent agent(SnmpAgent::Objects{{"integer", "5"}});
+    Broker broker;
+    MqttProbe probe(broker.port());
+    Daemon daemon;
+    Json::Value config = sample::root(broker.port());
+    for (std::string const name : {"udp", "tcp"}) {
+        Json::Value port = snmp_port(name, name + ":" + agent.peer(), R"(, "rto": 100)");
+        add_param(port, "v", SnmpAgent::oid(0));
+        config["ports"].append(port);
+    }
+    daemon.start_with(config);
+    for (int round = 0; round < 2; ++round) {
+        size_t const mark = probe.mark();
+        for (char const* name : {"udp", "tcp"}) {
+            ASSERT_TRUE(probe.wait_for(sample::value_topic(name, "v"), "5", limit, mark)) << daemon.log().text();
+        }
+        agent.stop();
+        for (char const* name : {"udp", "tcp"}) {
+            ASSERT_TRUE(probe.wait_for("/devices/error", name, limit, mark)) << daemon.log().text();
+            EXPECT_EQ(probe.count("/devices/error", name, mark), 1);
+        }
+        // A connection that is lost is made anew, the session of UDP stays.
+        ASSERT_TRUE(daemon.log().wait_for("[3] [tcp] ssn_open : не удалось открыть сессию. Устройство будет пропущено.",
+                                          limit));
+        agent.start();
+    }
+    EXPECT_EQ(daemon.log().count("[3] [udp]"), 0);
+    EXPECT_GE(daemon.log().count(3, "v", timed_out), 2);
+}
+
+TEST(Snmp, ADeadAgentDelaysItsOwnPortOnlyAndNothingIsAskedWithoutABroker) {
+    SnmpAgent const agent(SnmpAgent::Objects{{"integer", "5"}});
+    SilentSocket silent;
+    Broker broker;
+    MqttProbe probe(broker.port());
+    Daemon daemon;
+    Json::Value config = sample::root(broker.port());
+    for (std::string const name : {"dead", "a", "b", "c"}) {
+        Json::Value port = snmp_port(name, name == "dead" ? silent.peer() : agent.peer(), R"(, "rto": 350)");
+        add_param(port, "v", SnmpAgent::oid(0));
+        config["ports"].append(port);
+    }
+    daemon.start_with(config);
+    ASSERT_TRUE(probe.wait_for_count(sample::error_topic("dead", "v"), 1, limit)) << daemon.log().text();
+    for (char const* name : {"a", "b", "c"}) {
+        ASSERT_TRUE(probe.wait_for_count(sample::value_topic(name, "v"), 3, limit)) << daemon.log().text();
+        auto const values = probe.on_topic(sample::value_topic(name, "v"));
+        for (size_t index = 1; index < values.size(); ++index) {
+            EXPECT_LT(values[index].at - values[index - 1].at, milliseconds(2800)) << name;
+        }
+    }
+    // One request and the five repetitions of the library, all of them for the same thing.
+    auto const requests = silent.received();
+    ASSERT_GE(requests.size(), 6U);
+    EXPECT_EQ(std::count(requests.begin(), requests.end(), requests[0]), 6);
+
+    broker.stop();
+    size_t seen = 0;
+    EXPECT_TRUE(wait_until(
+        [&] {
+            seen = silent.received().size();
+            return holds_for([&] { return silent.received().size() == seen; }, milliseconds(2000));
+        },
+        limit))
+        << "requests went on";
+}
