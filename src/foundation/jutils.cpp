@@ -33,10 +33,14 @@ T get(Json::Value const& node, char const* key, T const& fallback, Convert conve
     }
 }
 
-bool parse(std::string const& text, Json::Value& root, bool fail_if_extra, std::string& errors) {
+/// A file has to end with its value, and may begin with a byte order mark and have a comma too many. A message may go
+/// on behind its value.
+bool parse(std::string const& text, Json::Value& root, bool is_file, std::string& errors) {
     Json::CharReaderBuilder builder;
     builder["collectComments"] = false;
-    builder["failIfExtra"] = fail_if_extra;
+    builder["failIfExtra"] = is_file;
+    builder["allowTrailingCommas"] = is_file;
+    builder["skipBom"] = is_file;
     std::unique_ptr<Json::CharReader> const reader(builder.newCharReader());
     try {
         return reader->parse(text.data(), text.data() + text.size(), &root, &errors);

@@ -95,8 +95,9 @@ TEST(DconConfig, WhatIsRefused) {
     EXPECT_EQ(log.count("v : не указана ссылка на параметры устройства."), 1);
     EXPECT_THROW(DriverRig(R"({"name": "d", "type": "dcon", "params": []})"), std::exception);
     EXPECT_EQ(log.count("#d : ctor : не указан аргумент 'sid'."), 1);
-    Json::Value node = sample::json(R"({"name": "d", "sid": 1})");
-    EXPECT_THROW(c_dev(nullptr, node), std::exception);
+    Json::Value node = sample::json(R"({"name": "d", "sid": 1, "params": [)" + param(channel_a) + "]}");
+    EXPECT_THAT([&node] { c_dev(nullptr, node); },
+                testing::ThrowsMessage<std::exception>("#d : ctor : не указан порт."));
 }
 
 TEST(DconConfig, TemplatesNeedNoTypeAndOverlaysAreNotChecked) {
@@ -185,7 +186,7 @@ TEST(DconDevice, OneReadExchange) {
         {"refused", channel_a, wire("?01A0"), nullptr, "неверная команда."},
         {"a state refused", inputs, wire("?01A0"), nullptr, "неверная команда."},
         {"a refusal cut", channel_a, "3F", nullptr, "неверная команда."},
-        {"an address that can't be", channel_a, wire(">100+1.23BD"), nullptr, "не совпали slave_id.",
+        {"an address that can't be", channel_a, wire(">100+1.23BE"), nullptr, "не совпали slave_id.",
          R"(, "sid": 256)"},
         {"no command any more", channel_a + R"(}, {"name": "v", "cmd": 7)"s, "", nullptr,
          "не удалось отправить запрос : write != size."},
@@ -229,10 +230,14 @@ TEST(DconDevice, AReplyCutAnywhereGivesNoValue) {
         }
     }
     LogCapture const log(false);
-    Module module(param(channel_a));
+    Module module(param(channel_a) + "," + param(R"("cmd": 15)", "c"));
     module.poll(wire("?01A0"));
     EXPECT_THAT(module.poll(wire(">01+1.238E")), ElementsAre("v=+1.23")) << "the rest of the refusal is dropped";
     EXPECT_THAT(module.line().timeouts, Contains("500 500").Times(2));
+    module.poll(wire("?01A0"));
+    module.line().script.otherwise(::Reply{.hex = wire("!0182")});
+    EXPECT_TRUE(module.write("3", "/devices/io_1/controls/c/on"));
+    EXPECT_TRUE(log.has("[1] [c] операция успешно выполнена.")) << "ahead of a write, too";
     module.line().writes_fail = true;
     EXPECT_THAT(module.poll(""), ElementsAre("v!"));
     EXPECT_TRUE(log.has("[3] [v] не удалось отправить запрос : write != size."));
@@ -358,6 +363,8 @@ TEST(DconDevice, ExceptionsCountWhereTheyAreCaught) {
 TEST(DconDevice, TracesShowTheTextOfTheFrames) {
     LogCapture const log;
     Module module(param(channel_a) + "," + param(R"("cmd": 15)", "c"));
+    module.poll(wire(">01+1.238E"));
+    EXPECT_FALSE(log.has("запрос : ") || log.has("ответ : "));
     PH::IsPrintHex = true;
     module.poll(wire(">01+1.238E"));
     module.line().script.otherwise(::Reply{.hex = wire("!0182")});

@@ -177,7 +177,7 @@ TEST(ZigbeeDevice, Reports) {
 TEST(ZigbeeDevice, WritesGoToTheEndpointLastReported) {
     Port port(std::string(first) + "," + second);
     std::string const head = R"(cmnd/zb_1/ZbSend={"Device":"2","Endpoint":)";
-    std::string const refused = "[3] [a] ZbReceived : Endpoint не является числом. Остаётся 3.";
+    std::string const refused = "[3] [a] ZbReceived : Endpoint не является 32-битным числом. Остаётся 3.";
     std::string const reports[][3] = {{"{}", "-1"},
                                       {R"({"Endpoint": 3})", "3"},
                                       {R"({"Endpoint": null})", "3"},

@@ -111,17 +111,20 @@ BaseResult dev::get_response(c_param* param) {
         return result;
     }
     int const head = pdu::get_head_size(param);
-    int const got = receive(*param, 0, head, "заголовок ответа : %s");
+    int const got = receive(0, head);
+    trace_text(*param, "заголовок ответа : %s", received(got));
     if (!pdu::check_head(param, port->buffer, got, "")) {
         return result;
     }
     int const data = pdu::get_resp_size(param);
     int const rest = data + config_->crc_size + end_size;
-    if (receive(*param, head, rest, "ответ : %s") < rest) {
+    if (receive(head, rest) < rest) {
         param->Log(lmtError, "ответ НЕ получен : timeout.");
         return result;
     }
-    if (!check_crc(param, received(head + rest), head + data)) {
+    std::span<unsigned char const> const reply = received(head + rest);
+    trace_text(*param, "ответ : %s", reply.subspan(static_cast<size_t>(head)));
+    if (!check_crc(param, reply, head + data)) {
         return result;
     }
     result.is_ok = true;
@@ -197,7 +200,9 @@ void dev::write(c_param* param, std::string const& value) {
         return;
     }
     int const size = pdu::head_size + config_->crc_size + end_size;
-    if (receive(*param, 0, size, "write : ответ : %s") < size) {
+    int const got = receive(0, size);
+    trace_text(*param, "write : ответ : %s", received(got));
+    if (got < size) {
         param->Log(lmtError, "операция НЕ выполнена : timeout.");
         return;
     }
@@ -218,10 +223,8 @@ bool dev::send(c_param const& param, ByteList const& frame, char const* trace) {
 }
 
 /// Gathers `count` bytes into the port's buffer; gives how many came.
-int dev::receive(c_param const& param, int offset, int count, char const* trace) {
-    int const got = std::max(port->tran->read_count(port->buffer + offset, count), 0);
-    trace_text(param, trace, received(offset + got).subspan(static_cast<size_t>(offset)));
-    return got;
+int dev::receive(int offset, int count) {
+    return std::max(port->tran->read_count(port->buffer + offset, count), 0);
 }
 
 /// What stands in the port's buffer.

@@ -34,7 +34,7 @@ class dev : public DevBase {
     void poll_counted(c_param& param, long long now);
     std::string on_topic(CParam const& param);
     bool send(c_param const& param, xCommon::ByteList const& frame, char const* trace);
-    int receive(c_param const& param, int offset, int count, char const* trace);
+    int receive(int offset, int count);
     std::span<unsigned char const> received(int count) const;
 
     c_dev* config_;

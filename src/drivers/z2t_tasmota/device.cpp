@@ -70,7 +70,7 @@ void device_t::ProcConnect() {
 }
 
 bool device_t::ProcMessage(std::string& topic, std::string& payload) {
-    if (!xString::EndsWith(topic, "/on")) {
+    if (!xString::EndsWith(topic, topic_on_suffix)) {
         return false;
     }
     for (auto const& child : config_->children) {
@@ -127,7 +127,7 @@ void device_t::take_endpoint(Json::Value const& values) {
         return;
     }
     if (!reported.isConvertibleTo(Json::intValue)) {
-        cfg->Logf(lmtError, "ZbReceived : Endpoint не является числом. Остаётся %d.", config_->endpoint);
+        cfg->Logf(lmtError, "ZbReceived : Endpoint не является 32-битным числом. Остаётся %d.", config_->endpoint);
         return;
     }
     config_->endpoint = reported.asInt();
