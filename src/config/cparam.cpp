@@ -54,7 +54,7 @@ CParam::CParam(CBase* parent_node, Json::Value& node) : CBase(parent_node, node)
     read_only = jUtils::get_bool(node, "read_only", true);
     has_scale = jUtils::has(node, "scale");
     scale = static_cast<float>(jUtils::get_double(node, "scale", 0));
-    set_precision();
+    precision = has_scale ? scale_precision(scale) : 2;
     has_correction = jUtils::has(node, "correction");
     correction = jUtils::get_int(node, "correction", correction);
     inverted = jUtils::get_bool(node, "inverted", false);
@@ -68,11 +68,9 @@ CParam::CParam(CBase* parent_node, Json::Value& node) : CBase(parent_node, node)
     debounce = jUtils::get_int(node, "debounce", 0);
 }
 
-/// One digit more than the scale has behind its point: the length of the text from the point on counts the point.
-void CParam::set_precision() {
-    precision = 2;
-    if (!has_scale || scale >= 1.0F) {
-        return;
+int CParam::scale_precision(float scale) {
+    if (scale >= 1.0F) {
+        return 2;
     }
     std::string text = xString::Format("%f", scale);
     text.erase(text.find_last_not_of('0') + 1);
@@ -80,7 +78,7 @@ void CParam::set_precision() {
     if (point == std::string::npos) {
         throw xExceptionf("неверный формат scale : отсутствует точка : %s.", text);
     }
-    precision = static_cast<int>(text.size() - point);
+    return static_cast<int>(text.size() - point);
 }
 
 void CParam::Compare(Json::Value& node) {

@@ -57,6 +57,10 @@ class CParam : public CBase {
     /// should be applied.
     virtual std::string format(std::string const& value);
 
+    /// Digits behind the point of what has such a scale: 2, or for a scale below 1 one more than it has itself, for the
+    /// length of its text from the point on counts the point. Raises an xExceptionf for one that is no number.
+    static int scale_precision(float scale);
+
     /// Two upper-case hexadecimal digits a byte, no separator.
     std::string hexStr(unsigned char const* data, int length) const;
 
@@ -80,7 +84,4 @@ class CParam : public CBase {
     std::string db_value;
     long long debounce_since = 0;  ///< calendar seconds, 0 when idle
     bool in_debounce = false;
-
- private:
-    void set_precision();
 };

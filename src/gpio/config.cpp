@@ -6,6 +6,7 @@
 #include <span>
 
 #include "config/constants.h"
+#include "config/cparam.h"
 #include "foundation/jutils.h"
 #include "foundation/xexception.h"
 
@@ -68,22 +69,7 @@ channel_t::channel_t(xCommon::LogItem* parent, Json::Value const& node) : LogIte
     debounce = jUtils::get_int(node, "debounce", debounce);
     poll_interval = jUtils::get_int(node, "poll_interval", poll_interval);
     scale = static_cast<float>(jUtils::get_double(node, "scale", scale));
-    set_precision();
-}
-
-/// Of a scale below 1 the decimals, plus one: 0.01 counts with three digits. Totals in service have that form.
-void channel_t::set_precision() {
-    precision = 2;
-    if (scale >= 1.0F) {
-        return;
-    }
-    std::string text = xString::Format("%f", scale);
-    text.erase(text.find_last_not_of('0') + 1);
-    size_t const point = text.find('.');
-    if (point == std::string::npos) {
-        throw xExceptionf("неверный формат scale : отсутствует точка : %s.", text);
-    }
-    precision = static_cast<int>(text.size() - point);
+    precision = CParam::scale_precision(scale);
 }
 
 config_t::config_t(Json::Value const& root) : LogItem(nullptr) {

@@ -33,9 +33,6 @@ class channel_t : public xCommon::LogItem {
     int debounce = 0;       ///< ms, 0 is none
     int poll_interval = 1;  ///< read by nothing
     int precision = 2;      ///< digits behind the point of a total
-
- private:
-    void set_precision();
 };
 
 /// Settings of the whole driver. `name` is the second piece of every topic.

@@ -21,6 +21,7 @@
 
 using testing::Contains;
 using testing::ElementsAre;
+using testing::ThrowsMessage;
 using xsnmp::csdev;
 using xsnmp::inner_oid;
 using xsnmp::sdev;
@@ -79,9 +80,9 @@ TEST(SnmpConfig, WhatIsRefused) {
         EXPECT_THROW(Agents(device(keys)), std::exception);
         EXPECT_EQ(log.count("исключение при парсинге элемента : " + std::string(reason)), 1) << reason;
     }
-    Json::Value node = sample::json(R"({"name": "d", "url": "a"})");
-    EXPECT_THROW(csdev(nullptr, node), std::exception);
-    EXPECT_THROW(sport(nullptr, nullptr), std::exception);
+    Json::Value node = sample::json(device(R"("url": "a", )" + std::string(one_param)));
+    EXPECT_THAT([&] { csdev(nullptr, node); }, ThrowsMessage<std::exception>("#d : ctor : не указан порт."));
+    EXPECT_THAT([] { sport(nullptr, nullptr); }, ThrowsMessage<std::exception>("sport::ctor : не указан 'cport'."));
 }
 
 TEST(SnmpConfig, DefaultsAndOverlays) {
@@ -98,7 +99,7 @@ TEST(SnmpConfig, DefaultsAndOverlays) {
 }
 
 TEST(SnmpOid, TextsAndWhatBecomesOfThem) {
-    std::string longest = "1";
+    std::string longest = "2";
     for (int number = 1; number < 128; ++number) {
         longest += ".4294967295";
     }
@@ -107,7 +108,7 @@ TEST(SnmpOid, TextsAndWhatBecomesOfThem) {
         std::vector<oid> ids;  // none: refused
     };
     std::vector<oid> most(128, 4294967295);
-    most[0] = 1;
+    most[0] = 2;
     Row const rows[] = {
         {"1.3.6.1.2.1.1.3.0", {1, 3, 6, 1, 2, 1, 1, 3, 0}},
         {".1.3.6.1.4.1.9", {1, 3, 6, 1, 4, 1, 9}},
@@ -116,6 +117,11 @@ TEST(SnmpOid, TextsAndWhatBecomesOfThem) {
         {longest + ".1", {}},
         {"1.3.6.4294967296", {}},
         {"", {}},
+        // What no request can hold.
+        {"1", {}},
+        {"3.1.2", {}},
+        {"1.40.3", {}},
+        {"2.40.3", {2, 40, 3}},
         // Of these the library gives back a part.
         {"1.3.6.foo", {}},
         {".1.3.6.foo", {}},
@@ -170,7 +176,7 @@ TEST(SnmpPort, WhatCannotBePolledIsBlocked) {
               "sport::ctor : p : список устройств пуст.");
 }
 
-TEST(SnmpPort, ObjectIdsOfTheTemplates) {
+TEST(SnmpPort, TheTemplatesHaveNothingToBlock) {
     for (char const* file : {"ups-mib", "if-mib"}) {
         Json::Value const document = xCommon::jUtils::Load(std::string(SOURCE_DIR) + "/templates/" + file + ".json");
         EXPECT_EQ(document["name"], file);
@@ -333,4 +339,23 @@ TEST(SnmpDevice, WithoutASessionNothingGoesOut) {
     EXPECT_THAT(log.entries(), Contains("[3] [v] ответ НЕ получен"));
     EXPECT_FALSE(agents.dev().poll_param(static_cast<sparam*>(nullptr)));
     EXPECT_TRUE(agents.dev().ssn_check());
+}
+
+TEST(SnmpDevice, AConnectionThatTheAgentHasClosedIsMadeAnew) {
+    SnmpAgent agent(SnmpAgent::Objects{{"integer", "5"}});
+    Agents agents(device(R"("url": "tcp:)" + agent.peer() + R"(", "rto": 100, "params": [{"name": "v", "oid": ")" +
+                         SnmpAgent::oid(0) + R"("}])"));
+    LogCapture const log(false);
+    EXPECT_TRUE(agents.dev().poll_param(&agents.param()));
+    agent.stop();
+    agent.start();
+    EXPECT_TRUE(agents.dev().poll_param(&agents.param())) << "the next poll finds it open";
+    EXPECT_EQ(log.count("[3]"), 0);
+    agent.stop();
+    EXPECT_FALSE(agents.dev().poll_param(&agents.param()));
+    EXPECT_EQ(log.count("[3] [d] ssn_open : не удалось открыть сессию. Устройство будет пропущено."), 1);
+    EXPECT_FALSE(agents.dev().poll_param(&agents.param())) << "without a session";
+    agent.start();
+    EXPECT_TRUE(agents.dev().ssn_check());
+    EXPECT_TRUE(agents.dev().poll_param(&agents.param()));
 }

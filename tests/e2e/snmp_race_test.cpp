@@ -1,4 +1,5 @@
-// SNMP ports side by side; built for ThreadSanitizer, which ends the daemon at a race and so fails the test.
+// SNMP ports side by side, with sessions that are opened anew at the same time; built for ThreadSanitizer, which ends
+// the daemon at a race and so fails the test. Of the SNMP library itself it sees the calls into the C library alone.
 
 #include <chrono>
 #include <string>
@@ -15,7 +16,7 @@
 using std::chrono::seconds;
 
 TEST(Race, FourSnmpPorts) {
-    SnmpAgent const agent(SnmpAgent::Objects{{"integer", "5"}, {"octet_str", "0x001a"}});
+    SnmpAgent agent(SnmpAgent::Objects{{"integer", "5"}, {"octet_str", "0x001a"}});
     SilentSocket const silent;
     Broker broker;
     MqttProbe probe(broker.port());
@@ -29,14 +30,19 @@ TEST(Race, FourSnmpPorts) {
                          {"name": "bad", "oid": "x"}]}]})");
         port["name"] = name;
         port["devices"][0]["name"] = name;
-        port["devices"][0]["url"] = name == "dead" ? silent.peer() : agent.peer();
+        port["devices"][0]["url"] = name == "dead" ? silent.peer() : (name == "c" ? "" : "tcp:") + agent.peer();
         config["ports"].append(port);
     }
     daemon.start_with(config);
     ASSERT_TRUE(daemon.wait_running());
-    size_t const mark = probe.mark();
-    for (char const* name : {"a", "b", "c"}) {
-        ASSERT_TRUE(probe.wait_for_count(sample::value_topic(name, "s"), 4, seconds(30), mark)) << daemon.log().text();
+    for (int round = 0; round < 3; ++round) {
+        size_t const mark = probe.mark();
+        for (char const* name : {"a", "b", "c"}) {
+            ASSERT_TRUE(probe.wait_for_count(sample::value_topic(name, "s"), 2, seconds(30), mark))
+                << daemon.log().text();
+        }
+        agent.stop();
+        agent.start();
     }
     ASSERT_TRUE(probe.wait_for_count(sample::error_topic("dead", "s"), 2, seconds(30))) << daemon.log().text();
     EXPECT_EQ(daemon.stop(), 1);

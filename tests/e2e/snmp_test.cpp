@@ -171,6 +171,7 @@ TEST(Snmp, AnAgentThatGoesAndReturns) {
     daemon.start_with(config);
     for (int round = 0; round < 2; ++round) {
         size_t const mark = probe.mark();
+        size_t const since = daemon.log().mark();
         for (char const* name : {"udp", "tcp"}) {
             ASSERT_TRUE(probe.wait_for(sample::value_topic(name, "v"), "5", limit, mark)) << daemon.log().text();
         }
@@ -181,7 +182,7 @@ TEST(Snmp, AnAgentThatGoesAndReturns) {
         }
         // A connection that is lost is made anew, the session of UDP stays.
         ASSERT_TRUE(daemon.log().wait_for("[3] [tcp] ssn_open : не удалось открыть сессию. Устройство будет пропущено.",
-                                          limit));
+                                          limit, since));
         agent.start();
     }
     EXPECT_EQ(daemon.log().count("[3] [udp]"), 0);
@@ -202,6 +203,10 @@ TEST(Snmp, ADeadAgentDelaysItsOwnPortOnlyAndNothingIsAskedWithoutABroker) {
     }
     daemon.start_with(config);
     ASSERT_TRUE(probe.wait_for_count(sample::error_topic("dead", "v"), 1, limit)) << daemon.log().text();
+    EXPECT_TRUE(probe.wait_for("stat/dead/poll",
+                               "Статистика dead : опросов = 1 : ошибок = 1 [ 100.00 ] : вне диапазона = 0.", limit));
+    EXPECT_TRUE(
+        probe.wait_for("stat/a/poll", "Статистика a : опросов = 2 : ошибок = 0 [ 0.00 ] : вне диапазона = 0.", limit));
     for (char const* name : {"a", "b", "c"}) {
         ASSERT_TRUE(probe.wait_for_count(sample::value_topic(name, "v"), 3, limit)) << daemon.log().text();
         auto const values = probe.on_topic(sample::value_topic(name, "v"));

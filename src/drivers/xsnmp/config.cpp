@@ -2,6 +2,7 @@
 
 #include "config/constants.h"
 #include "drivers/xsnmp/inner_oid.h"
+#include "drivers/xsnmp/library.h"
 #include "foundation/jutils.h"
 #include "foundation/xexception.h"
 
@@ -44,6 +45,8 @@ csdev::csdev(CBase* port_node, Json::Value& node) : CDev(port_node, node), port(
     community = jUtils::get_string(node, "community", community);
     version = jUtils::get_int(node, "version", version);
     load_params(node, type_word);
+    // Here already, where no worker runs yet: for a moment the library changes the locale of the process.
+    library::start(name);
 }
 
 CBase* csdev::create(CBase* parent, Json::Value& node) {

@@ -1,11 +1,13 @@
 #include "drivers/xsnmp/device.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <memory>
 #include <new>
 #include <string_view>
 
 #include <fcntl.h>
+#include <sys/socket.h>
 
 #include "drivers/xsnmp/inner_oid.h"
 #include "drivers/xsnmp/library.h"
@@ -182,6 +184,9 @@ bool sdev::poll_param(sparam* param) {
         return false;
     }
     try {
+        if (is_lost()) {
+            ssn_open();
+        }
         netsnmp_pdu* answer = nullptr;
         int const status = get_response(*param, answer);
         Pdu const response(answer);
@@ -193,7 +198,8 @@ bool sdev::poll_param(sparam* param) {
         }
         result.is_ok = error.empty() && !result.result.empty();
         result.is_crc_ok = result.is_ok;
-        check_transport();
+        // A session of TCP without an answer may be beyond repair; the next pass opens it anew.
+        good_ = good_ && (response || !is_stream());
         port->publish_result(result, this, param);
         return result.is_ok;
     } catch (std::exception const& e) {
@@ -212,11 +218,18 @@ int sdev::get_response(sparam const& param, netsnmp_pdu*& response) {
     return snmp_sess_synch_response(session_, request.release(), &response);
 }
 
-/// An agent behind TCP that has closed the connection: without this it would never be connected to again.
-void sdev::check_transport() {
-    if (session_ != nullptr && snmp_sess_transport(session_)->sock < 0) {
-        good_ = false;
+bool sdev::is_stream() const {
+    return session_ != nullptr && (snmp_sess_transport(session_)->flags & NETSNMP_TRANSPORT_FLAG_STREAM) != 0;
+}
+
+/// The agent has closed the connection since the last exchange, as those do that see too little of a client.
+bool sdev::is_lost() const {
+    if (!is_stream()) {
+        return false;
     }
+    char byte = 0;
+    ssize_t const waiting = recv(snmp_sess_transport(session_)->sock, &byte, 1, MSG_PEEK | MSG_DONTWAIT);
+    return waiting == 0 || (waiting < 0 && errno != EAGAIN && errno != EINTR);
 }
 
 std::string sdev::parse_result(sparam* param, int status, netsnmp_pdu* response) {

@@ -47,7 +47,8 @@ class sdev : public DevBase {
     bool find_address(sparam& param);
     void poll_one(sparam& param, long long now);
     int get_response(sparam const& param, snmp_pdu*& response);
-    void check_transport();
+    bool is_stream() const;
+    bool is_lost() const;
 
     sport* sport_;
     csdev* config_;

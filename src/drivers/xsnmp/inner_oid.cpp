@@ -13,8 +13,8 @@ namespace xsnmp {
 namespace {
 
 bool parse(std::string const& text, inner_oid& result) {
-    // Behind a quote that isn't closed the library reads on.
-    if (text.find_first_of("\"'") != std::string::npos) {
+    // Behind a quote that isn't closed the library reads on, and behind a zero it doesn't read.
+    if (text.find_first_of(std::string("\"'\0", 3)) != std::string::npos) {
         return false;
     }
     std::lock_guard const lock(library::data());
@@ -28,8 +28,12 @@ bool parse(std::string const& text, inner_oid& result) {
     return understood && result.length == xCommon::xString::Split(text, ".").size();
 }
 
-/// A larger number would be cut to 32 bits, and something else asked for.
+/// Of others something else would be asked for, or nothing: a request has 32 bits for a number, and one number for the
+/// first two.
 bool fits_request(std::span<oid const> ids) {
+    if (ids.size() < 2 || ids[0] > 2 || (ids[0] < 2 && ids[1] >= 40)) {
+        return false;
+    }
     return std::all_of(ids.begin(), ids.end(), [](oid id) { return id <= std::numeric_limits<uint32_t>::max(); });
 }
 
