@@ -108,14 +108,9 @@ void dev::write(c_param* param, std::string value, bholding::bitem const* item) 
     }
     param->Logf(lmtInfo, "запись нового значения : %s.", value);
     line().flush();
-    if (item != nullptr) {
-        param->Logf(lmtInfo, "запись бита в : %s.", item->name);
-        value = prepare_to_write_bit(param, value, item);
-        if (value.empty()) {
-            return;
-        }
+    if (!to_register_value(*param, value, item)) {
+        return;
     }
-    value = param->CalculateWriteExpression(value);
     ByteList frame;
     pdu::write(frame, slave_address(), param, value);
     unsigned char const* const reply = port->buffer;

@@ -63,14 +63,9 @@ void dev::write(c_param* param, std::string value, bholding::bitem const* item) 
         return;
     }
     param->Logf(lmtInfo, "запись нового значения : %s.", value);
-    if (item != nullptr) {
-        param->Logf(lmtInfo, "запись бита в : %s.", item->name);
-        value = prepare_to_write_bit(param, value, item);
-        if (value.empty()) {
-            return;
-        }
+    if (!to_register_value(*param, value, item)) {
+        return;
     }
-    value = param->CalculateWriteExpression(value);
     ByteList frame;
     pdu::write(frame, slave_address(), param, value);
     int const length = exchange::load(*port, frame, "dev_mb_tcp::write : запрос");

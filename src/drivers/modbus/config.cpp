@@ -13,14 +13,10 @@ using xCommon::xExceptionf;
 
 namespace {
 
-struct Word {
-    char const* text;
-    int code;
-};
-
-constexpr Word reg_types[] = {{"coil", reg_coil},           {"status", reg_status},
-                              {"holding-m", reg_holding_m}, {"holding-bit", reg_holding_bit},
-                              {"input", reg_input},         {"input-bit", reg_input_bit}};
+constexpr RegTypes::Word words[] = {{"coil", reg_coil},           {"status", reg_status},
+                                    {"holding-m", reg_holding_m}, {"holding-bit", reg_holding_bit},
+                                    {"input", reg_input},         {"input-bit", reg_input_bit}};
+constexpr RegTypes reg_types = {words, reg_holding, reg_holding_bit, reg_input_bit};
 
 /// A fresh evaluator serves each conversion: no state carries over.
 std::string calculate(std::string const& expression, std::string const& value) {
@@ -48,38 +44,37 @@ c_dev::c_dev(CBase* port_node, Json::Value& node, std::string const& type_word)
     load_params(node, type_word);
 }
 
-c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
+int RegTypes::code_of(Json::Value const& node) const {
+    std::string const text = jUtils::get_string(node, "reg_type", "");
+    for (Word const& row : words) {
+        if (text == row.text) {
+            return row.code;
+        }
+    }
+    return other;
+}
+
+c_register::c_register(CBase* device, Json::Value& node, RegTypes const& types)
+    : CParam(device, node), reg_type(types.other), types_(types) {
     if (!jUtils::has(node, "reg_addr")) {
         throw xExceptionf("%s : не указан атрибут 'reg_addr'.", name);
     }
     reg_addr = static_cast<unsigned short>(Utils::jToInt(node["reg_addr"]));
-    reg_type = GetRegType(node);
+    reg_type = types_.code_of(node);
     if (has_bits()) {
         bits = std::make_unique<bholding::bhold>(this, node);
     }
-    converter_read = jUtils::get_string(node, "converter_read", "");
-    converter_write = jUtils::get_string(node, "converter_write", "");
     // The parent is a device of another family when a parameter takes this class by its own `type`.
     auto const* modbus_device = dynamic_cast<c_dev const*>(device);
     int const default_delay = modbus_device != nullptr ? modbus_device->poll_delay : 0;
     poll_delay = static_cast<unsigned short>(jUtils::get_int(node, "poll_delay", default_delay));
 }
 
-int c_param::GetRegType(Json::Value const& node) {
-    std::string const text = jUtils::get_string(node, "reg_type", "");
-    for (Word const& row : reg_types) {
-        if (text == row.text) {
-            return row.code;
-        }
-    }
-    return reg_holding;
-}
-
-void c_param::Compare(Json::Value& node) {
+void c_register::Compare(Json::Value& node) {
     if (node.empty()) {
         return;
     }
-    int const new_type = jUtils::has(node, "reg_type") ? GetRegType(node) : reg_type;
+    int const new_type = jUtils::has(node, "reg_type") ? types_.code_of(node) : reg_type;
     if (jUtils::has(node, "reg_addr")) {
         reg_addr = static_cast<unsigned short>(Utils::jToInt(node["reg_addr"]));
     }
@@ -91,6 +86,15 @@ void c_param::Compare(Json::Value& node) {
         Log(lmtError, "битовый параметр без списка 'bh_list' : публиковать нечего.");
     }
     CParam::Compare(node);
+}
+
+c_param::c_param(CBase* device, Json::Value& node) : c_register(device, node, reg_types) {
+    converter_read = jUtils::get_string(node, "converter_read", "");
+    converter_write = jUtils::get_string(node, "converter_write", "");
+}
+
+int c_param::GetRegType(Json::Value const& node) {
+    return reg_types.code_of(node);
 }
 
 std::string c_param::CalculateReadExpression(std::string const& value) const {

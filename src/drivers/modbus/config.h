@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <span>
 #include <string>
 
 #include "config/cparam.h"
@@ -46,17 +47,50 @@ class c_dev : public CDev {
     int poll_delay = 0;  ///< ms, pause before each single request
 };
 
-/// Configuration of one parameter, and the conversion between its text and its register image.
-class c_param : public CParam {
+/// The words of the key `reg_type` in one driver.
+struct RegTypes {
+    struct Word {
+        char const* text;
+        int code;
+    };
+    std::span<Word const> words;
+    int other;  ///< code of a text that is no kind's, and of none
+    int holding_bit;
+    int input_bit;
+
+    /// Any text gives a code, without a message: configurations in use spell it in many ways.
+    int code_of(Json::Value const& node) const;
+};
+
+/// Configuration of one register, as far as it is the same wherever registers have addresses and kinds.
+class c_register : public CParam {
  public:
-    /// Raises an xExceptionf for a missing `reg_addr`, an xException for faulty bits.
-    c_param(CBase* device, Json::Value& node);
+    /// Raises an xExceptionf for a missing `reg_addr`, an xException for faulty bits. `types` outlives it.
+    c_register(CBase* device, Json::Value& node, RegTypes const& types);
 
     void Compare(Json::Value& node) override;
-    /// Code of the key `reg_type`. Any text that is no kind's, and none, gives reg_holding without a message:
-    /// configurations in use spell it in many ways.
+    bool has_bits() const { return reg_type == types_.holding_bit || reg_type == types_.input_bit; }
+
+    /// Address on the wire of the first register or coil.
+    unsigned short reg_addr = 0;
+    int reg_type;
+    /// The bits of a "holding-bit" or "input-bit"; null for all other kinds, and for one that only an overlay without
+    /// `bh_list` made a bit kind.
+    std::unique_ptr<bholding::bhold> bits;
+    unsigned short poll_delay = 0;  ///< ms
+
+ private:
+    RegTypes const& types_;
+};
+
+/// Configuration of one parameter, and the conversion between its text and its register image.
+class c_param : public c_register {
+ public:
+    /// Raises what c_register raises.
+    c_param(CBase* device, Json::Value& node);
+
+    /// Code of the key `reg_type`.
     static int GetRegType(Json::Value const& node);
-    bool has_bits() const { return reg_type == reg_holding_bit || reg_type == reg_input_bit; }
 
     /// Text of the value at the beginning of `len` bytes. Raises an xExceptionf for too few bytes and for a value type
     /// that registers can't hold.
@@ -68,15 +102,8 @@ class c_param : public CParam {
     std::string CalculateReadExpression(std::string const& value) const;
     std::string CalculateWriteExpression(std::string const& value) const;
 
-    /// Address on the wire of the first register or coil.
-    unsigned short reg_addr = 0;
-    int reg_type = reg_holding;
-    /// The bits of a "holding-bit" or "input-bit"; null for all other kinds, and for one that only an overlay without
-    /// `bh_list` made a bit kind.
-    std::unique_ptr<bholding::bhold> bits;
     std::string converter_read;
     std::string converter_write;
-    unsigned short poll_delay = 0;  ///< ms
 };
 
 }  // namespace modbus

@@ -13,6 +13,7 @@
 namespace modbus {
 
 using xCommon::lmtError;
+using xCommon::lmtInfo;
 using xCommon::lmtIgnored;
 using xCommon::lmtTrace;
 using xCommon::xString;
@@ -179,6 +180,18 @@ std::string device::check_debounce(c_param* /*param*/, std::string const& value)
 std::string device::prepare_to_write_bit(c_param* param, std::string const& value, bholding::bitem const* item) {
     BaseResult const current = get_response(param);
     return current.is_ok ? item->set_value(current.result, value) : std::string();
+}
+
+bool device::to_register_value(c_param& param, std::string& value, bholding::bitem const* item) {
+    if (item != nullptr) {
+        param.Logf(lmtInfo, "запись бита в : %s.", item->name);
+        value = prepare_to_write_bit(&param, value, item);
+        if (value.empty()) {
+            return false;
+        }
+    }
+    value = param.CalculateWriteExpression(value);
+    return true;
 }
 
 }  // namespace modbus

@@ -45,6 +45,9 @@ class device : public DevBase {
     std::string prepare_to_write_bit(c_param* param, std::string const& value, bholding::bitem const* item);
 
  protected:
+    /// Turns what a command brings into what is written: the whole register for a bit, and the value through its
+    /// expression. False when the register of a bit can't be read.
+    bool to_register_value(c_param& param, std::string& value, bholding::bitem const* item);
     /// Makes a result of the data of a reply: `data_size` bytes are compared with the parameter's error value, and
     /// `value_size` bytes from the same place may be read as its value.
     void take_data(c_param* param, unsigned char const* data, int data_size, int value_size, BaseResult& result);

@@ -36,11 +36,38 @@ int flag(int value) {
     return (value >> 1) & 1;
 }
 
+/// Of the radio module, the same in every kind of device.
+constexpr HandlerRow radio_rows[] = {
+    {10, 0x1000, form::u8},
+    {10, 0x1001, form::u8},
+    // The coding: 0 is XOR, 1 a convolutional code of 2/3. Subscribers know the number, not the word.
+    {10, 0x1002, form::u8},
+    {10, 0x1003, form::i16},
+    {10, 0x10F0, form::link},
+    {10, 0x1100, form::hexadecimal},
+    {10, 0x1101, form::hexadecimal},
+    {10, 0x1110, form::region},
+    {10, 0x1111, form::triple},
+    {10, 0x1112, form::u8},
+    {10, 0x1113, form::u8},
+    {10, 0x1120, form::u8},
+    {10, 0x1121, form::u8},
+    {10, 0x1122, form::u8},
+    {10, 0x1130, form::u8},
+    {10, 0x1131, form::u8},
+    {10, 0x1140, form::u8},
+    {10, 0x1141, form::u8},
+    {10, 0x11F0, form::state},
+    {10, 0x11F1, form::counter},
+};
+
 }  // namespace
 
 void add_handlers(Handlers& map, std::string const& kind, std::span<HandlerRow const> rows) {
-    for (HandlerRow const& row : rows) {
-        map[kind][row.function][row.parameter] = row.handler;
+    for (std::span<HandlerRow const> const table : {rows, std::span<HandlerRow const>(radio_rows)}) {
+        for (HandlerRow const& row : table) {
+            map[kind][row.function][row.parameter] = row.handler;
+        }
     }
 }
 

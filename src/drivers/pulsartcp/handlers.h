@@ -23,6 +23,7 @@ struct HandlerRow {
     std::string (*handler)(Payload&);
 };
 
+/// Enters the rows of a kind, and those of the radio module that all kinds have.
 void add_handlers(Handlers& map, std::string const& kind, std::span<HandlerRow const> rows);
 
 /// The forms that payloads come in. Multi-byte values have their low byte first, and what stands behind a form is

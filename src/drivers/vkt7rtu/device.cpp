@@ -25,6 +25,11 @@ IBFac const registrar("vkt7-rtu" + suffix_dev, dev::create);
 
 constexpr char trace_prefix[] = "vkt7-rtu : ";
 
+/// A parameter of the Modbus class is a plain register here, whatever kind it has.
+bool is_own(CBase* param) {
+    return dynamic_cast<c_param*>(param) != nullptr;
+}
+
 }  // namespace
 
 dev::dev(IBase* port_object, CBase* node) : DevBase(port_object, node), config_(dynamic_cast<c_dev*>(node)) {
@@ -43,15 +48,15 @@ std::vector<dev::Command> dev::commands() {
         result.push_back({xString::Format(topic_on, get_device_name(), control), param, item});
     };
     for (auto const& child : cfg->children) {
-        auto const reg = register_of(child.get());
-        if (!reg || reg->param->read_only) {
+        auto* const param = dynamic_cast<modbus::c_register*>(child.get());
+        if (param == nullptr || param->read_only) {
             continue;
         }
-        if (reg->own == nullptr || reg->own->reg_type != reg_holding_bit) {
-            add(reg->param->name, reg->param, nullptr);
-        } else if (reg->own->bits) {
-            for (bholding::bitem const& item : reg->own->bits->items) {
-                add(item.control_name(), reg->param, &item);
+        if (!is_own(param) || param->reg_type != reg_holding_bit) {
+            add(param->name, param, nullptr);
+        } else if (param->bits) {
+            for (bholding::bitem const& item : param->bits->items) {
+                add(item.control_name(), param, &item);
             }
         }
     }
@@ -92,24 +97,24 @@ bool dev::poll_param(CParam* base_param) {
     if (base_param == nullptr) {
         return false;
     }
-    auto const reg = register_of(base_param);
-    if (!reg) {
+    auto* const param = dynamic_cast<modbus::c_register*>(base_param);
+    if (param == nullptr) {
         base_param->Log(lmtError, "параметр не является параметром ВКТ-7 : опрос пропущен.");
         return false;
     }
-    xCommon::xMisc::delay(reg->poll_delay);
+    xCommon::xMisc::delay(param->poll_delay);
     try {
-        BaseResult result = read(*reg);
-        if (reg->own != nullptr && reg->own->has_bits() && result.is_ok) {
-            if (reg->own->bits) {
-                reg->own->bits->publish(this, result);
+        BaseResult result = read(param);
+        if (is_own(param) && param->has_bits() && result.is_ok) {
+            if (param->bits) {
+                param->bits->publish(this, result);
             }
         } else {
-            port->publish_result(result, this, reg->param);
+            port->publish_result(result, this, param);
         }
         return result.is_ok;
     } catch (std::exception const& e) {
-        reg->param->Logf(lmtError, "исключение при опросе : %s", e.what());
+        param->Logf(lmtError, "исключение при опросе : %s", e.what());
         // A fault that the driver can't explain: the file watch answers the touch with a new process.
         touch_configuration();
         return false;
@@ -153,9 +158,8 @@ bool dev::request(ByteList const& frame, CParam* param, unsigned char sid, std::
     return true;
 }
 
-BaseResult dev::read(Register const& reg) {
+BaseResult dev::read(modbus::c_register* param) {
     BaseResult result;
-    CParam* const param = reg.param;
     auto const sid = static_cast<unsigned char>(config_->sid & 0xFF);
     auto const ask = [&](char const* label, auto build, auto... arguments) {
         ByteList frame;
@@ -179,19 +183,19 @@ BaseResult dev::read(Register const& reg) {
     }
     Reply::Precisions const precisions = Reply::precisions(*param, reply_);
 
-    RegisterRow const* const row = find_register(reg.reg_addr);
+    RegisterRow const* const row = find_register(param->reg_addr);
     if (row == nullptr) {
         param->Logf(lmtError, "Регистр [0x%02x] не используется при получении (итоговых) текущих значений",
-                    reg.reg_addr);
+                    param->reg_addr);
         return result;
     }
     if (!ask("6. Запрос на запись типа значений ((итоговые) текущие значения)", pdu::write_values, row->kind) ||
         !ask("7. Запрос на чтение перечня текущих значений", pdu::read_active_elements_list) ||
-        !Reply::has_register(*param, reply_, reg.reg_addr)) {
+        !Reply::has_register(*param, reply_, param->reg_addr)) {
         return result;
     }
 
-    if (!ask("8. Запрос на чтение перечня элементов для чтения (значения)", pdu::read_parameters, reg.reg_addr) ||
+    if (!ask("8. Запрос на чтение перечня элементов для чтения (значения)", pdu::read_parameters, param->reg_addr) ||
         !ask("9. Запрос на чтение данных (значения)", pdu::read_data)) {
         return result;
     }

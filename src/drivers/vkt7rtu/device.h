@@ -28,7 +28,7 @@ class dev : public DevBase {
     /// One exchange; false after a line in the parameter's log. The reply stands in last_reply().
     bool request(xCommon::ByteList const& frame, CParam* param, unsigned char sid, std::string const& label);
     /// The whole dialogue for one value.
-    BaseResult read(Register const& reg);
+    BaseResult read(modbus::c_register* param);
     /// The last good reply, with its CRC; valid up to the next request.
     std::span<unsigned char const> last_reply() const { return reply_; }
 
