@@ -185,7 +185,7 @@ void worker::read_touches() {
             continue;
         }
         auto const line = std::find_if(lines.begin(), lines.end(),
-                                       [&event](auto const& candidate) { return candidate->watch == event.wd; });
+                                       [watch = event.wd](auto const& candidate) { return candidate->watch == watch; });
         if (line == lines.end()) {
             Logf(lmtTrace, "не найден обработчик события inotify : %d", event.wd);
             continue;

@@ -13,8 +13,8 @@
 namespace modbus {
 
 using xCommon::lmtError;
-using xCommon::lmtInfo;
 using xCommon::lmtIgnored;
+using xCommon::lmtInfo;
 using xCommon::lmtTrace;
 using xCommon::xString;
 
