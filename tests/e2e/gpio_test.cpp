@@ -91,6 +91,7 @@ TEST(Gpio, LinesThatArePolled) {
     EXPECT_EQ(probe.last(topic("power_total")), "2.00");
     EXPECT_EQ(probe.wait_for(topic("power_total"), limit)->qos, 2);
     EXPECT_EQ(daemon.log().count("on_message : " + topic("power_total")), 0);
+    EXPECT_EQ(daemon.log().count("on_message : " + topic("water_total")), 1) << "once for the connection";
     for (char const* lasting : {"door", "relay", "water_total", "power_total"}) {
         EXPECT_TRUE(MqttProbe(broker.port(), topic(lasting)).wait_for(topic(lasting), limit)) << "not retained";
     }
