@@ -32,15 +32,18 @@ int main(int argc, char** argv) {
     fill_standard_descriptors();
 
     Options const options = Options::parse(argc, argv);
-    xCommon::xSignalHandling::setHandlers2(&Supervisor::end_of_process);
-    // Until the configuration is read, everything is written.
+    xCommon::xSignalHandling::hold();
+    xCommon::FaultStack const fault_stack;
+    // Ahead of the signals, so that the end of the process is told from the first moment on. Until the configuration is
+    // read, everything is written.
     xCommon::xLog::gv = new xCommon::xLog(path_log_dir, options.log_name, start_log_size, true, true);
+    xCommon::xSignalHandling::setHandlers2(&Supervisor::end_of_process, &Supervisor::tell_fault);
     try {
         Supervisor supervisor(options, argv);
         // Not a return: static objects must not be destroyed while workers run.
         std::_Exit(supervisor.run());
     } catch (std::exception const& e) {
-        xCommon::global_log(xCommon::lmtError, e.what());
+        xCommon::global_log(xCommon::lmtError, std::string(e.what()));
         Supervisor::end_of_process(Supervisor::failure_signal);
     }
 }

@@ -7,7 +7,6 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
-#include <stdexcept>
 #include <utility>
 
 #include <fcntl.h>
@@ -92,9 +91,14 @@ void Supervisor::end_of_process(int /*signal_number*/) {
     std::_Exit(1);
 }
 
+void Supervisor::tell_fault(int number, char const* name) {
+    global_logf(lmtError, "аварийное завершение : сигнал %d (SIG%s).", number, name);
+}
+
 int Supervisor::run() {
     if (mosquitto_lib_init() != MOSQ_ERR_SUCCESS) {
-        throw std::runtime_error("Ошибка инициализации подсистемы mosquitto.\nПродолжение работы невозможно...");
+        global_log(lmtError, "Ошибка инициализации подсистемы mosquitto.\nПродолжение работы невозможно...");
+        end_of_process(failure_signal);
     }
     announce_missing_file();
     find_file();

@@ -16,6 +16,8 @@ class Supervisor {
 
     /// Given to end_of_process() where no signal but a failure ends the process.
     static constexpr int failure_signal = 6;
+    /// Ahead of end_of_process(): the line by which a crash can be told from a stop.
+    static void tell_fault(int number, char const* name);
     /// Logs the closing line and ends the process with status 1, whatever threads still run.
     [[noreturn]] static void end_of_process(int signal_number);
 

@@ -60,12 +60,7 @@ log_set log_set::parse(Json::Value const& root) {
 
 void Config::build(Json::Value& root) {
     mqtt = tcp_set::parse(root);
-    try {
-        log = log_set::parse(root);
-    } catch (std::exception const& e) {
-        // Faulty log settings are no reason to stop polling.
-        Logf(lmtError, "exception : %s", e.what());
-    }
+    log = log_set::parse(root);
     ports.Load(nullptr, root, "ports", suffix_cport, "");
     for (auto const& node : ports.children) {
         if (auto* port = dynamic_cast<CPort*>(node.get())) {

@@ -122,7 +122,8 @@ bool CParam::check_value(std::string const& value) {
     if (has_scale) {
         number *= scale;
     }
-    if ((has_min && number < min) || (has_max && number > max)) {
+    // Written so that a value that is no number at all is out of range too.
+    if ((has_min && !(number >= min)) || (has_max && !(number <= max))) {
         Logf(lmtError, "значение вне пределов диапазона : min = %0.2f : value = %0.2f : max = %0.2f.", min, number,
              max);
         return false;

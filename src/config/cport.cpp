@@ -37,13 +37,9 @@ void CPort::read_transport(Json::Value& node) {
         }
     } else if (type_has("tcp")) {
         if (jUtils::has(node, "tcp")) {
-            try {
-                tcp_set const peer(node["tcp"], "127.0.0.1", 0);
-                url = peer.url;
-                port = peer.port;
-            } catch (std::exception const& e) {
-                throw xExceptionf("#%s : ctor : %s", name, e.what());
-            }
+            tcp_set const peer(node["tcp"], "127.0.0.1", 0);
+            url = peer.url;
+            port = peer.port;
         } else {
             url = jUtils::get_string(node, "url", "");
             port = jUtils::get_int(node, "port", -1);

@@ -10,13 +10,11 @@ int touch_configuration() {
     if (cfg_name.empty()) {
         return -1;
     }
-    // Quoted, so that a path with a blank is one file for the shell too.
-    std::string const quoted = "'" + xCommon::xString::Replace(cfg_name, "'", "'\\''") + "'";
-    return xCommon::xSystem::Exec(xCommon::xString::Format("touch %s", quoted));
+    return xCommon::xSystem::Touch(cfg_name) ? 0 : 1;
 }
 
-void trace_hex(void const* data, int length, std::string const& title) {
+void trace_hex(xCommon::LogItem const& port, void const* data, int length, std::string const& title) {
     if (PH::IsPrintHex && xCommon::xLog::gv != nullptr) {
-        xCommon::xLog::gv->PrintHex(data, length, title);
+        xCommon::xLog::gv->PrintHex(data, length, title, &port.name);
     }
 }

@@ -27,30 +27,9 @@ duk_ret_t evaluate(duk_context* context, void* user) {
     return 1;
 }
 
-/// Length of the UTF-8 character at `at`, 0 where there is none.
-size_t character_length(std::string const& text, size_t at) {
-    auto const lead = static_cast<unsigned char>(text[at]);
-    size_t length = 0;
-    if (lead < 0x80) {
-        length = 1;
-    } else if (lead >= 0xC2 && lead < 0xE0) {
-        length = 2;
-    } else if (lead >= 0xE0 && lead < 0xF0) {
-        length = 3;
-    } else if (lead >= 0xF0 && lead < 0xF5) {
-        length = 4;
-    }
-    for (size_t index = 1; index < length; ++index) {
-        if (at + index >= text.size() || (static_cast<unsigned char>(text[at + index]) & 0xC0U) != 0x80U) {
-            return 0;
-        }
-    }
-    return length;
-}
-
 bool is_utf8(std::string const& text) {
     for (size_t at = 0; at < text.size();) {
-        size_t const length = character_length(text, at);
+        size_t const length = xString::utf8_length(std::string_view(text).substr(at));
         if (length == 0) {
             return false;
         }

@@ -33,14 +33,13 @@ T get(Json::Value const& node, char const* key, T const& fallback, Convert conve
     }
 }
 
-/// A file has to end with its value, and may begin with a byte order mark and have a comma too many. A message may go
-/// on behind its value.
-bool parse(std::string const& text, Json::Value& root, bool is_file, std::string& errors) {
+/// It has to end with its value, and may begin with a byte order mark and have a comma too many.
+bool parse_file(std::string const& text, Json::Value& root, std::string& errors) {
     Json::CharReaderBuilder builder;
     builder["collectComments"] = false;
-    builder["failIfExtra"] = is_file;
-    builder["allowTrailingCommas"] = is_file;
-    builder["skipBom"] = is_file;
+    builder["failIfExtra"] = true;
+    builder["allowTrailingCommas"] = true;
+    builder["skipBom"] = true;
     std::unique_ptr<Json::CharReader> const reader(builder.newCharReader());
     try {
         return reader->parse(text.data(), text.data() + text.size(), &root, &errors);
@@ -70,15 +69,24 @@ Json::Value jUtils::Load(std::string const& path) {
 
     Json::Value root;
     std::string errors;
-    if (!parse(text, root, true, errors)) {
+    if (!parse_file(text, root, errors)) {
         throw xExceptionf("%s : ошибка разбора JSON : %s", path, errors);
     }
     return root;
 }
 
 bool jUtils::Parse(std::string const& text, Json::Value& root) {
-    std::string errors;
-    return parse(text, root, false, errors);
+    // The plain reader of old, which takes no sign in front of a positive number and lets a message go on behind its
+    // value: what counts as JSON decides how a message is handled.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+    Json::Reader reader;
+#pragma GCC diagnostic pop
+    try {
+        return reader.parse(text, root, false);
+    } catch (std::exception const&) {
+        return false;  // nested deeper than the parser goes
+    }
 }
 
 Json::Value const& jUtils::at(Json::Value const& node, char const* key) {
@@ -95,6 +103,10 @@ std::string jUtils::get_string(Json::Value const& node, char const* key, std::st
 
 int jUtils::get_int(Json::Value const& node, char const* key, int fallback) {
     return get(node, key, fallback, [](Json::Value const& value) { return value.asInt(); });
+}
+
+unsigned int jUtils::get_uint(Json::Value const& node, char const* key, unsigned int fallback) {
+    return get(node, key, fallback, [](Json::Value const& value) { return value.asUInt(); });
 }
 
 bool jUtils::get_bool(Json::Value const& node, char const* key, bool fallback) {

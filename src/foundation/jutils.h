@@ -21,6 +21,7 @@ class jUtils {
     static bool has(Json::Value const& node, char const* key);
     static std::string get_string(Json::Value const& node, char const* key, std::string const& fallback);
     static int get_int(Json::Value const& node, char const* key, int fallback);
+    static unsigned int get_uint(Json::Value const& node, char const* key, unsigned int fallback);
     static bool get_bool(Json::Value const& node, char const* key, bool fallback);
     static double get_double(Json::Value const& node, char const* key, double fallback);
     /// The value under the key, null when there is none.

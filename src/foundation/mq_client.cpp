@@ -7,6 +7,8 @@
 #include <mosquitto.h>
 
 #include "foundation/xlog.h"
+#include "foundation/xmisc.h"
+#include "foundation/xsignal.h"
 #include "foundation/xstring.h"
 
 namespace xMQ {
@@ -27,6 +29,8 @@ constexpr auto connect_limit = std::chrono::seconds(10);
 /// A broker that has acknowledged nothing for `stall_time` while `stall_count` messages wait is taken as gone.
 constexpr auto stall_time = std::chrono::seconds(5);
 constexpr size_t stall_count = 10000;
+/// No device takes a longer command.
+constexpr int payload_limit = 65536;
 /// MQTT numbers its messages with 16 bits: more can't be under way at all.
 constexpr size_t waiting_limit = 60000;
 
@@ -91,7 +95,7 @@ mqClient::~mqClient() {
     disconnect();
 }
 
-bool mqClient::connect(std::string const& host, int port) {
+bool mqClient::connect(std::string const& host, int port, bool quiet) {
     if (thread_.joinable()) {
         return false;
     }
@@ -100,7 +104,7 @@ bool mqClient::connect(std::string const& host, int port) {
     {
         std::lock_guard const lock(mutex_);
         stop_ = false;
-        failure_logged_ = false;
+        failure_logged_ = quiet;
         attempt_failed_ = false;
         since_ = Clock::now();
     }
@@ -131,6 +135,8 @@ void mqClient::disconnect() {
 /// The network thread. The library's own endless loop gives up for good after some errors (a reply that is no MQTT, a
 /// refused login, a name that doesn't resolve at the first attempt), so the loop and the pauses are run here.
 void mqClient::run() {
+    xCommon::name_thread("mqtt", identity_);
+    xCommon::FaultStack const fault_stack;
     int pause_s = first_retry_s;
     while (!is_stopping()) {
         bool stood = false;
@@ -240,11 +246,14 @@ void mqClient::connection_made(int code) {
         attempt_failed(mosquitto_connack_string(code));
         return;
     }
-    // The entry is in the queue before anyone can see the flag: a worker that polls finds its subscriptions due.
-    queue_->Push(std::make_unique<xCommon::svMessage>(xCommon::svMessage::connected));
     {
         std::lock_guard const lock(mutex_);
+        // Under one lock with the flag: whoever takes the entry sees the connection, and whoever sees the connection
+        // finds the entry. A worker that took it ahead of the flag would subscribe to nothing, for good.
+        queue_->Push(std::make_unique<xCommon::svMessage>(xCommon::svMessage::connected));
         connected = true;
+        missed_.clear();
+        miss_logged_ = false;
         failure_logged_ = false;
         stall_logged_ = false;
         last_progress_ = Clock::now();
@@ -294,13 +303,21 @@ void mqClient::on_subscribe(mosquitto* /*client*/, void* self, int /*id*/, int c
 }
 
 void mqClient::on_message(mosquitto* /*client*/, void* self, mosquitto_message const* message) {
-    guarded([self, message] {
-        std::string payload;
-        if (message->payloadlen > 0) {
-            payload.assign(static_cast<char const*>(message->payload), static_cast<size_t>(message->payloadlen));
-        }
-        static_cast<mqClient*>(self)->queue_->Push(std::make_unique<mqMessage>(message->topic, std::move(payload)));
-    });
+    guarded([self, message] { static_cast<mqClient*>(self)->received(*message); });
+}
+
+/// A client can't refuse a message, so a large one has come whole already; what counts is that it goes no further.
+void mqClient::received(mosquitto_message const& message) {
+    if (message.payloadlen > payload_limit) {
+        global_logf(lmtError, "MQTT : %s : сообщение отброшено : топик '%s' : размер %d байт.", identity_,
+                    message.topic, message.payloadlen);
+        return;
+    }
+    std::string payload;
+    if (message.payloadlen > 0) {
+        payload.assign(static_cast<char const*>(message.payload), static_cast<size_t>(message.payloadlen));
+    }
+    queue_->Push(std::make_unique<mqMessage>(message.topic, std::move(payload)));
 }
 
 void mqClient::sent(int id, int qos) {
@@ -369,8 +386,10 @@ bool mqClient::subscribe(std::vector<subsItem> const& items) {
             std::lock_guard const lock(client_lock_);
             code = mosquitto_subscribe(client_.get(), nullptr, item.topic.c_str(), item.qos);
         }
-        if (code == MOSQ_ERR_NO_CONN || code == MOSQ_ERR_CONN_LOST) {
-            return false;
+        if (code == MOSQ_ERR_NO_CONN || code == MOSQ_ERR_CONN_LOST || code == MOSQ_ERR_NOMEM) {
+            keep_for_later(item, mosquitto_strerror(code));
+            all_taken = false;
+            continue;
         }
         if (code != MOSQ_ERR_SUCCESS) {
             global_logf(lmtError, "MQTT : подписка на топик '%s' невозможна : %s", item.topic,
@@ -382,6 +401,33 @@ bool mqClient::subscribe(std::vector<subsItem> const& items) {
         topics_.insert(item.topic);
     }
     return all_taken;
+}
+
+/// A connection that has really gone takes the list with it: the next one subscribes everything.
+void mqClient::keep_for_later(subsItem const& item, char const* reason) {
+    bool log_it = false;
+    {
+        std::lock_guard const lock(mutex_);
+        missed_.push_back(item);
+        log_it = !miss_logged_;
+        miss_logged_ = true;
+    }
+    if (log_it) {
+        global_logf(lmtError, "MQTT : %s : подписка на топик '%s' не удалась : %s. Будет повторена.", identity_,
+                    item.topic, reason);
+    }
+}
+
+void mqClient::resubscribe() {
+    std::vector<subsItem> items;
+    {
+        std::lock_guard const lock(mutex_);
+        if (missed_.empty() || !connected) {
+            return;
+        }
+        items.swap(missed_);
+    }
+    subscribe(items);
 }
 
 void mqClient::unsubscribe(std::string const& topic) {
@@ -425,7 +471,8 @@ bool mqClient::wait_connected(int wait_ms) {
 std::unique_ptr<mqClient> mqUtils::mqActivate(std::string const& host, int port, xCommon::SyncVector* queue,
                                               std::string const& name, bool clean_session, int keep_alive_s) {
     auto client = std::make_unique<mqClient>(clean_session, queue, name, keep_alive_s);
-    if (!client->connect(host, port) || !client->wait_connected(1000)) {
+    // Its caller makes a new client for each try, and has a line of its own for one that fails.
+    if (!client->connect(host, port, true) || !client->wait_connected(1000)) {
         return nullptr;
     }
     return client;

@@ -47,8 +47,8 @@ class mqClient {
     mqClient& operator=(mqClient const&) = delete;
 
     /// Starts the connection and the network thread and doesn't wait for the broker. False only when the thread runs
-    /// already.
-    bool connect(std::string const& host, int port);
+    /// already. With `quiet` a failed attempt is left for the caller to tell of.
+    bool connect(std::string const& host, int port, bool quiet = false);
     /// Ends the connection and the thread.
     void disconnect();
     /// Sends one message. False while there is no connection, when the broker has stalled (see below), or when the
@@ -57,6 +57,9 @@ class mqClient {
     /// Subscribes all items; one that the protocol forbids is logged and left out. False then, and while there is no
     /// connection.
     bool subscribe(std::vector<subsItem> const& items);
+    /// Tries again, with all that a subscribe() of this connection has failed for although the connection stood.
+    /// Cheap when there is nothing; to be called once a pass.
+    void resubscribe();
     void unsubscribe(std::string const& topic);
     void unsubscribe();
 
@@ -86,6 +89,8 @@ class mqClient {
     bool serve_connection();
     bool is_stopping() const;
     void connection_made(int code);
+    void received(mosquitto_message const& message);
+    void keep_for_later(subsItem const& item, char const* reason);
     void acknowledged(int id);
     void attempt_failed(std::string const& reason);
     void connection_lost();
@@ -116,6 +121,9 @@ class mqClient {
     /// Ids acknowledged before publish() could enter them.
     std::unordered_set<int> early_;
     std::set<std::string> topics_;
+    /// Subscriptions to be tried again.
+    std::vector<subsItem> missed_;
+    bool miss_logged_ = false;
     std::thread thread_;
 };
 

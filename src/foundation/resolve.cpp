@@ -3,22 +3,59 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
+#include <exception>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 #include <netdb.h>
+
+#include "foundation/xlog.h"
+#include "foundation/xmisc.h"
 
 namespace xsock {
 
 namespace {
 
-/// Shared by the asker and the thread; whoever is last frees it.
+/// Shared by the askers and the thread; whoever is last frees it.
 struct Question {
     std::mutex mutex;
     std::condition_variable answered;
     bool done = false;
     std::vector<PeerAddress> addresses;
+};
+
+/// The questions that are under way. While the name servers are away the system's resolver takes longer than any asker
+/// waits: whoever asks for the same name meanwhile joins in, or each attempt would leave a thread more.
+class Questions {
+ public:
+    static Questions& all() {
+        static auto* const questions = new Questions;  // never destroyed: its threads may outlive main
+        return *questions;
+    }
+    /// Raises std::system_error when no thread can be made.
+    std::shared_ptr<Question> put(std::string const& host, int port) {
+        std::lock_guard const lock(mutex_);
+        auto& question = open_[{host, port}];
+        if (!question) {
+            question = std::make_shared<Question>();
+            try {
+                std::thread(&Questions::answer, this, host, port, question).detach();
+            } catch (...) {
+                open_.erase({host, port});
+                throw;
+            }
+        }
+        return question;
+    }
+
+ private:
+    void answer(std::string const& host, int port, std::shared_ptr<Question> const& question);
+
+    std::mutex mutex_;
+    std::map<std::pair<std::string, int>, std::shared_ptr<Question>> open_;
 };
 
 /// False when the resolver has no answer.
@@ -41,6 +78,20 @@ bool ask(std::string const& host, int port, int flags, std::vector<PeerAddress>&
     return true;
 }
 
+void Questions::answer(std::string const& host, int port, std::shared_ptr<Question> const& question) {
+    xCommon::name_thread("dns", host);
+    std::vector<PeerAddress> found;
+    ask(host, port, 0, found);
+    {
+        std::lock_guard const lock(mutex_);
+        open_.erase({host, port});
+    }
+    std::lock_guard const lock(question->mutex);
+    question->addresses = std::move(found);
+    question->done = true;
+    question->answered.notify_all();
+}
+
 }  // namespace
 
 std::vector<PeerAddress> resolve(std::string const& host, int port, int wait_ms) {
@@ -48,15 +99,13 @@ std::vector<PeerAddress> resolve(std::string const& host, int port, int wait_ms)
     if (port < 1 || port > 65535 || ask(host, port, AI_NUMERICHOST, addresses)) {
         return addresses;
     }
-    auto const question = std::make_shared<Question>();
-    std::thread([question, host, port] {
-        std::vector<PeerAddress> found;
-        ask(host, port, 0, found);
-        std::lock_guard const lock(question->mutex);
-        question->addresses = std::move(found);
-        question->done = true;
-        question->answered.notify_all();
-    }).detach();
+    std::shared_ptr<Question> question;
+    try {
+        question = Questions::all().put(host, port);
+    } catch (std::exception const& e) {
+        xCommon::global_logf(xCommon::lmtError, "поиск адреса %s : %s.", host, e.what());
+        return addresses;
+    }
     std::unique_lock lock(question->mutex);
     question->answered.wait_for(lock, std::chrono::milliseconds(wait_ms), [&question] { return question->done; });
     return question->done ? question->addresses : addresses;

@@ -286,7 +286,9 @@ void xrs::flushOutput() {
     while (isOpen() && ioctl(fd_, TIOCOUTQ, &waiting) == 0 && waiting > 0 && !deadline.passed()) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    if (isOpen() && ioctl(fd_, TCFLSH, TCOFLUSH) != 0) {
+    // With nothing waiting there is nothing to drop: a pseudo-terminal counts none, and a flush would take bytes from
+    // the far side's hands that were written well before.
+    if (isOpen() && waiting > 0 && ioctl(fd_, TCFLSH, TCOFLUSH) != 0) {
         close();
     }
 }

@@ -34,7 +34,7 @@ void SyncVector::Push(std::unique_ptr<svMessage> entry) {
         }
         bytes_ += entry->weight();
         entries_.push_back(std::move(entry));
-        while (entries_.size() > 1 && (entries_.size() > max_messages || bytes_ > max_bytes)) {
+        while (entries_.size() > max_messages || bytes_ > max_bytes) {
             drop_oldest_message();
             first_drop = first_drop || !dropping_;
             dropping_ = true;
@@ -54,6 +54,17 @@ void SyncVector::drop_oldest_message() {
     }
     bytes_ -= (*oldest)->weight();
     entries_.erase(oldest);
+}
+
+bool SyncVector::TakeConnected() {
+    std::lock_guard const lock(mutex_);
+    // They weigh nothing.
+    return std::erase_if(entries_, [](auto const& entry) { return entry->type == svMessage::connected; }) != 0;
+}
+
+bool SyncVector::empty() {
+    std::lock_guard const lock(mutex_);
+    return entries_.empty();
 }
 
 void SyncVector::Clear() {

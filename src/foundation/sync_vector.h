@@ -28,13 +28,21 @@ class svMessage {
 /// the queue has been emptied.
 class SyncVector {
  public:
+    SyncVector() = default;
+    virtual ~SyncVector() = default;
+    SyncVector(SyncVector const&) = delete;
+    SyncVector& operator=(SyncVector const&) = delete;
+
     static constexpr size_t max_messages = 50000;
     static constexpr size_t max_bytes = size_t{16} * 1024 * 1024;
 
     /// The oldest entry, or null after `wait_ms` without one. `wake_on_push` false makes it a bare look that doesn't
     /// wait at all.
     svMessage* PopWait(int wait_ms, bool wake_on_push);
-    void Push(std::unique_ptr<svMessage> entry);
+    virtual void Push(std::unique_ptr<svMessage> entry);
+    /// Takes all entries of type 0 out, whatever waits in front of them; true if there was one.
+    bool TakeConnected();
+    bool empty();
     void Clear();
 
  private:

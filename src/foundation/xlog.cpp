@@ -8,6 +8,8 @@
 #include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
 
+#include "foundation/xmisc.h"
+
 namespace xCommon {
 
 namespace {
@@ -15,6 +17,7 @@ namespace {
 constexpr size_t mib = size_t{1024} * 1024;
 constexpr size_t old_files = 3;
 constexpr auto reopen_pause = std::chrono::seconds(10);
+constexpr auto flush_pause = std::chrono::milliseconds(50);
 constexpr char line_pattern[] = "%Y-%m-%d %H:%M:%S.%e %v";
 
 void report_on_stderr(std::string const& path, char const* reason) {
@@ -33,9 +36,28 @@ xLog::xLog(std::string const& directory, std::string const& file, int size, bool
       screen_(std::make_unique<spdlog::sinks::stderr_sink_st>()) {
     screen_->set_pattern(line_pattern);
     open_file();
+    flusher_ = std::thread(&xLog::flush_later, this);
 }
 
-xLog::~xLog() = default;
+xLog::~xLog() {
+    {
+        std::lock_guard const lock(mutex_);
+        stop_ = true;
+    }
+    changed_.notify_all();
+    flusher_.join();
+}
+
+/// A SIGKILL takes along what hasn't reached the file. One wake-up serves all lines of the pause behind it.
+void xLog::flush_later() {
+    name_thread("log");
+    std::unique_lock lock(mutex_);
+    while (!stop_) {
+        changed_.wait(lock, [this] { return is_dirty_ || stop_; });
+        changed_.wait_for(lock, flush_pause, [this] { return stop_; });
+        flush_file();
+    }
+}
 
 void xLog::open_file() {
     last_open_ = std::chrono::steady_clock::now();
@@ -50,7 +72,7 @@ void xLog::open_file() {
     }
 }
 
-void xLog::write(LMT type, std::string const* node, std::string const& text) {
+void xLog::write(LMT type, std::string const* node, std::string_view text) {
     if (!enabled(type)) {
         return;
     }
@@ -58,7 +80,7 @@ void xLog::write(LMT type, std::string const* node, std::string const& text) {
     line.reserve(text.size() + 32);
     line.append("[").append(std::to_string(static_cast<int>(type))).append("] ");
     if (node != nullptr) {
-        line.append("[").append(*node).append("] ");
+        line.append("[").append(LogArgument(*node).text()).append("] ");
     }
     line.append(text);
     spdlog::details::log_msg const message(spdlog::string_view_t{}, spdlog::level::info, line);
@@ -77,6 +99,10 @@ void xLog::write_line(spdlog::details::log_msg const& message, bool flush_it) {
             file_->log(message);
             if (flush_it) {
                 file_->flush();
+                is_dirty_ = false;
+            } else if (!is_dirty_) {
+                is_dirty_ = true;
+                changed_.notify_one();
             }
             written = true;
         }
@@ -90,20 +116,26 @@ void xLog::write_line(spdlog::details::log_msg const& message, bool flush_it) {
     }
 }
 
-void xLog::PrintHex(void const* data, int length, std::string const& title) {
+void xLog::PrintHex(void const* data, int length, std::string const& title, std::string const* node) {
     static constexpr char digits[] = "0123456789ABCDEF";
-    std::string text = title + " :";
+    std::string text(LogArgument(title).text());
+    text += " :";
     auto const* bytes = static_cast<unsigned char const*>(data);
     for (int index = 0; bytes != nullptr && index < length; ++index) {
         text.push_back(' ');
         text.push_back(digits[bytes[index] >> 4U]);
         text.push_back(digits[bytes[index] & 0x0FU]);
     }
-    Log(lmtInfo, text);
+    write(lmtInfo, node, text);
 }
 
 void xLog::flush() {
     std::lock_guard const lock(mutex_);
+    flush_file();
+}
+
+void xLog::flush_file() {
+    is_dirty_ = false;
     try {
         if (file_) {
             file_->flush();

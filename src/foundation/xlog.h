@@ -2,9 +2,13 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
+#include <thread>
+#include <type_traits>
 
 #include "foundation/xstring.h"
 
@@ -20,10 +24,60 @@ namespace xCommon {
 /// Log message types. 4 is written only while debug detail is on, all others always.
 enum LMT : int { lmtInfo = 1, lmtIgnored = 2, lmtError = 3, lmtTrace = 4 };
 
+/// A text that stands in a line as it is and in whole, in place of a shown one.
+struct Whole {
+    std::string_view text;
+};
+
+/// One argument of a formatted line: a text as xString::Shown() gives it, anything else as it is.
+class LogArgument {
+ public:
+    explicit LogArgument(std::string_view text) : text_(text) {
+        if (!xString::IsPlain(text)) {
+            shown_ = xString::Shown(text);
+            text_ = shown_;
+        }
+    }
+    LogArgument(LogArgument const&) = delete;
+    LogArgument& operator=(LogArgument const&) = delete;
+    std::string_view text() const { return text_; }
+
+    template <typename T>
+    static decltype(auto) of(T const& value) {
+        if constexpr (std::is_convertible_v<T const&, std::string_view>) {
+            return LogArgument(value);
+        } else {
+            return (value);
+        }
+    }
+    template <typename T>
+    static decltype(auto) value(T const& argument) {
+        if constexpr (std::is_same_v<T, LogArgument>) {
+            return argument.text();
+        } else if constexpr (std::is_same_v<T, Whole>) {
+            return std::string_view(argument.text);
+        } else {
+            return (argument);
+        }
+    }
+
+ private:
+    std::string_view text_;
+    std::string shown_;
+};
+
+/// printf semantics with arguments from outside: see LogArgument. The line breaks of the format itself stay.
+template <typename... Args>
+std::string log_text(std::string const& format, Args const&... args) {
+    return xString::Format(format, LogArgument::value(LogArgument::of(args))...);
+}
+
 /// The process log: lines of the form "YYYY-MM-DD hh:mm:ss.mmm [type] [node] text", written from any thread.
 /// The file is appended to and rotated at its maximum size, with three old ones kept. If it can't be opened, that is
 /// told on standard error and the lines go there until it can be opened again. A line of type 3 is flushed at once,
-/// others with flush().
+/// others within 100 ms, by a thread of the log's own.
+/// What comes from outside (a payload, a name, an answer) is shown so that it can't be taken for lines of the program;
+/// only a text that stands in the code keeps its line breaks.
 class xLog {
  public:
     /// A pointer that one thread may set while others read it.
@@ -48,18 +102,23 @@ class xLog {
     xLog(xLog const&) = delete;
     xLog& operator=(xLog const&) = delete;
 
-    void Log(LMT type, std::string const& text) { write(type, nullptr, text); }
+    template <size_t Size>
+    void Log(LMT type, char const (&text)[Size]) {
+        write(type, nullptr, text);
+    }
+    void Log(LMT type, std::string const& text) { write(type, nullptr, LogArgument(text).text()); }
     template <typename... Args>
     void Logf(LMT type, std::string const& format, Args const&... args) {
         if (enabled(type)) {
-            write(type, nullptr, xString::Format(format, args...));
+            write(type, nullptr, log_text(format, args...));
         }
     }
-    /// One entry with the title and the bytes in hexadecimal, whatever the debug detail.
-    void PrintHex(void const* data, int length, std::string const& title);
+    /// One entry with the title and the bytes in hexadecimal, whatever the debug detail, under a node's name if one is
+    /// given.
+    void PrintHex(void const* data, int length, std::string const& title, std::string const* node = nullptr);
 
-    /// A line under a node's name.
-    void write(LMT type, std::string const* node, std::string const& text);
+    /// A line under a node's name, with the text as it is.
+    void write(LMT type, std::string const* node, std::string_view text);
     bool enabled(LMT type) const { return type != lmtTrace || debug_; }
     void flush();
 
@@ -71,8 +130,13 @@ class xLog {
  private:
     void open_file();
     void write_line(spdlog::details::log_msg const& message, bool flush_it);
+    void flush_file();
+    void flush_later();
 
     std::mutex mutex_;
+    std::condition_variable changed_;
+    bool is_dirty_ = false;
+    bool stop_ = false;
     std::string path_;
     int size_;
     std::atomic<bool> debug_;
@@ -80,10 +144,12 @@ class xLog {
     std::chrono::steady_clock::time_point last_open_;
     std::unique_ptr<spdlog::sinks::sink> file_;
     std::unique_ptr<spdlog::sinks::sink> screen_;
+    std::thread flusher_;
 };
 
 /// Lines of the process log that belong to no node.
-inline void global_log(LMT type, std::string const& text) {
+template <typename Text>
+void global_log(LMT type, Text const& text) {
     if (xLog::gv != nullptr) {
         xLog::gv->Log(type, text);
     }
@@ -103,18 +169,26 @@ class LogItem {
     LogItem(LogItem* parent, std::string item_name) : name(std::move(item_name)), log_parent_(parent) {}
     virtual ~LogItem() = default;
 
-    void Log(LMT type, std::string const& text) const {
+    template <size_t Size>
+    void Log(LMT type, char const (&text)[Size]) const {
         if (xLog::gv != nullptr) {
             xLog::gv->write(type, &name, text);
+        }
+    }
+    void Log(LMT type, std::string const& text) const {
+        if (xLog::gv != nullptr) {
+            xLog::gv->write(type, &name, LogArgument(text).text());
         }
     }
     template <typename... Args>
     void Logf(LMT type, std::string const& format, Args const&... args) const {
         if (xLog::gv != nullptr && xLog::gv->enabled(type)) {
-            xLog::gv->write(type, &name, xString::Format(format, args...));
+            xLog::gv->write(type, &name, log_text(format, args...));
         }
     }
     LogItem* log_parent() const { return log_parent_; }
+    /// The node at the head of the tree: for what lies under a port, the port.
+    LogItem const& log_root() const { return log_parent_ == nullptr ? *this : log_parent_->log_root(); }
 
     std::string name;
 

@@ -4,7 +4,17 @@
 #include <cmath>
 #include <ctime>
 
+#include <pthread.h>
+
+#include "foundation/xstring.h"
+
 namespace xCommon {
+
+void name_thread(char const* role, std::string const& owner) {
+    constexpr size_t kernel_limit = 15;
+    std::string const name = owner.empty() ? std::string(role) : std::string(role) + ":" + owner;
+    pthread_setname_np(pthread_self(), xString::CutUtf8(name, kernel_limit).c_str());
+}
 
 void xMisc::delay(int milliseconds) {
     if (milliseconds <= 0) {

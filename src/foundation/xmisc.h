@@ -5,6 +5,10 @@
 
 namespace xCommon {
 
+/// Gives the calling thread a name that `ps -L` and a debugger show: `role`, and behind a colon `owner`, cut at the 15
+/// bytes that the kernel keeps.
+void name_thread(char const* role, std::string const& owner = "");
+
 /// Small helpers without a better home.
 class xMisc {
  public:
@@ -23,6 +27,9 @@ class xSystem {
     static int Exec(std::string const& command);
     /// The same, gives what the command printed without its last line feed; empty if it could not be started.
     static std::string ExecAndGetResult(std::string const& command);
+    /// Sets a file's times to now, as the command `touch` does and with the same events for who watches it, but makes
+    /// no missing file. False, with the reason in the log, if that can't be done.
+    static bool Touch(std::string const& path);
     /// Virtual and resident memory of this process in KiB; 0 when the kernel doesn't tell.
     static void mem_usage(double& vm, double& resident);
 };

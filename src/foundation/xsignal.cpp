@@ -1,10 +1,16 @@
 #include "foundation/xsignal.h"
 
 #include <atomic>
+#include <cstring>
 #include <system_error>
 #include <thread>
 
+#include <execinfo.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include "foundation/xmisc.h"
 
 namespace xCommon {
 
@@ -13,8 +19,12 @@ namespace {
 constexpr int termination_signals[] = {SIGTERM, SIGINT, SIGHUP, SIGQUIT};
 constexpr int fault_signals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
 constexpr unsigned int handler_limit_s = 1;
+/// For the backtrace and the core, which may be large.
+constexpr unsigned int fault_limit_s = 30;
+constexpr size_t fault_stack_size = size_t{64} * 1024;
 
 void (*end_handler)(int) = nullptr;
+void (*fault_handler)(int, char const*) = nullptr;
 std::atomic_flag fault_seen = ATOMIC_FLAG_INIT;
 
 /// Read at the first use, ahead of any change.
@@ -37,19 +47,61 @@ void run_handler(int number) {
     _exit(1);
 }
 
+/// The child has this thread alone, with its stack as it was when the fault came.
+void leave_core(int number) {
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_CORE, &limit) != 0 || limit.rlim_cur == 0) {
+        return;
+    }
+    pid_t const child = _Fork();
+    if (child == 0) {
+        signal(number, SIG_DFL);
+        sigset_t only_this;
+        sigemptyset(&only_this);
+        sigaddset(&only_this, number);
+        pthread_sigmask(SIG_UNBLOCK, &only_this, nullptr);
+        raise(number);
+        _exit(1);
+    }
+    if (child > 0) {
+        waitpid(child, nullptr, 0);
+    }
+}
+
 void on_fault(int number) {
     if (fault_seen.test_and_set()) {
         _exit(1);
     }
+    alarm(fault_limit_s);
+    void* frames[64];
+    backtrace_symbols_fd(frames, backtrace(frames, 64), STDERR_FILENO);
+    leave_core(number);
     // The alarm must reach a thread that can take it, and this one may hang from here on.
     sigset_t only_alarm;
     sigemptyset(&only_alarm);
     sigaddset(&only_alarm, SIGALRM);
     pthread_sigmask(SIG_UNBLOCK, &only_alarm, nullptr);
+    if (fault_handler != nullptr) {
+        alarm(handler_limit_s);
+        char const* name = sigabbrev_np(number);
+        fault_handler(number, name != nullptr ? name : "?");
+    }
     run_handler(number);
 }
 
-void wait_for_termination(sigset_t awaited) {
+sigset_t termination_set() {
+    sigset_t set;
+    sigemptyset(&set);
+    for (int const number : termination_signals) {
+        sigaddset(&set, number);
+    }
+    return set;
+}
+
+void wait_for_termination() {
+    name_thread("signals");
+    FaultStack const stack;
+    sigset_t const awaited = termination_set();
     int number = 0;
     while (sigwait(&awaited, &number) != 0) {
     }
@@ -58,15 +110,32 @@ void wait_for_termination(sigset_t awaited) {
 
 }  // namespace
 
-void xSignalHandling::setHandlers2(void (*handler)(int)) {
-    end_handler = handler;
-    sigset_t awaited;
-    sigemptyset(&awaited);
-    for (int const number : termination_signals) {
-        sigaddset(&awaited, number);
-    }
+FaultStack::FaultStack() : memory_(new char[fault_stack_size]) {
+    stack_t stack = {};
+    stack.ss_sp = memory_.get();
+    stack.ss_size = fault_stack_size;
+    sigaltstack(&stack, nullptr);
+}
+
+FaultStack::~FaultStack() {
+    stack_t none = {};
+    none.ss_flags = SS_DISABLE;
+    sigaltstack(&none, nullptr);
+}
+
+void xSignalHandling::hold() {
     start_mask();
+    sigset_t const awaited = termination_set();
     pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
+}
+
+void xSignalHandling::setHandlers2(void (*handler)(int), void (*fault)(int, char const*)) {
+    hold();
+    end_handler = handler;
+    fault_handler = fault;
+    // The first call loads a library, which is nothing for a handler.
+    void* frame = nullptr;
+    backtrace(&frame, 1);
 
     signal(SIGPIPE, SIG_IGN);
     struct sigaction action = {};
@@ -74,11 +143,11 @@ void xSignalHandling::setHandlers2(void (*handler)(int)) {
     action.sa_handler = on_watchdog;
     sigaction(SIGALRM, &action, nullptr);
     action.sa_handler = on_fault;
-    action.sa_flags = SA_NODEFER;  // a fault in the handler comes to it too, and ends the process there
+    action.sa_flags = SA_NODEFER | SA_ONSTACK;  // a fault in the handler comes to it too, and ends the process there
     for (int const number : fault_signals) {
         sigaction(number, &action, nullptr);
     }
-    std::thread(wait_for_termination, awaited).detach();
+    std::thread(wait_for_termination).detach();
 }
 
 sigset_t const& xSignalHandling::original_mask() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <fmt/printf.h>
@@ -28,6 +29,18 @@ class xString {
     static std::string ToLower(std::string const& text);
     /// The first `limit` bytes of a UTF-8 text at most, without tearing a character.
     static std::string CutUtf8(std::string const& text, size_t limit);
+    /// std::stol and std::stoul where long has 32 bits, on every machine: they raise the same exceptions by the same
+    /// names, and a minus sign in front of an unsigned number negates it.
+    static int stol32(std::string const& text);
+    static unsigned int stoul32(std::string const& text);
+    /// Length of the UTF-8 character that a text begins with; 0 where there is none.
+    static size_t utf8_length(std::string_view text);
+    /// A text as a line of the log shows it: line feed, carriage return and tab as \n, \r and \t, other control
+    /// characters and what is no UTF-8 as \xNN, so that it can neither forge a line nor move a terminal. A text longer
+    /// than 4 KiB is cut, between characters, and its length told.
+    static std::string Shown(std::string_view text);
+    /// True when Shown() would give the same text.
+    static bool IsPlain(std::string_view text);
     /// Appends each pair of hexadecimal characters of `text` as one byte. A pair that is not hexadecimal counts as 0,
     /// a last single character is dropped.
     static void string_to_hex(ByteList& target, std::string const& text);

@@ -1,11 +1,14 @@
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "foundation/xlog.h"
 #include "foundation/xmisc.h"
 #include "foundation/xsignal.h"
 
@@ -84,6 +87,18 @@ std::string xSystem::ExecAndGetResult(std::string const& command) {
         result.pop_back();
     }
     return result;
+}
+
+bool xSystem::Touch(std::string const& path) {
+    int const fd = open(path.c_str(), O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    bool const touched = fd >= 0 && futimens(fd, nullptr) == 0;
+    if (!touched) {
+        global_logf(lmtError, "touch : %s : %s.", path, std::strerror(errno));
+    }
+    if (fd >= 0) {
+        close(fd);
+    }
+    return touched;
 }
 
 void xSystem::mem_usage(double& vm, double& resident) {

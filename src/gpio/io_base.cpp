@@ -31,9 +31,7 @@ io_base::io_base(xCommon::LogItem* parent, channel_t const* line_channel) : LogI
         fault = "%s : io_base : ошибка установки направления канала.";
     }
     if (fault != nullptr) {
-        if (value_fd > 0) {
-            unexp();  // no destructor runs for what was never made
-        }
+        close_value();  // no destructor runs for what was never made
         throw xCommon::xExceptionf(fault, name);
     }
     event.events = EPOLLET;
@@ -65,6 +63,10 @@ void io_base::unexp() {
     if (!write(path_gpio_unexport, std::to_string(channel->gpio))) {
         Logf(lmtError, "не удалось un-экспортировать канал : %d.", channel->gpio);
     }
+    close_value();
+}
+
+void io_base::close_value() {
     if (value_fd > 0) {
         Logf(lmtTrace, "close: %d", value_fd);
         close(value_fd);
@@ -196,8 +198,9 @@ std::vector<mqtt_message> io_base::irr_hand(bool from_event) {
         return {};
     }
     std::string const value = get_value();
-    // A level that couldn't be read is none: published, its empty text would wipe the retained one off the broker.
-    if (value.empty() || !deb_remove() || value == last_value) {
+    // A level that couldn't be read is a change too: its empty text withdraws the retained one from the broker, and the
+    // next one read is published again.
+    if (!deb_remove() || value == last_value) {
         return {};
     }
     last_value = value;
@@ -211,6 +214,7 @@ std::vector<mqtt_message> io_counter::irr_hand(bool from_event) {
     }
     std::string const value = get_value();
     TimePoint const now = xtime::steady();
+    // A level that couldn't be read is neither a pulse nor the return from one.
     if (value.empty() || !deb_remove()) {
         return {};
     }

@@ -54,12 +54,14 @@ class io_base : public xCommon::LogItem {
     bool write(std::string const& path, std::string const& text) const;
 
     static constexpr TimePoint unset = TimePoint::min();
+    /// What no reading equals: the next one is a change, whatever it gives.
+    static constexpr char never_read[] = "n";
 
     int value_fd = -1;
-    int watch = -1;                ///< inotify watch of the value; above 0 while the line is polled by touch
-    float total_base = 0;          ///< the total that the broker held
-    float current = 0;             ///< counted since the process started
-    std::string last_value = "n";  ///< no level equals it: the first one read is a change
+    int watch = -1;        ///< inotify watch of the value; above 0 while the line is polled by touch
+    float total_base = 0;  ///< the total that the broker held
+    float current = 0;     ///< counted since the process started
+    std::string last_value = never_read;
     TimePoint last_change = unset;
     TimePoint deb_start = unset;
     channel_t const* channel;
@@ -73,6 +75,7 @@ class io_base : public xCommon::LogItem {
 
  private:
     bool rewind(int fd) const;
+    void close_value();
 
     /// Each access to the value is a seek and a read or write of one descriptor.
     std::mutex mutex_;

@@ -140,6 +140,7 @@ void worker::turn() {
         }
     }
     mq_check();
+    client->resubscribe();
     if (epfd > 0) {
         wait_for_interrupts();
     }
@@ -159,12 +160,11 @@ void worker::wait_for_interrupts() {
     }
 }
 
-/// The touch is the poll: it raises the inotify event that stands for an interrupt. It costs a process for each such
-/// line and turn.
+/// The touch is the poll: it raises the inotify event that stands for an interrupt.
 void worker::touch_lines() {
     for (auto const& line : lines) {
         if (line->watch > 0) {
-            xCommon::xSystem::Exec(xString::Format("touch %s", value_path(*line)));
+            xCommon::xSystem::Touch(value_path(*line));
         }
     }
 }
@@ -222,7 +222,7 @@ void worker::debounce() {
 void worker::serve(io_base& line, bool from_event, char const* fault) {
     try {
         if (!process_messages(line.irr_hand(from_event)) && line.channel->type == type_base) {
-            line.last_value.clear();  // to be published when the connection stands again
+            line.last_value = io_base::never_read;  // to be published when the connection stands again
         }
     } catch (std::exception const& e) {
         line.Logf(lmtError, fault, e.what());

@@ -9,11 +9,7 @@
 class CommandConnection {
  public:
     explicit CommandConnection(DevBase& device) : device_(device) {
-        PortBase& port = *device_.port;
-        if (device_.cfg->poll_reconnect ? !port.tran->is_open() : port.line_released) {
-            port.tran->open();
-            port.line_released = false;
-        }
+        device_.port->open_line(device_.cfg->poll_reconnect);
     }
     ~CommandConnection() {
         if (device_.cfg->poll_reconnect) {

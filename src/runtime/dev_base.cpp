@@ -24,11 +24,7 @@ DevBase::DevBase(IBase* port_object, CBase* node)
 }
 
 void DevBase::Poll(long long now) {
-    if (cfg->poll_reconnect) {
-        port->check_for_personal_rs(this);
-    } else {
-        take_line();
-    }
+    port->check_for_personal_rs(this);
     if (cfg->all_params) {
         if (!poll_whole(now)) {
             return;
@@ -52,22 +48,11 @@ void DevBase::Poll(long long now) {
     CheckFault();
 }
 
-/// On a line that others connect for themselves alone, a device that doesn't do so would find it closed for ever.
-void DevBase::take_line() {
-    port->check_for_personal_rs(this);
-    if (port->tran && (port->line_released || port->cport->poll_reconnect)) {
-        port->tran->reopen();
-        port->line_released = false;
-    }
-}
-
 void DevBase::poll_one(CParam& param, long long now) {
     param.last_poll = now;
     count_poll();
     try {
-        if (port->line_ready) {
-            open_for_poll();
-        }
+        need_line(cfg->poll_reconnect);
         if (!poll_or_fail(param)) {
             count_error();
         }
@@ -86,7 +71,7 @@ bool DevBase::poll_whole(long long now) {
     cfg->last_poll = now;
     try {
         if (port->line_ready) {
-            open_for_poll();
+            need_line(cfg->poll_reconnect);
             poll_param(nullptr);
             return true;
         }
@@ -116,9 +101,9 @@ bool DevBase::poll_or_fail(CParam& param) {
     return false;
 }
 
-void DevBase::open_for_poll() {
-    if (cfg->poll_reconnect && port->tran && !port->tran->is_open()) {
-        port->tran->open();
+void DevBase::need_line(bool connects) {
+    if (port->line_ready) {
+        port->open_line(connects);
     }
 }
 

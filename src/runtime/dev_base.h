@@ -43,14 +43,15 @@ class DevBase : public IBase {
     /// Counts one failed poll, for the device and the port.
     void count_error();
     void count_poll();
-    /// Head of a Poll that doesn't open the line by itself: gives it this device's settings, and opens it where others
-    /// close it behind their polls.
-    void take_line();
+    /// Ahead of the first due parameter of a pass: opens the line where devices with `poll_reconnect` close it behind
+    /// their polls. Not at the head of the pass, or a port on which nothing is due would connect once a second. Does
+    /// nothing where the line couldn't be set up for this device. `connects` is for a device that opens the line for
+    /// itself as well.
+    void need_line(bool connects = false);
     /// poll_param(), or a failed result where the line could not be set up for this device.
     bool poll_or_fail(CParam& param);
 
  private:
     void poll_one(CParam& param, long long now);
     bool poll_whole(long long now);
-    void open_for_poll();
 };

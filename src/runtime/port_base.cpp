@@ -6,6 +6,7 @@
 #include "config/constants.h"
 #include "foundation/xexception.h"
 #include "foundation/xmisc.h"
+#include "foundation/xsignal.h"
 #include "transport/no_line_tran.h"
 #include "transport/rs_tran.h"
 #include "transport/tcp_tran.h"
@@ -170,6 +171,8 @@ void PortBase::Stop() {
 }
 
 void PortBase::Worker() {
+    xCommon::name_thread("poll", cport->name);
+    xCommon::FaultStack const fault_stack;
     while (running) {
         xCommon::xMisc::delay(worker_delay);
         try {
@@ -187,6 +190,7 @@ void PortBase::worker_pass() {
     }
     bool report_absence = false;
     if (is_connected()) {
+        mq->resubscribe();
         Poll(now);
         ProcTimer(now);
         CheckMessage(nullptr);
@@ -206,14 +210,14 @@ void PortBase::worker_pass() {
 
 void PortBase::Poll(long long now) {
     if (!cport->poll_reconnect && cport->name != self_connecting_port && tran && !tran->is_open()) {
-        // With the port's own settings: those of the device that was polled last may be for a line that is away, and
-        // the other devices must go on.
-        if (auto* line = dynamic_cast<rsTran*>(tran.get())) {
-            line->settings = cport->rs;
-        }
-        if (!tran->reopen()) {
+        if (!tran->reopen() && !reopen_with_own_settings()) {
+            serve_connections();
             return;
         }
+    }
+    if (cport->poll_reconnect && tran && tran->is_away() && queue && !queue->empty() && tran->open()) {
+        // Nothing may be due for long, and what waits for the line shall not.
+        tran->close();
     }
     long long const polls_before = polls;
     for (auto const& device : devices) {
@@ -230,6 +234,17 @@ void PortBase::Poll(long long now) {
     if (polls != polls_before && !cport->type_has("z2t")) {
         show_stat();
     }
+}
+
+/// The settings in force may be those of the device that was polled last, for a line that is away, and the other
+/// devices must go on.
+bool PortBase::reopen_with_own_settings() {
+    auto* line = dynamic_cast<rsTran*>(tran.get());
+    if (line == nullptr || cport->rs.compare(line->settings)) {
+        return false;
+    }
+    line->settings = cport->rs;
+    return line->open();
 }
 
 void PortBase::check_for_personal_rs(DevBase* dev) {
@@ -267,6 +282,13 @@ void PortBase::check_for_personal_rs(DevBase* dev) {
         node->Log(lmtError, "персональные настройки линии недоступны : возвращены настройки порта.");
         line->settings = cport->rs;
         line->open();
+    }
+}
+
+void PortBase::open_line(bool connects) {
+    if ((connects || cport->poll_reconnect || line_released) && tran && !tran->is_open()) {
+        tran->open();
+        line_released = false;
     }
 }
 

@@ -49,6 +49,9 @@ class PortBase : public IBase {
     /// Sets the serial line up for a device. Where its personal settings can't be opened, the port's own come back
     /// into force and `line_ready` is false. A driver with a Poll of its own begins it with this call.
     void check_for_personal_rs(DevBase* dev);
+    /// Opens the line, if it isn't open, for a device that connects for itself, and for any other that finds the line
+    /// closed because such a device is on the port too.
+    void open_line(bool connects);
     /// The first device with that configuration name, or null.
     DevBase* get_device(std::string const& name);
 
@@ -78,6 +81,7 @@ class PortBase : public IBase {
     unsigned char buffer[buffer_size] = {};
     bool is_base = false;
     std::unique_ptr<iTran> tran;
+    std::unique_ptr<xCommon::SyncVector> queue;
     /// The line has the settings of the device that check_for_personal_rs() was last called for.
     bool line_ready = true;
     /// A device with `poll_reconnect` has closed the line behind its poll.
@@ -95,12 +99,15 @@ class PortBase : public IBase {
     std::unique_ptr<std::thread> thread;
     std::atomic<bool> running = false;
     int worker_delay = 1000;  ///< ms, pause at the head of each pass
-    std::unique_ptr<xCommon::SyncVector> queue;
     std::unique_ptr<xMQ::mqClient> mq;
     bool mq_clean = true;
     int mq_keepalive = 60;  ///< s
 
  private:
+    bool reopen_with_own_settings();
+    /// Serves the entries of type 0 alone: subscriptions don't wait for a line, messages do.
+    void serve_connections();
+    void proc_connected();
     void make_devices();
     void start_devices();
     void worker_pass();

@@ -104,10 +104,17 @@ void PortBase::CheckMessage(DevBase* dev) {
 void PortBase::serve_queue(DevBase* dev) {
     bool const was_open = tran && tran->is_open();
     bool message_handled = false;
-    while (std::unique_ptr<svMessage> const entry = mq_pop()) {
+    for (;;) {
+        if (tran && tran->is_away()) {
+            serve_connections();
+            break;
+        }
+        std::unique_ptr<svMessage> const entry = mq_pop();
+        if (!entry) {
+            break;
+        }
         if (entry->type == svMessage::connected) {
-            cport->Log(lmtInfo, "MQTT соединение установлено.");
-            ProcConnect();
+            proc_connected();
         } else if (entry->type == svMessage::message) {
             if (auto* message = xMQ::mqUtils::mqCast(entry.get(), "noname")) {
                 cport->Logf(lmtInfo, "обработка сообщения : %s = %s.", message->topic, message->payload);
@@ -123,6 +130,17 @@ void PortBase::serve_queue(DevBase* dev) {
             tran->reopen();
         }
     }
+}
+
+void PortBase::serve_connections() {
+    if (queue && queue->TakeConnected()) {
+        proc_connected();
+    }
+}
+
+void PortBase::proc_connected() {
+    cport->Log(lmtInfo, "MQTT соединение установлено.");
+    ProcConnect();
 }
 
 void PortBase::ProcConnect() {
@@ -199,15 +217,12 @@ bool PortBase::check_z2t_message(std::string const& topic, std::string const& pa
     return true;
 }
 
-/// Offers something to each device in turn until one takes it; one that raises counts as not having taken it.
+/// Offers something to each device in turn until one takes it. What a device raises ends the message, and the sweep in
+/// which it is served.
 void PortBase::offer(std::function<bool(DevBase&)> const& message) {
     for (auto const& device : devices) {
-        try {
-            if (message(*device)) {
-                return;
-            }
-        } catch (std::exception const& e) {
-            cport->Logf(lmtError, "исключение при обработке сообщения # %s : %s.", device->cfg->name, e.what());
+        if (message(*device)) {
+            return;
         }
     }
 }

@@ -36,6 +36,13 @@ class iTran {
     void flush();
     /// Time-outs in ms, for the line that is open now.
     virtual void set_timeout(int rto, int sto) = 0;
+    /// An answer that hasn't come whole may still come, and would be taken for the next one: where nothing but a new
+    /// connection keeps the two apart, the line is closed, and the next exchange opens it first. True if it was.
+    virtual bool abandon() { return false; }
+    /// Opens what abandon() has closed. flush_in(), set_timeout(), reads and writes do so by themselves.
+    virtual void resume() {}
+    /// The line itself is gone, or couldn't be opened: it isn't closed on purpose.
+    virtual bool is_away() { return false; }
     /// For a read of known length from a line that may hand it out in pieces: gathers until all is there or the read
     /// time-out in force has passed since the call. What arrived, as read().
     int read_count(unsigned char* buffer, int count);

@@ -36,11 +36,15 @@ bool rsTran::open() {
     } catch (std::exception const& e) {
         cport->Logf(lmtError, "ошибка открытия порта : %s.", e.what());
     }
-    if (!is_open()) {
+    open_failed_ = !is_open();
+    if (open_failed_) {
         cport->Log(lmtError, "не удалось открыть COM порт.");
-        return false;
     }
-    return true;
+    return !open_failed_;
+}
+
+bool rsTran::is_away() {
+    return open_failed_ || (line_ && !line_->isOpen());
 }
 
 void rsTran::close() {

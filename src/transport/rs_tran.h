@@ -23,10 +23,12 @@ class rsTran : public iTran {
     void flush_in() override;
     void flush_out() override;
     void set_timeout(int rto, int sto) override;
+    bool is_away() override;
 
     /// The settings in force: first the port's, then those of the device that is being polled. open() takes them.
     xserial::xco settings;
 
  private:
     std::unique_ptr<xserial::xrs> line_;
+    bool open_failed_ = false;
 };

@@ -12,6 +12,7 @@ bool tcpTran::is_open() {
 
 bool tcpTran::open() {
     close();
+    abandoned_ = false;
     rto_ = cport->rto;
     sto_ = cport->sto;
     cport->Logf(lmtTrace, "открытие TCP соединения : %s:%d.", cport->url, cport->port);
@@ -29,6 +30,21 @@ bool tcpTran::open() {
 
 void tcpTran::close() {
     socket_.reset();
+}
+
+bool tcpTran::abandon() {
+    if (!is_open()) {
+        return false;
+    }
+    close();
+    abandoned_ = true;
+    return true;
+}
+
+void tcpTran::resume() {
+    if (abandoned_) {
+        reopen();
+    }
 }
 
 bool tcpTran::ready(char const* operation) {
@@ -72,6 +88,7 @@ bool tcpTran::write_all(xCommon::ByteList& bytes) {
 }
 
 void tcpTran::flush_in() {
+    resume();
     if (!is_open()) {
         cport->Log(lmtError, "tcpTran::flush_in : ошибка (is_open).");
         return;
@@ -80,6 +97,7 @@ void tcpTran::flush_in() {
 }
 
 void tcpTran::set_timeout(int rto, int sto) {
+    resume();
     if (is_open()) {
         rto_ = rto;
         sto_ = sto;

@@ -23,9 +23,12 @@ class tcpTran : public iTran {
     void flush_in() override;
     void flush_out() override {}
     void set_timeout(int rto, int sto) override;
+    bool abandon() override;
+    void resume() override;
 
  private:
     bool ready(char const* operation);
 
     std::unique_ptr<xsock::wsock> socket_;
+    bool abandoned_ = false;
 };

@@ -71,7 +71,7 @@ TEST(PortNode, KeysOfEachTransport) {
 TEST(PortNode, RefusedSettingsCostThatPortAlone) {
     std::string const bad_rs = "#p : ctor : невалидные настройки rs-порта.";
     std::string const bad_z2t = "#p : ctor : невалидные настройки zigbee-порта";
-    std::string const bad_tcp = "#p : ctor : tcp_set : конфиг не содержит настроек TCP/MQTT";
+    std::string const bad_tcp = "tcp_set : конфиг не содержит настроек TCP/MQTT";
     struct Row {
         char const* type;
         char const* keys;

@@ -339,6 +339,22 @@ TEST(DconDevice, AClosedLineIsOpenedWhereDevicesDoSo) {
     other.port().line_released = true;
     EXPECT_THAT(other.poll(wire(">01+1.238E")), ElementsAre("v=+1.23"));
     EXPECT_FALSE(other.port().line_released);
+    struct Row {
+        char const* device;
+        char const* port;
+        bool opens;
+    };
+    for (Row const& row : {Row{R"(, "poll_reconnect": true)", "", false}, {"", R"(, "poll_reconnect": true)", true}}) {
+        Module written(param(R"("cmd": 15)"), row.device, row.port);
+        written.write("3");
+        EXPECT_TRUE(written.line().is_open()) << row.device;
+        written.line().close();
+        written.device().Poll(1000);
+        EXPECT_FALSE(written.line().is_open()) << "nothing is due";
+        written.write("3");
+        EXPECT_EQ(written.line().is_open(), row.opens) << row.device;
+        EXPECT_EQ(written.line().sent.size(), row.opens ? 2U : 1U) << row.device;
+    }
 }
 
 TEST(DconDevice, ExceptionsCountWhereTheyAreCaught) {

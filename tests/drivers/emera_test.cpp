@@ -183,7 +183,7 @@ TEST(EmeraDevice, OneExchange) {
         {"three, with a BCC", 0, "02 03 03", nullptr, "ответ НЕ получен : результат пуст."},
         {"a wrong BCC", 0, "02 28 31 29 03 06", nullptr, "ответ НЕ получен : не совпала CRC."},
         {"no bracket", 0, answer("ABC", false), nullptr, "ответ НЕ получен : нет открывающей скобки : ABC."},
-        {"with its ETX", 0, answer("ABC"), nullptr, "ответ НЕ получен : нет открывающей скобки : ABC\x03."},
+        {"with its ETX", 0, answer("ABC"), nullptr, "ответ НЕ получен : нет открывающей скобки : ABC\\x03."},
         {"no closing one", 0, answer("A(1", false), nullptr, "ответ НЕ получен : нет закрывающей скобки : A(1."},
         {"turned round", 0, answer(")1("), nullptr, "ответ НЕ получен : результат пуст."},
     };
@@ -301,7 +301,7 @@ TEST(EmeraDevice, TracesOfHexPrinting) {
     meter.poll(answer("E(1)"));
     PH::IsPrintHex = false;
     for (char const* line :
-         {"[4] [e] req_str : ET0PE(05).", "response", "[4] [e] ответ до форматирования : E(1)\x03."}) {
+         {"[4] [e] req_str : ET0PE(05).", "response", "[4] [e] ответ до форматирования : E(1)\\x03."}) {
         EXPECT_EQ(log.count(line), 1) << line;
     }
 }

@@ -374,6 +374,13 @@ TEST(MercuryDevice, TheChannelIsOpenedAnewWhenItsTimeHasPassedAndNotBefore) {
     rig.meter().last_seen = seen - 230;
     rig.poll();
     EXPECT_GE(rig.meter().last_seen, seen);
+    rig.line().sent.clear();
+    rig.meter().Poll(seen - 1);
+    EXPECT_THAT(rig.line().sent, ElementsAre(ask_energy)) << "heard behind the beginning of the pass";
+    test_clock::advance(-3600);
+    rig.poll();
+    rig.poll();
+    EXPECT_THAT(rig.line().sent, ElementsAre(ask_energy, close_request, open_request, ask_energy, ask_energy));
 }
 
 TEST(MercuryDevice, ACycleEndsWhereTheChannelCannotBeOpened) {

@@ -48,19 +48,23 @@ TEST(MilurConfig, KeysAndFaults) {
     LogCapture const log;
     DriverRig rig(R"({"name": "a", "type": "milur"}, {"name": "b", "type": "milur", "sid": 1},
                      {"name": "c", "type": "milur", "sid": "0x105", "templ": "away", "params": [
-                        {"name": "no"}, {"name": "v", "object_id": 2, "value_type": "u16"},
+                        {"name": "no"}, {"name": "minus", "object_id": -1}, {"name": "most", "object_id": 4294967295},
+                        {"name": "most", "object_id": -7}, {"name": "v", "object_id": 2, "value_type": "u16"},
                         {"name": "v", "object_id": 288, "value_type": "u24", "unit": "V"}]})");
     EXPECT_TRUE(log.has("milur::c_dev::ctor : #a : не указан аргумент 'sid'."));
     EXPECT_TRUE(log.has("milur::c_dev::ctor : #b_1 : устройство не содержит ни одного параметра."));
     EXPECT_TRUE(log.has("[4] [c_261] milur::c_dev::ctor : загрузка шаблона : away."));
     EXPECT_TRUE(log.has("[3] [c_261] ошибка при обработке шаблона 'away'."));
     EXPECT_TRUE(log.has("milur::c_param::ctor : no : не указан атрибут 'object_id'."));
-    EXPECT_EQ(rig.param<c_param>().object_id, 288U);
-    EXPECT_EQ(rig.param<c_param>().unit, "V");
+    EXPECT_EQ(log.count("исключение при парсинге элемента : minus : недопустимое значение ключа 'object_id'"), 1);
+    EXPECT_EQ(log.count("исключение при парсинге элемента : most : недопустимое значение ключа 'object_id'"), 1);
+    EXPECT_EQ(rig.param<c_param>().object_id, 4294967295U);
+    EXPECT_EQ(rig.param<c_param>(1).object_id, 288U);
+    EXPECT_EQ(rig.param<c_param>(1).unit, "V");
     EXPECT_EQ(rig.dev<milur::dev>().get_device_name(), "c_261");
     // Low bytes of address and object on the wire, and in the comparison.
     rig.line().script.on(ask, answer);
-    EXPECT_TRUE(rig.dev<milur::dev>().poll_param(&rig.param<c_param>()));
+    EXPECT_TRUE(rig.dev<milur::dev>().poll_param(&rig.param<c_param>(1)));
     EXPECT_THAT(rig.published(), ElementsAre("v=2304"));
     Json::Value node = sample::json(R"({"name": "m"})");
     EXPECT_THROW(milur::c_dev(nullptr, node), std::exception);
@@ -274,11 +278,12 @@ TEST(MilurDevice, FramesAreTracedUnderTheirLabels) {
     PH::IsPrintHex = true;
     rig.meter().Poll(1000000);
     PH::IsPrintHex = false;
-    EXPECT_THAT(log.entries(),
-                ElementsAre("[1] milur::Stop : запрос : 05 09 01 A6 51", "[1] milur::Stop : ответ : 05 09 01 A6 51",
-                            "[1] milur::Start : запрос : 05 08 00 5C A7 31 E2 0D 9B E6 B2",
-                            "[1] milur::Start : ответ : 05 08 00 66 01", "[1] [v] milur::get_response : начало опроса.",
-                            "[1] milur::get_response : запрос : 05 01 20 61 89",
-                            "[1] milur::get_response : заголовок ответа : 05 01 20 05",
-                            "[1] milur::get_response : ответ : 00 09 00 C8 8A"));
+    EXPECT_THAT(
+        log.entries(),
+        ElementsAre("[1] [p] milur::Stop : запрос : 05 09 01 A6 51", "[1] [p] milur::Stop : ответ : 05 09 01 A6 51",
+                    "[1] [p] milur::Start : запрос : 05 08 00 5C A7 31 E2 0D 9B E6 B2",
+                    "[1] [p] milur::Start : ответ : 05 08 00 66 01", "[1] [v] milur::get_response : начало опроса.",
+                    "[1] [p] milur::get_response : запрос : 05 01 20 61 89",
+                    "[1] [p] milur::get_response : заголовок ответа : 05 01 20 05",
+                    "[1] [p] milur::get_response : ответ : 00 09 00 C8 8A"));
 }

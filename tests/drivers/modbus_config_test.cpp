@@ -87,19 +87,26 @@ TEST_F(ModbusNodes, DeviceThatCannotWorkIsRefused) {
 TEST_F(ModbusNodes, ParametersAreOfTheDriversClassAndTakeTheDelay) {
     Json::Value node = json(R"({"name": "d", "type": "mb-rtu", "sid": 5, "poll_delay": 70000, "params": [
         {"name": "a", "reg_addr": 1}, {"name": "b", "reg_addr": "0x10", "poll_delay": 7},
-        {"name": "c", "reg_addr": 70000, "poll_delay": 65537}]})");
+        {"name": "c", "reg_addr": 70000, "poll_delay": 65537}, {"name": "m", "reg_addr": 1, "poll_delay": -65000}]})");
+    LogCapture const log(false);
     c_dev const device(&port_, node);
-    ASSERT_EQ(device.children.size(), 3U);
+    ASSERT_EQ(device.children.size(), 4U);
     struct Row {
         int reg_addr;
         int poll_delay;
     };
-    Row const rows[] = {{1, 4464}, {16, 7}, {4464, 1}};  // cut to 16 bits
-    for (size_t index = 0; index < 3; ++index) {
+    Row const rows[] = {{1, 4464}, {16, 7}, {4464, 1}, {1, 0}};  // cut to 16 bits
+    for (size_t index = 0; index < 4; ++index) {
         auto const& param = dynamic_cast<c_param const&>(*device.children[index]);
         EXPECT_EQ(param.reg_addr, rows[index].reg_addr) << param.name;
         EXPECT_EQ(param.poll_delay, rows[index].poll_delay) << param.name;
     }
+    node["poll_delay"] = -1;
+    c_dev const hasty(&port_, node);
+    EXPECT_EQ(dynamic_cast<c_param const&>(*hasty.children[0]).poll_delay, 0);
+    std::string const line = "[3] [m] poll_delay = -65000 : недопустимое значение, принято 0.";
+    EXPECT_THAT(log.entries(),
+                ElementsAre(line, "[3] [d_5] poll_delay = -1 : недопустимое значение, принято 0.", line));
 }
 
 TEST_F(ModbusNodes, TemplateOfADevice) {

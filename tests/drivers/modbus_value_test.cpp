@@ -195,8 +195,11 @@ TEST(ModbusValue, Written) {
         {vt_i16, big, " 7 V", "00 07"},  // as far as it is a number
         {vt_i16, big, "7.9", "00 07"},
         {vt_u16, big, "-1", "FF FF"},
-        {vt_u32, big, "4294967296", "00 00 00 00"},
-        {vt_i32, big, "2147483648", "80 00 00 00"},
+        {vt_u32, big, "4294967296", "stoul"},
+        {vt_u16, big, "-4294967296", "stoul"},
+        {vt_u32, big, "-4294967295", "00 00 00 01"},
+        {vt_i32, big, "2147483648", "stol"},
+        {vt_i16, big, "-2147483649", "stol"},
         {vt_i32, big, "abc", "stol"},
         {vt_i32, big, "99999999999999999999", "stol"},
         {vt_i16, big, "-", "stol"},

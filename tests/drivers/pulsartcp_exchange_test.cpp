@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <set>
@@ -445,10 +446,12 @@ TEST(Pulsar, TheSecondReadFailureTouchesTheConfiguration) {
     EXPECT_TRUE(meter.poll());
     meter.published();
     meter.answer = nullptr;
-    EXPECT_FALSE(std::filesystem::exists(file.path()));
+    std::ofstream(file.path()).close();
+    std::filesystem::file_time_type const long_ago{};
+    std::filesystem::last_write_time(file.path(), long_ago);
     EXPECT_FALSE(meter.poll()) << "a good exchange in between makes no difference";
     EXPECT_THAT(meter.published(), IsEmpty());
-    EXPECT_TRUE(std::filesystem::exists(file.path()));
+    EXPECT_NE(std::filesystem::last_write_time(file.path()), long_ago);
     EXPECT_EQ(log.count("[3] [v] \nОшибка выполнения запроса PULSAR-TCP\nПопытка переподключения: true"), 1);
     EXPECT_EQ(log.count("[3] [v] исключение при опросе : tcp_read : size = 0"), 1);
     EXPECT_EQ(log.count("[3] [v] Выходной код : 0"), 1);

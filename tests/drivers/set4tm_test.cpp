@@ -43,14 +43,17 @@ TEST(Set4tmConfig, KeysAndFaults) {
     DriverRig rig(R"({"name": "a", "type": "set-4tm"}, {"name": "b", "type": "set-4tm", "sid": 1},
                      {"name": "c", "type": "set-4tm", "sid": 256, "templ": "away", "params": [
                         {"name": "x", "param": 1}, {"name": "y", "command": 1}, {"name": "v", "command": 1, "param": 2},
-                        {"name": "v", "command": 3, "param": 4}]})");
+                        {"name": "v", "command": 3, "param": 4294967295}, {"name": "v", "param": -1},
+                        {"name": "z", "command": -1, "param": 1}]})");
     EXPECT_TRUE(log.has("#a : ctor : не указан аргумент 'sid'."));
     EXPECT_TRUE(log.has("#b_1 : ctor : устройство не содержит ни одного параметра."));
     EXPECT_TRUE(log.has("[4] [c_256] загрузка шаблона : away."));
     EXPECT_TRUE(log.has("x : не указан атрибут 'command'."));
     EXPECT_TRUE(log.has("y : не указан атрибут 'param'."));
+    EXPECT_TRUE(log.has("v : недопустимое значение ключа 'param'"));
+    EXPECT_TRUE(log.has("z : недопустимое значение ключа 'command'"));
     EXPECT_EQ(rig.param<c_param>().command, 3U);
-    EXPECT_EQ(rig.param<c_param>().param, 4U);
+    EXPECT_EQ(rig.param<c_param>().param, 4294967295U);
     EXPECT_EQ(dynamic_cast<set4tm::c_dev&>(*rig.port().devices[0]->cfg).password, "164937");
     EXPECT_EQ(rig.dev<set4tm::dev>().get_device_name(), "c_256");
 }
@@ -175,10 +178,10 @@ TEST(Set4tmDevice, FramesAreTracedUnderTheirLabels) {
     PH::IsPrintHex = true;
     rig.meter().Poll(1000000);
     PH::IsPrintHex = false;
-    EXPECT_THAT(
-        log.entries(),
-        ElementsAre("[1] dev::Stop : запрос : 05 09 01 A6 51", "[1] dev::Stop : ответ : 05 09 01 A6 51",
-                    "[1] Start : запрос :", "[1] Start : ответ : 05 08 00 66 01", "[1] [v] начало опроса.",
-                    "[1] :get_response : запрос : 05 01 C3 20", "[1] get_response : заголовок ответа : 05 01 00 02",
-                    "[1] get_response : ответ : 05 01 00 02 12 34 91 39"));
+    EXPECT_THAT(log.entries(),
+                ElementsAre("[1] [p] dev::Stop : запрос : 05 09 01 A6 51", "[1] [p] dev::Stop : ответ : 05 09 01 A6 51",
+                            "[1] [p] Start : запрос :", "[1] [p] Start : ответ : 05 08 00 66 01",
+                            "[1] [v] начало опроса.", "[1] [p] :get_response : запрос : 05 01 C3 20",
+                            "[1] [p] get_response : заголовок ответа : 05 01 00 02",
+                            "[1] [p] get_response : ответ : 05 01 00 02 12 34 91 39"));
 }

@@ -13,11 +13,14 @@
 #include "support/driver_rig.h"
 #include "support/log_capture.h"
 #include "support/sample_config.h"
+#include "support/tcp_peer.h"
+#include "transport/tcp_tran.h"
 
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsSupersetOf;
 using xCommon::ByteList;
+using xCommon::xString;
 
 namespace {
 
@@ -73,7 +76,7 @@ constexpr char no_ats[] = "02 00 00 00 30 39 00 80 00 00 00 00 9E 3E 5B 9E";
 
 /// Status frame of the meter: packet number, flags, size.
 std::string ats(int seq, int flags = 0, int size = 37) {
-    return hex::with_crc32("02 00 00 00 30 39 " + xCommon::xString::Format("%02X %02X %08X", seq, flags, size));
+    return hex::with_crc32("02 00 00 00 30 39 " + xString::Format("%02X %02X %08X", seq, flags, size));
 }
 
 }  // namespace
@@ -138,7 +141,11 @@ TEST(DlmsConfiguration, WrittenValues) {
         {"str", "AB", "0A 02 41 42"},
         {"i8", "-1", "0F FF"},
         {"i16", "-2", "10 FF FE"},
-        {"u8", "258", "11 02"},
+        {"u8", "300", "11 2C"},
+        {"u8", "-1", "11 FF"},
+        {"u8", "4294967296", nullptr},
+        {"u16", "-4294967295", "12 00 01"},
+        {"u16", "-4294967296", nullptr},
         {"u16", "500", "12 01 F4"},
         {"u16", "x", nullptr},
         {"float32", "1.5", "17 3F C0 00 00"},
@@ -369,9 +376,13 @@ TEST(DlmsSerialOld, DisturbedExchanges) {
          {accepted, no_answer, accepted, accepted},
          {"[4] [e] get_fout : ответ не получен."}},
         {"sizes that can't be",
-         {ats(1, 0, -1), "", ats(2, 0, 5000), "", ats(3, 0, 3), hex::with_crc32("EE EE EE"), ats(4), answer},
-         {accepted, no_answer, accepted, no_answer, accepted, no_answer, accepted, accepted},
+         {ats(1, 0, -1), answer, ats(2, 0, 5000), answer, ats(3), answer},
+         {accepted, no_answer, accepted, no_answer, accepted, accepted},
          {"[4] [e] get_fout : ответ не получен."}},
+        {"what follows a frame that was read whole stays",
+         {ats(1, 0, 3), hex::with_crc32("EE EE EE") + ats(2), "", answer},
+         {accepted, no_answer, accepted, accepted},
+         {"[4] [e] get_fout : ответ не принят."}},
     };
     for (Row const& row : rows) {
         SCOPED_TRACE(row.name);
@@ -387,7 +398,23 @@ TEST(DlmsSerialOld, DisturbedExchanges) {
         expected.insert(expected.end(), row.sent.begin(), row.sent.end());
         EXPECT_EQ(meter.line().sent, expected);
         EXPECT_THAT(log.entries(), IsSupersetOf(row.lines));
+        std::vector<std::string> const& timeouts = meter.line().timeouts;
+        EXPECT_TRUE(timeouts.empty() || timeouts.back() == "500 500");
     }
+}
+
+TEST(DlmsSerialOld, ALineThatIsNeverSilentDoesNotHoldTheWorker) {
+    struct Babbler : ScriptTran {
+        using ScriptTran::ScriptTran;
+        int read(unsigned char* buffer, int count) override { return count == 1 ? 1 : ScriptTran::read(buffer, count); }
+    };
+    Meter meter("dlms.rs.old");
+    meter.port().cport->rto = 50;
+    auto line = std::make_unique<Babbler>(meter.port().cport);
+    line->open();
+    line->script.on(request, ats(1, 0, -1)).on(no_answer, ats(2)).once(accepted, "").once(accepted, answer);
+    meter.port().tran = std::move(line);
+    EXPECT_TRUE(meter.poll());
 }
 
 TEST(DlmsSerialOld, TheSizeOfTheStatusCountsAndNotThatOfTheWrapper) {
@@ -538,6 +565,43 @@ TEST(DlmsTcp, OneExchange) {
     LogCapture const log;
     EXPECT_FALSE(meter.poll());
     EXPECT_THAT(log.entries(), Contains("[3] [e] не удалось отправить запрос."));
+}
+
+TEST(DlmsTcp, ALateAnswerIsNotTakenForThatOfTheNextParameter) {
+    constexpr int parameters = 20;
+    TcpPeer peer;
+    for (int number = 1; number <= parameters; ++number) {
+        std::string const get =
+            xString::Format("00 01 00 01 00 16 00 0D C0 01 C1 00 03 01 00 %02X 08 00 FF 02 00", number);
+        std::string const value = xString::Format("00 01 00 16 00 01 00 06 C4 01 C1 00 11 %02X", number);
+        peer.script().on(get, value);
+        if (number == 4) {
+            peer.script().once(get, Reply{.hex = value, .delay_ms = 500});
+        } else if (number == 10) {  // of another meter
+            peer.script().once(get, Reply{.hex = "00 01 00 17 00 01 00 02 00 00", .fragment = 8, .gap_ms = 500});
+        } else if (number == parameters) {
+            peer.script().once(get, Reply{.hex = value, .fragment = 8, .gap_ms = 500});
+        }
+    }
+    Meter meter("dlms.tcp");
+    meter.port().cport->port = peer.port();
+    meter.port().cport->rto = 400;
+    meter.port().tran = std::make_unique<tcpTran>(meter.port().cport);
+    int closed = 0;
+    for (int const pass : {1, 2}) {
+        ASSERT_TRUE(meter.port().reconnect());
+        for (int number = 1; number <= parameters; ++number) {
+            LogCapture const log;
+            meter.param().address = xdlms::cad(3, xString::Format("1.0.%d.8.0.255", number), 2);
+            bool const read = meter.poll();
+            EXPECT_TRUE(read || pass == 1) << number;
+            EXPECT_EQ(log.count("ответ получен : "), read ? 1 : 0);
+            EXPECT_EQ(log.count(xString::Format("ответ получен : %d.", number)), read ? 1 : 0) << number;
+            EXPECT_FALSE(log.has("flush_in"));
+            closed += log.count("[4] [e] ответ пришёл не целиком : соединение закрыто.");
+        }
+    }
+    EXPECT_EQ(closed, 3);
 }
 
 TEST(DlmsPort, TheFaultOfAMeterIsToldOnce) {

@@ -15,6 +15,7 @@
 #include "support/sample_config.h"
 #include "support/serial_peer.h"
 #include "support/tcp_peer.h"
+#include "support/wait_until.h"
 
 using std::chrono::seconds;
 
@@ -235,7 +236,7 @@ TEST(Dlms, AMeterOnASerialLine) {
                   probe.count(sample::value_topic("meter", "energy"), "123.40 kWh"));
         EXPECT_GT(
             daemon.log().count(old ? "[4] [energy] get_ats : last_ats = 1." : "[4] [energy] начало опроса (new)."), 0);
-        size_t const mark = probe.mark();
+        size_t mark = probe.mark();
         ASSERT_TRUE(probe.publish(sample::on_topic("meter", "limit"), "500"));
         EXPECT_TRUE(probe.wait_for(sample::value_topic("meter", "limit"), "500", seconds(10), mark))
             << daemon.log().text();
@@ -247,5 +248,17 @@ TEST(Dlms, AMeterOnASerialLine) {
         EXPECT_EQ(daemon.log().count("[3] [nameless] для устройства не указан серийный номер. Устройство будет "
                                      "заблокировано."),
                   1);
+        // What is written while the line is away waits for it.
+        peer.unplug();
+        constexpr char cannot_open[] = "[3] [p] не удалось открыть COM порт.";
+        ASSERT_TRUE(daemon.log().wait_for(cannot_open, seconds(10)));
+        mark = probe.mark();
+        ASSERT_TRUE(probe.publish(sample::on_topic("meter", "limit"), "500"));
+        ASSERT_TRUE(probe.wait_for(sample::on_topic("meter", "limit"), "500", seconds(5), mark));
+        int const passes = daemon.log().count(cannot_open);
+        ASSERT_TRUE(wait_until([&] { return daemon.log().count(cannot_open) >= passes + 2; }, seconds(10)));
+        peer.plug();
+        EXPECT_TRUE(probe.wait_for(sample::value_topic("meter", "limit"), "500", seconds(10), mark))
+            << daemon.log().text();
     }
 }

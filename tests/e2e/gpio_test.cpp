@@ -99,6 +99,7 @@ TEST(Gpio, LinesThatArePolled) {
     // After the broker has gone and come everything is subscribed again.
     broker.stop();
     ASSERT_TRUE(daemon.log().wait_for("[3] Worker::mqActivate : проблемы с подключением к MQTT.", limit));
+    EXPECT_EQ(daemon.log().count("нет соединения с брокером"), 0) << "one line for each try";
     mark = daemon.log().mark();
     broker.start();
     ASSERT_TRUE(daemon.log().wait_for("[1] [g] подключение к MQTT.", limit, mark));

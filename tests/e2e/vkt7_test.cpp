@@ -260,9 +260,7 @@ TEST_F(Vkt7, AFaultAtAnyStepEndsTheDialogueAndTheNextOneIsRight) {
         {7,
          {Fault::count_zero, Fault::count_too_large},
          {"В перечне активных элементов адрес [0x03] не найден", nullptr}},
-        {9,
-         {Fault::count_zero, Fault::count_too_large},
-         {"ответ короче объявленного : значение НЕ получено.", "ответ короче объявленного : значение НЕ получено."}},
+        {9, {Fault::count_zero, Fault::count_too_large}, {nullptr, nullptr}, "0.0"},  // a size that no number has
     };
     for (int const step : {9, 1, 8, 2, 3, 7, 4, 5, 6}) {
         rows.push_back({step,
@@ -295,7 +293,7 @@ TEST_F(Vkt7, AFaultAtAnyStepEndsTheDialogueAndTheNextOneIsRight) {
         EXPECT_EQ(probe_.on_topic(sample::value_topic(device, name)).front().payload, row.first_value);
         for (size_t fault = 0; fault < row.told.size(); ++fault) {
             bool const ends = row.told[fault] != nullptr;
-            EXPECT_EQ(line.steps_behind_faults(sid)[fault], ends ? 1 : row.step + 1);
+            EXPECT_EQ(line.steps_behind_faults(sid)[fault], ends || row.step == 9 ? 1 : row.step + 1);
             if (ends) {
                 EXPECT_GE(daemon_.log().count(3, name, row.told[fault]), 1) << daemon_.log().text();
                 EXPECT_GE(probe_.count(sample::error_topic(device, name), "r"), 1);

@@ -80,8 +80,19 @@ TEST(JsonText, ForeignTextNeverRaises) {
         bool is_json;
     };
     Row const rows[] = {
-        {"{\"a\":1}", true}, {"{\"a\":1} trailing", true},      {"5", true},         {"", false}, {"{\"a\":1,}", false},
-        {"{\"a\"", false},   {std::string(100000, '['), false}, {"\xFF\xFE", false},
+        {"{\"a\":1}", true},
+        {"{\"a\":1} trailing", true},
+        {"5", true},
+        {"", false},
+        {"{\"a\":1,}", false},
+        {"{\"a\"", false},
+        {std::string(100000, '['), false},
+        {"\xFF\xFE", false},
+        {"+1", false},
+        {"+0.5", false},
+        {"[+1]", false},
+        {"{\"a\":+1}", false},
+        {"-1", true},
     };
     for (Row const& row : rows) {
         Json::Value root;
@@ -95,6 +106,7 @@ TEST(JsonKey, AbsentAndNullGiveTheDefault) {
         EXPECT_FALSE(jUtils::has(node, "k")) << text;
         EXPECT_EQ(jUtils::get_string(node, "k", "d"), "d") << text;
         EXPECT_EQ(jUtils::get_int(node, "k", 7), 7) << text;
+        EXPECT_EQ(jUtils::get_uint(node, "k", 7), 7U) << text;
         EXPECT_TRUE(jUtils::get_bool(node, "k", true)) << text;
         EXPECT_EQ(jUtils::get_double(node, "k", 1.5), 1.5) << text;
     }

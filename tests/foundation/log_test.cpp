@@ -90,7 +90,7 @@ TEST(Log, RotationKeepsThreeOldFiles) {
     std::string const filling(64 * 1024, 'x');
     constexpr int lines = 100;  // more than six files full
     for (int number = 0; number < lines; ++number) {
-        log.Logf(xCommon::lmtInfo, "%d %s", number, filling);
+        log.Logf(xCommon::lmtInfo, "%d %s", number, xCommon::Whole{filling});
     }
     log.Log(xCommon::lmtError, "the last");
     std::vector<std::string> names;
@@ -106,9 +106,9 @@ TEST(Log, NewLimitHoldsForTheOpenFile) {
     TempFolder const folder;
     xLog log(folder.path(), "a.log", 5, false, false);
     std::string const filling(900 * 1024, 'x');
-    log.Log(xCommon::lmtInfo, filling);
+    log.write(xCommon::lmtInfo, nullptr, filling);
     log.set_max_size(0);  // counts as 1
-    log.Log(xCommon::lmtInfo, filling);
+    log.write(xCommon::lmtInfo, nullptr, filling);
     log.flush();
     EXPECT_TRUE(std::filesystem::exists(folder.file("a.1.log")));
 }
@@ -140,11 +140,11 @@ TEST(Log, RotationThatFailsLosesNoLine) {
     std::string const filling(900 * 1024, 'x');
     std::string const reported = on_stderr([&] {
         xLog log(folder.file("logs"), "a.log", 1, false, false);
-        log.Log(xCommon::lmtInfo, filling);
+        log.write(xCommon::lmtInfo, nullptr, filling);
         log.flush();
         std::filesystem::remove_all(folder.file("logs"));
         folder.write("logs", "in its place");
-        log.Log(xCommon::lmtInfo, "the line that rotates " + filling);
+        log.write(xCommon::lmtInfo, nullptr, "the line that rotates " + filling);
         log.Log(xCommon::lmtInfo, "the next");
     });
     EXPECT_THAT(reported, testing::AllOf(HasSubstr("the line that rotates"), HasSubstr("[1] the next\n"),

@@ -65,6 +65,8 @@ TEST(MqClient, EntriesFlagAndStampFollowTheConnection) {
     probe.publish("a/1", std::string("x\0y", 3));
     EXPECT_EQ(next_payload(queue), std::string("x\0y", 3));
     client.unsubscribe("b");
+    EXPECT_TRUE(client.publish("a/3", "behind the request", 2, false));
+    EXPECT_EQ(next_payload(queue), "behind the request");
     probe.publish("b", "unheard");
     probe.publish("a/2", "heard");
     EXPECT_EQ(next_payload(queue), "heard");

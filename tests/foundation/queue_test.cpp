@@ -127,8 +127,8 @@ TEST(Queue, BoundCountsBytesToo) {
     push(queue, 8, quarter);
     EXPECT_EQ(pop_all(queue), (std::vector<std::string>{"7", "8"}));
 
-    push(queue, 9, SyncVector::max_bytes * 2);  // a single one is kept whatever its size
-    EXPECT_EQ(pop(queue), "9");
+    push(queue, 9, SyncVector::max_bytes * 2);  // a single one passes it neither
+    EXPECT_EQ(pop(queue), "none");
 }
 
 TEST(Queue, WaitsOnlyWhenAsked) {

@@ -84,23 +84,25 @@ TEST_F(GpioLine, ComesUpAndGoesDown) {
         char const* missing;
         char const* raised;
         Lines told;
+        int unexports;
     };
     std::string const folder = std::string(std::getenv("OSTRAND_TEST_ROOT")) + "/sys/class/gpio/";
     Row const rows[] = {
         {"gpio7/direction",
          "c : io_base : ошибка установки направления канала.",
-         {"[3] [c] io_base.write : не удалось открыть файл : " + folder + "gpio7/direction."}},
+         {"[3] [c] io_base.write : не удалось открыть файл : " + folder + "gpio7/direction."},
+         1},
         {"gpio7/value",
          "c : io_base : ошибка инициализации канала.",
-         {"[3] [c] ошибка открытия файла значения : No such file or directory."}},
+         {"[3] [c] ошибка открытия файла значения : No such file or directory."},
+         2},
         {"export",
          "c : io_base : ошибка инициализации канала.",
          {"[3] [c] io_base.write : не удалось открыть файл : " + folder + "export.",
-          "[3] [c] не удалось экспортировать канал : 7."}},
-        {"unexport",
-         "c : io_base : ошибка инициализации канала.",
-         {"[3] [c] не удалось un-экспортировать канал : 7.", "[3] [c] не удалось экспортировать канал : 7."}},
+          "[3] [c] не удалось экспортировать канал : 7."},
+         1},
     };
+    tree.remove("unexport");
     for (Row const& row : rows) {
         tree.remove(row.missing);
         log.clear();
@@ -110,6 +112,8 @@ TEST_F(GpioLine, ComesUpAndGoesDown) {
             EXPECT_EQ(log.count(told), 1) << told;
         }
         EXPECT_EQ(log.count("open: "), log.count("close: ")) << row.missing;
+        EXPECT_EQ(log.count("не удалось открыть файл : " + folder + "unexport."), row.unexports) << row.missing;
+        EXPECT_EQ(log.count("[3] [c] не удалось un-экспортировать канал : 7."), 1) << row.missing;
     }
 }
 
@@ -146,11 +150,11 @@ TEST_F(GpioLine, PublishesChangesOfItsLevel) {
     EXPECT_EQ(at(*line, '0'), Lines{level + "0 0"}) << "the first level is a change";
     EXPECT_EQ(at(*line, '0'), Lines{});
     EXPECT_EQ(at(*line, '1'), Lines{level + "1 0"});
-    // A level that can't be read is none.
     std::ofstream(tree.file("gpio7/value")) << "";
+    EXPECT_EQ(published(line->irr_hand(true)), Lines{level + " 0"}) << "what can't be read withdraws the level";
     EXPECT_EQ(published(line->irr_hand(true)), Lines{});
-    EXPECT_EQ(log.count("[3] [c] ошибка чтения значения : "), 1);
-    EXPECT_EQ(at(*line, '1'), Lines{});
+    EXPECT_EQ(log.count("[3] [c] ошибка чтения значения : "), 2);
+    EXPECT_EQ(at(*line, '1'), Lines{level + "1 0"});
 
     line = make(R"(, "inverted": true)");
     EXPECT_EQ(at(*line, '1'), Lines{level + "0 0"});
@@ -226,4 +230,8 @@ TEST_F(GpioLine, CountsMovesFromZero) {
     at(*counter, '0');
     std::ofstream(tree.file("gpio7/value")) << "";
     EXPECT_EQ(published(counter->irr_hand(true)), Lines{}) << "what can't be read is no pulse";
+    EXPECT_EQ(at(*counter, '1'), Lines{total + "1.00 2"});
+    std::ofstream(tree.file("gpio7/value")) << "";
+    published(counter->irr_hand(true));
+    EXPECT_EQ(at(*counter, '1'), Lines{}) << "nor the end of one";
 }

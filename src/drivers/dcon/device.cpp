@@ -7,7 +7,6 @@
 #include "config/process.h"
 #include "drivers/dcon/pdu.h"
 #include "foundation/xexception.h"
-#include "runtime/command_connection.h"
 #include "runtime/port_base.h"
 
 namespace dcon {
@@ -45,7 +44,7 @@ IBase* dev::create(IBase* port_object, CBase* node) {
 }
 
 void dev::Poll(long long now) {
-    take_line();
+    port->check_for_personal_rs(this);
     for (auto const& child : cfg->children) {
         // Between any two parameters, so that a write doesn't wait for the end of a long cycle.
         port->CheckMessage(this);
@@ -68,6 +67,7 @@ void dev::poll_counted(c_param& param, long long now) {
     param.last_poll = now;
     count_poll();
     try {
+        need_line();
         if (!poll_or_fail(param)) {
             count_error();
         }
@@ -177,7 +177,7 @@ bool dev::ProcMessage(std::string& topic, std::string& payload) {
     for (auto const& child : cfg->children) {
         auto* const param = dynamic_cast<c_param*>(child.get());
         if (param != nullptr && !param->read_only && topic == on_topic(*param)) {
-            CommandConnection const connection(*this);
+            need_line();
             write(param, payload);
             return true;
         }

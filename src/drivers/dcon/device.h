@@ -15,7 +15,7 @@ class dev : public DevBase {
     dev(IBase* port_object, CBase* node);
     static IBase* create(IBase* port_object, CBase* node);
 
-    /// One poll cycle of what is `read_only`. `poll_reconnect` has no effect on it.
+    /// One poll cycle of what is `read_only`. `poll_reconnect` of the device has no effect here nor on writes.
     void Poll(long long now) override;
     void ProcConnect() override;
     using DevBase::ProcMessage;

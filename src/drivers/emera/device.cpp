@@ -159,7 +159,7 @@ bool edev::res_check(ecparam const* param, unsigned char const* buf, int n) {
         param->Log(lmtError, "ответ НЕ получен : результат пуст.");
         return false;
     }
-    trace_hex(buf, n, "response");
+    trace_hex(param->log_root(), buf, n, "response");
     if (!epdu::crc_check(buf, n)) {
         param->Log(lmtError, "ответ НЕ получен : не совпала CRC.");
         return false;

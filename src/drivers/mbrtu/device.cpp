@@ -20,6 +20,8 @@ IBFac const registrar("mb-rtu" + suffix_dev, dev::create);
 
 /// Reply to function 16: address, function, register address, count, CRC.
 constexpr int write_registers_reply = 8;
+/// The shortest answer: address, function, exception code, CRC.
+constexpr int refusal_size = 5;
 
 }  // namespace
 
@@ -49,12 +51,16 @@ BaseResult dev::get_response(c_param* param) {
     }
 
     if (pdu::check_head(param, slave_address(), reply, got) == 0) {
+        if (got < pdu::head_size) {
+            exchange::abandon(*port, *param);
+        }
         return result;
     }
     int const data_size = reply[2];
     int const rest = data_size + pdu::crc_size;
-    if (exchange::receive(*port, pdu::head_size, rest, "dev_mb_rtu::get_response : ответ") < rest) {
+    if (!exchange::receive_rest(*port, pdu::head_size, rest, "dev_mb_rtu::get_response : ответ")) {
         param->Log(lmtError, "dev_mb_rtu::ответ НЕ получен : timeout.");
+        exchange::abandon(*port, *param);
         return result;
     }
     if (!pdu::check_crc({reply, static_cast<size_t>(pdu::head_size + rest)})) {
@@ -87,10 +93,13 @@ bool dev::read_span(unsigned char function, unsigned short address, unsigned sho
     }
     modbus_rtu_frame_t frame;
     if (!frame.read(port, slave_address(), cfg->type)) {
+        if (!frame.is_whole) {
+            exchange::abandon(*port, *cfg);
+        }
         return false;
     }
-    trace_hex(&frame.header, sizeof(frame.header), "ОТВЕТ : заголовок RTU");
-    trace_hex(frame.data.data(), static_cast<int>(frame.data.size()), "ОТВЕТ : полученные данные");
+    trace_hex(*port->cport, &frame.header, sizeof(frame.header), "ОТВЕТ : заголовок RTU");
+    trace_hex(*port->cport, frame.data.data(), static_cast<int>(frame.data.size()), "ОТВЕТ : полученные данные");
     data.insert(data.end(), frame.data.begin(), frame.data.end());
     return true;
 }
@@ -122,10 +131,14 @@ void dev::write(c_param* param, std::string value, bholding::bitem const* item) 
     int const expected = param->reg_type == modbus::reg_holding_m ? write_registers_reply : length;
     int const got = exchange::receive(*port, 0, expected, "dev_mb_rtu::write : ответ");
     if (pdu::check_head(param, slave_address(), reply, got) == 0) {
+        if (got < refusal_size) {
+            exchange::abandon(*port, *param);
+        }
         return;
     }
     if (got < expected) {
         param->Log(lmtError, "операция НЕ выполнена : timeout.");
+        exchange::abandon(*port, *param);
         return;
     }
     if (!pdu::check_crc({reply, static_cast<size_t>(expected)})) {

@@ -23,10 +23,14 @@ IBase* dev::create(IBase* port_object, CBase* node) {
 }
 
 /// Reads as many bytes as the header in the port's buffer announces, over that header. Gives their count, or -1 when
-/// they didn't all come or the announced count can't be.
-int dev::read_body(char const* label) {
-    int const length = pdu::reply_length(port->buffer);
-    return exchange::receive(*port, 0, length, label) < length ? -1 : length;
+/// they didn't all come or are more than a unit can have. The connection is closed then, and when they are too few.
+int dev::read_body(c_param const& param, int header_size, char const* label) {
+    int const length = header_size < pdu::mbap_size ? pdu::most + 1 : pdu::reply_length(port->buffer);
+    bool const came = length <= pdu::most && exchange::receive_rest(*port, 0, length, label);
+    if (!came || length < pdu::head_size) {
+        exchange::abandon(*port, param);
+    }
+    return came ? length : -1;
 }
 
 BaseResult dev::get_response(c_param* param) {
@@ -42,10 +46,8 @@ BaseResult dev::get_response(c_param* param) {
     if (exchange::send(*port, length) != length) {
         return result;
     }
-    // The count isn't looked at: behind a header that is cut short the length is the request's own, whose bytes still
-    // lie in the buffer, and the read below ends in its time-out.
-    exchange::receive(*port, 0, pdu::mbap_size, "dev_mb_tcp::get_response : заголовок TCP");
-    int const got = read_body("dev_mb_tcp::get_response : ответ");
+    int const head = exchange::receive(*port, 0, pdu::mbap_size, "dev_mb_tcp::get_response : заголовок TCP");
+    int const got = read_body(*param, head, "dev_mb_tcp::get_response : ответ");
     if (got < 0) {
         param->Log(lmtError, "ответ НЕ получен : timeout.");
         return result;
@@ -76,9 +78,10 @@ void dev::write(c_param* param, std::string value, bholding::bitem const* item) 
     // What is checked behind the header is the tail of the request, as the reply's own hasn't been read yet. So only a
     // missing header fails here, and a slave's refusal counts as success: the value read back shows the truth.
     if (pdu::check_head(param, slave_address(), port->buffer + pdu::mbap_size, head) == 0) {
+        exchange::abandon(*port, *param);
         return;
     }
-    if (read_body("dev_mb_tcp::write : ответ") < 0) {
+    if (read_body(*param, head, "dev_mb_tcp::write : ответ") < 0) {
         param->Log(lmtError, "операция НЕ выполнена : timeout.");
         return;
     }
@@ -101,11 +104,14 @@ bool dev::read_span(unsigned char function, unsigned short address, unsigned sho
     }
     modbus_tcp_frame_t frame;
     if (!frame.read(port, slave_address(), cfg->type)) {
+        if (!frame.is_whole) {
+            exchange::abandon(*port, *cfg);
+        }
         return false;
     }
-    trace_hex(frame.mbap.data(), pdu::mbap_size, "ОТВЕТ : заголовок TCP");
-    trace_hex(&frame.header, sizeof(frame.header), "ОТВЕТ : заголовок RTU");
-    trace_hex(frame.data.data(), static_cast<int>(frame.data.size()), "ОТВЕТ : полученные данные");
+    trace_hex(*port->cport, frame.mbap.data(), pdu::mbap_size, "ОТВЕТ : заголовок TCP");
+    trace_hex(*port->cport, &frame.header, sizeof(frame.header), "ОТВЕТ : заголовок RTU");
+    trace_hex(*port->cport, frame.data.data(), static_cast<int>(frame.data.size()), "ОТВЕТ : полученные данные");
     data.insert(data.end(), frame.data.begin(), frame.data.end());
     return true;
 }

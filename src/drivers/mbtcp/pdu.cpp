@@ -40,7 +40,7 @@ void pdu::read_span(ByteList& out, unsigned char sid, unsigned char function, un
 
 int pdu::reply_length(unsigned char const* mbap) {
     int position = length_position;
-    return xCommon::net::get_i16(mbap, position, WordOrder::big_endian);
+    return xCommon::net::get_u16(mbap, position, WordOrder::big_endian);
 }
 
 }  // namespace mbtcp

@@ -26,8 +26,10 @@ class pdu : public modbus::pdu {
     static void write(xCommon::ByteList& out, unsigned char sid, modbus::c_param const* cp, std::string const& value);
     static void read_span(xCommon::ByteList& out, unsigned char sid, unsigned char function, unsigned short address,
                           unsigned short count);
-    /// The length field of a header, which reads negative from 0x8000 on.
+    /// The length field of a header.
     static int reply_length(unsigned char const* mbap);
+    /// A Modbus unit has 253 bytes at most behind its identifier.
+    static constexpr int most = 254;
 };
 
 }  // namespace mbtcp

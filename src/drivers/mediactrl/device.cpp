@@ -63,7 +63,7 @@ void dev::write(c_param* param, std::string const& value) {
     xCommon::ByteList frame;
     pdu::command(frame, value);
     int const length = frame.pop_buf(port->buffer, PortBase::buffer_size);
-    trace_hex(port->buffer, length, "dev_mb_tcp::write : запись");  // the label of old
+    trace_hex(*port->cport, port->buffer, length, "dev_mb_tcp::write : запись");  // the label of old
     // A command that didn't go out is told at the information level, and so are all of this driver's outcomes.
     bool const sent = port->tran->write(port->buffer, length) == static_cast<int>(frame.size());
     param->Logf(lmtInfo, sent ? "записано новое значение : %s" : "значение %s не записано", value);

@@ -86,8 +86,10 @@ void dev::_stop() {
     link_dialogue(frame, stop_step);
 }
 
+/// A meter that was heard in the future was heard before the clock was set back: nobody knows how long ago. What is the
+/// future tells the clock of now; behind an answer `last_seen` is mostly later than the pass, whose time `now` is.
 bool dev::ready_link(long long now) {
-    if (!opened || now - last_seen >= idle_limit) {
+    if (!opened || now - last_seen >= idle_limit || last_seen > xCommon::xtime::time()) {
         Restart();
     }
     return opened;

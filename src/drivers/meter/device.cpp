@@ -17,13 +17,14 @@ device::device(IBase* port_object, CBase* node, Family const& family)
 }
 
 void device::Poll(long long now) {
-    take_line();
+    port->check_for_personal_rs(this);
     for (auto const& child : cfg->children) {
         port->CheckMessage(this);
         auto* const param = dynamic_cast<CParam*>(child.get());
         if (param == nullptr || !is_due_here(*param, now)) {
             continue;
         }
+        need_line();
         if (port->line_ready && !ready_link(now)) {
             return;
         }

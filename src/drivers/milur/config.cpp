@@ -64,7 +64,7 @@ c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
     if (!jUtils::has(node, "object_id")) {
         throw xExceptionf("milur::c_param::ctor : %s : не указан атрибут 'object_id'.", name);
     }
-    object_id = static_cast<unsigned int>(jUtils::get_int(node, "object_id", 0));
+    object_id = jUtils::get_uint(node, "object_id", 0);
 }
 
 CBase* c_param::create(CBase* parent, Json::Value& node) {
@@ -75,7 +75,7 @@ void c_param::Compare(Json::Value& node) {
     if (node.empty()) {
         return;
     }
-    object_id = static_cast<unsigned int>(jUtils::get_int(node, "object_id", static_cast<int>(object_id)));
+    object_id = jUtils::get_uint(node, "object_id", object_id);
     CParam::Compare(node);
 }
 

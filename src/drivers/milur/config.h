@@ -19,7 +19,7 @@ class c_dev : public meter::c_dev {
 /// Configuration of one object of a meter, and its reading from a reply.
 class c_param : public CParam {
  public:
-    /// Raises an xExceptionf for a missing `object_id`.
+    /// Raises an xExceptionf for a missing or negative `object_id`.
     c_param(CBase* device, Json::Value& node);
     static CBase* create(CBase* parent, Json::Value& node);
 

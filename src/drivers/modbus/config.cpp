@@ -18,6 +18,16 @@ constexpr RegTypes::Word words[] = {{"coil", reg_coil},           {"status", reg
                                     {"input", reg_input},         {"input-bit", reg_input_bit}};
 constexpr RegTypes reg_types = {words, reg_holding, reg_holding_bit, reg_input_bit};
 
+/// A pause can't be negative: one that is counts as none.
+int get_poll_delay(CBase const& log, Json::Value const& node, int fallback) {
+    int const asked = jUtils::get_int(node, "poll_delay", fallback);
+    if (asked < 0) {
+        log.Logf(lmtError, "poll_delay = %d : недопустимое значение, принято 0.", asked);
+        return 0;
+    }
+    return asked;
+}
+
 /// A fresh evaluator serves each conversion: no state carries over.
 std::string calculate(std::string const& expression, std::string const& value) {
     if (expression.empty()) {
@@ -40,7 +50,7 @@ c_dev::c_dev(CBase* port_node, Json::Value& node, std::string const& type_word)
     }
     sid = Utils::jToInt(node["sid"]);
     name = xCommon::xString::Format("%s_%d", name, sid);
-    poll_delay = jUtils::get_int(node, "poll_delay", 0);
+    poll_delay = get_poll_delay(*this, node, 0);
     load_params(node, type_word);
 }
 
@@ -67,7 +77,7 @@ c_register::c_register(CBase* device, Json::Value& node, RegTypes const& types)
     // The parent is a device of another family when a parameter takes this class by its own `type`.
     auto const* modbus_device = dynamic_cast<c_dev const*>(device);
     int const default_delay = modbus_device != nullptr ? modbus_device->poll_delay : 0;
-    poll_delay = static_cast<unsigned short>(jUtils::get_int(node, "poll_delay", default_delay));
+    poll_delay = static_cast<unsigned short>(get_poll_delay(*this, node, default_delay));
 }
 
 void c_register::Compare(Json::Value& node) {

@@ -44,6 +44,7 @@ void RegisterSet::add(c_param* param) {
 }
 
 SetCounters RegisterSet::poll(PortBase* port, device* dev) {
+    port->tran->resume();
     if (!port->tran->is_open()) {
         // Here the counters go on from the previous poll.
         return publish_errors(port, dev);

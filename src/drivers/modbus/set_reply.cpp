@@ -27,6 +27,7 @@ bool SetReply::read_head(PortBase* port, unsigned char sid) {
     }
     if ((header.function & pdu::refused_bit) != 0) {
         port->cport->Logf(lmtError, "%s %s", request_prefix, pdu::exception_text(header.count));
+        is_whole = true;
         return false;
     }
     return true;
@@ -56,6 +57,7 @@ bool SetReply::read_crc(PortBase* port) {
     int position = 0;
     if (joined.crc_16() != xCommon::net::get_u16(received, position, xCommon::WordOrder::big_endian)) {
         port->cport->Logf(lmtError, "%s не совпали CRC", crc_prefix);
+        is_whole = true;
         return false;
     }
     return true;

@@ -19,6 +19,8 @@ class SetReply {
  public:
     modbus_rtu_frame_header_t header;
     std::vector<unsigned char> data;
+    /// Nothing of the answer can be under way still, or unread on the line.
+    bool is_whole = false;
 
  protected:
     bool read_head(PortBase* port, unsigned char sid);

@@ -94,16 +94,16 @@ void c_param::GetValueFromString(ByteList& out, std::string const& value) const 
             out.push_16(value == "1" ? 0xFF00 : 0, WordOrder::big_endian);
             break;
         case vt_i32:
-            out.push_32(static_cast<unsigned int>(std::stol(value)), order);
+            out.push_32(static_cast<unsigned int>(xString::stol32(value)), order);
             break;
         case vt_u32:
-            out.push_32(static_cast<unsigned int>(std::stoul(value)), order);
+            out.push_32(static_cast<unsigned int>(xString::stoul32(value)), order);
             break;
         case vt_i16:
-            out.push_16(static_cast<unsigned short>(std::stol(value)), order);
+            out.push_16(static_cast<unsigned short>(xString::stol32(value)), order);
             break;
         case vt_u16:
-            out.push_16(static_cast<unsigned short>(std::stoul(value)), order);
+            out.push_16(static_cast<unsigned short>(xString::stoul32(value)), order);
             break;
         case vt_float16:
             out.push_16(Utils::float32_to_u16(std::stof(value)), order);

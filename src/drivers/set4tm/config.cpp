@@ -37,7 +37,7 @@ c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
         if (!jUtils::has(node, key.name)) {
             throw xCommon::xExceptionf("%s : не указан атрибут '%s'.", name, key.name);
         }
-        this->*key.field = static_cast<unsigned int>(jUtils::get_int(node, key.name, 0));
+        this->*key.field = jUtils::get_uint(node, key.name, 0);
     }
 }
 
@@ -50,8 +50,7 @@ void c_param::Compare(Json::Value& node) {
         return;
     }
     for (Key const& key : keys) {
-        this->*key.field =
-            static_cast<unsigned int>(jUtils::get_int(node, key.name, static_cast<int>(this->*key.field)));
+        this->*key.field = jUtils::get_uint(node, key.name, this->*key.field);
     }
     CParam::Compare(node);
 }

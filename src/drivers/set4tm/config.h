@@ -23,7 +23,7 @@ class c_dev : public meter::c_dev {
 /// Configuration of one value. Neither key reaches the line yet.
 class c_param : public CParam {
  public:
-    /// Raises an xExceptionf for a missing `command` or `param`.
+    /// Raises an xExceptionf for a missing or negative `command` or `param`.
     c_param(CBase* device, Json::Value& node);
     static CBase* create(CBase* parent, Json::Value& node);
 

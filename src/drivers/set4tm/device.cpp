@@ -106,11 +106,11 @@ BaseResult dev::get_response(c_param* param) {
 
     unsigned char* const reply = port->buffer;
     int const head = std::max(line().read_count(reply, meter::head_size), 0);
-    trace_hex(reply, head, "get_response : заголовок ответа");
+    trace_hex(*port->cport, reply, head, "get_response : заголовок ответа");
     // Behind a head that can't be used two bytes are read all the same, and fail as the CRC that they are taken for.
     int const rest = pdu::check_head(param, slave_address(), reply, head) + meter::crc_size;
     int const got = std::max(line().read_count(reply + head, rest), 0);
-    trace_hex(reply, head + got, "get_response : ответ");
+    trace_hex(*port->cport, reply, head + got, "get_response : ответ");
     if (got != rest) {
         param->Log(lmtError, "ответ НЕ получен : timeout.");
         return result;

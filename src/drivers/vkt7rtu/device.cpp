@@ -144,7 +144,7 @@ bool dev::request(ByteList const& frame, CParam* param, unsigned char sid, std::
         param->Logf(lmtError, "ошибка чтения из rs-порта, прочитано [%d] байт", got);
         return false;
     }
-    trace_hex(buffer, got, std::string(trace_prefix) + "ответ");
+    trace_hex(*port->cport, buffer, got, std::string(trace_prefix) + "ответ");
     // As of a whole head, also when less has come: the rest of it is then the request's own, and the CRC refuses it.
     if (!pdu::check_head(param, sid, buffer, pdu::head_size)) {
         return false;

@@ -1,5 +1,6 @@
 #include "drivers/vkt7rtu/reply.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "drivers/vkt7rtu/pdu.h"
@@ -21,7 +22,14 @@ constexpr size_t version_offset = 64;
 /// Properties ahead of the precisions.
 constexpr size_t text_count = 8;
 /// What stands behind a value, and belongs to the byte count.
-constexpr int flags_size = 2;
+constexpr size_t flags_size = 2;
+constexpr size_t float_size = 4;
+
+constexpr char too_short[] = "ответ короче объявленного : значение НЕ получено.";
+
+bool is_number(size_t size) {
+    return size == 2 || size == 4;
+}
 
 /// Offset of the last byte that belongs to the data, as the frame has it.
 size_t last_offset(Reply::Frame frame) {
@@ -88,43 +96,42 @@ bool Reply::has_register(CParam const& param, Frame frame, unsigned short reg_ad
 }
 
 std::string Reply::value(CParam const& param, Frame frame, RegisterRow const& row, int digits) {
-    int const arrived = static_cast<int>(frame.size()) - pdu::crc_size;
-    // Modulo 256, so that a byte count of 0 or 1 is a value far longer than any answer.
-    int const size =
-        frame.size() > byte_count_offset ? static_cast<unsigned char>(frame[byte_count_offset] - flags_size) : 0;
-    int const flags = static_cast<int>(data_offset) + size;
-    if (flags + flags_size > arrived) {
-        param.Log(lmtError, "ответ короче объявленного : значение НЕ получено.");
+    size_t const arrived = frame.size() - std::min<size_t>(frame.size(), pdu::crc_size);
+    if (arrived < data_offset) {
+        param.Log(lmtError, too_short);
         return {};
     }
-    auto const at = static_cast<size_t>(flags);
-    param.Logf(lmtTrace, "Байт качества: 0x%02x, байт нештатных ситуаций: 0x%02x", frame[at], frame[at + 1]);
-    std::string text = number(frame, size, row);
-    if (row.is_float) {
-        if (text.empty()) {
-            param.Log(lmtError, "ответ короче числа с плавающей точкой : значение НЕ получено.");
-        }
-        return text;
+    size_t const held = arrived - data_offset;
+    // Modulo 256: a byte count of 0 or 1 is a size that no number has, like most others.
+    size_t const size = static_cast<unsigned char>(frame[byte_count_offset] - flags_size);
+    if (size + flags_size <= held) {
+        size_t const at = data_offset + size;
+        param.Logf(lmtTrace, "Байт качества: 0x%02x, байт нештатных ситуаций: 0x%02x", frame[at], frame[at + 1]);
     }
-    return with_point(std::move(text), digits);
+    if (row.is_float) {
+        // Of four bytes, whatever the byte count says.
+        if (held < float_size) {
+            param.Log(lmtError, "ответ короче числа с плавающей точкой : значение НЕ получено.");
+            return {};
+        }
+        int position = data_offset;
+        return xString::Format("%f", net::get_f32(frame.data(), position, WordOrder::little_endian));
+    }
+    if (is_number(size) && held < size) {
+        param.Log(lmtError, too_short);
+        return {};
+    }
+    return with_point(number(frame, size), digits);
 }
 
 /// Empty for a size that no number has.
-std::string Reply::number(Frame frame, int size, RegisterRow const& row) {
-    constexpr int float_size = 4;
-    int position = static_cast<int>(data_offset);
-    if (row.is_float) {
-        return size < float_size
-                   ? std::string()
-                   : xString::Format("%f", net::get_f32(frame.data(), position, WordOrder::little_endian));
+std::string Reply::number(Frame frame, size_t size) {
+    int position = data_offset;
+    if (!is_number(size)) {
+        return {};
     }
-    if (size == 2) {
-        return xString::Format("%u", net::get_u16(frame.data(), position, WordOrder::little_endian));
-    }
-    if (size == 4) {
-        return xString::Format("%u", net::get_u32(frame.data(), position, WordOrder::little_endian));
-    }
-    return {};
+    return xString::Format("%u", size == 2 ? net::get_u16(frame.data(), position, WordOrder::little_endian)
+                                           : net::get_u32(frame.data(), position, WordOrder::little_endian));
 }
 
 }  // namespace vkt7rtu

@@ -34,11 +34,12 @@ class Reply {
     static Precisions precisions(CParam const& param, Frame frame);
     /// True when the register is on the list.
     static bool has_register(CParam const& param, Frame frame, unsigned short reg_addr);
-    /// Text of the value with its point set for `digits`; empty when the frame holds none.
+    /// Text of the value with its point set for `digits`: zeros for a size that no number has, where there are digits.
+    /// Empty without them, and when not all bytes of a number lie ahead of the CRC; the flags behind it need not.
     static std::string value(CParam const& param, Frame frame, RegisterRow const& row, int digits);
 
  private:
-    static std::string number(Frame frame, int size, RegisterRow const& row);
+    static std::string number(Frame frame, size_t size);
 };
 
 }  // namespace vkt7rtu

@@ -1,8 +1,5 @@
 #include "drivers/xdlms/config.h"
 
-#include <limits>
-#include <stdexcept>
-
 #include "config/constants.h"
 #include "foundation/jutils.h"
 #include "foundation/xexception.h"
@@ -38,15 +35,6 @@ cddev* device_of(CBase* node, std::string const& name) {
     return device;
 }
 
-/// As on a machine whose long has 32 bits.
-unsigned int to_u32(std::string const& text) {
-    unsigned long const number = std::stoul(text);
-    if (number > std::numeric_limits<unsigned int>::max() && text.find('-') == std::string::npos) {
-        throw std::out_of_range("stoul");
-    }
-    return static_cast<unsigned int>(number);
-}
-
 void push_text(ByteList& out, size_t length, std::string const& text) {
     out.push_8(static_cast<unsigned char>(length));
     out.push_string(text);
@@ -80,7 +68,7 @@ void dparam::set_data(ByteList& out, std::string const& value) {
             out.push_32(static_cast<unsigned int>(std::stoi(value)), order);
             break;
         case vt_u32:
-            out.push_32(to_u32(value), order);
+            out.push_32(xString::stoul32(value), order);
             break;
         case vt_i8:
             out.push_8(static_cast<unsigned char>(std::stoi(value)));
@@ -89,10 +77,10 @@ void dparam::set_data(ByteList& out, std::string const& value) {
             out.push_16(static_cast<unsigned short>(std::stoi(value)), order);
             break;
         case vt_u8:
-            out.push_8(static_cast<unsigned char>(std::stoul(value)));
+            out.push_8(static_cast<unsigned char>(xString::stoul32(value)));
             break;
         case vt_u16:
-            out.push_16(static_cast<unsigned short>(std::stoul(value)), order);
+            out.push_16(static_cast<unsigned short>(xString::stoul32(value)), order);
             break;
         case vt_float32:
             out.push_float(std::stof(value), order);

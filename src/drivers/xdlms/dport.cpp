@@ -52,6 +52,7 @@ void dport::CheckMessage(DevBase* dev) {
     serve_queue(dev);
 }
 
+/// While a line is away the messages wait; the worker's look into the queue behind each pass serves subscriptions then.
 void dport::Poll(long long now) {
     if (!is_connected() || !reconnect()) {
         return;

@@ -8,6 +8,7 @@
 #include "drivers/xdlms/mac_sel.h"
 #include "drivers/xdlms/pdu.h"
 #include "drivers/xdlms/wpdu.h"
+#include "foundation/deadline.h"
 #include "foundation/xexception.h"
 #include "foundation/xmisc.h"
 
@@ -25,6 +26,8 @@ IBFac const registrars[] = {{"dlms.rs" + suffix_port, dport_rs::create},
                             {"dlms.rs.old" + suffix_port, dport_rs::create}};
 
 constexpr int pause_ms = 100;
+/// An answer is over when nothing has come for so long.
+constexpr int silence_ms = 100;
 constexpr int most_retries = 10;
 /// Heads of the link frame and of the wrapper in it.
 constexpr int heads_size = mac_frame::head_size + wpdu::head_size;
@@ -96,7 +99,7 @@ int dport_rs::read(int count, CBase& log) {
     try {
         int const got = tran->read(buffer, count);
         if (got > 0) {
-            trace_hex(buffer, got, "read");
+            trace_hex(*cport, buffer, got, "read");
         }
         return got;
     } catch (std::exception const& e) {
@@ -111,7 +114,7 @@ bool dport_rs::read_all(int count, CBase& log) {
         if (!tran->read_all(buffer, count)) {
             return false;
         }
-        trace_hex(buffer, count, "read_all");
+        trace_hex(*cport, buffer, count, "read_all");
         return true;
     } catch (std::exception const& e) {
         tran->flush_in();
@@ -120,9 +123,24 @@ bool dport_rs::read_all(int count, CBase& log) {
     }
 }
 
+void dport_rs::drop_input() {
+    xCommon::Deadline const deadline(cport->rto);
+    std::vector<unsigned char> dropped;
+    // Byte by byte: a read of more would wait for all of them.
+    for (unsigned char byte = 0; !deadline.passed(); dropped.push_back(byte)) {
+        tran->set_timeout(std::min(silence_ms, deadline.left_ms()), cport->sto);
+        if (tran->read(&byte, 1) < 1) {
+            break;
+        }
+    }
+    // Those that the old exchange works with.
+    tran->set_timeout(cport->rto, cport->sto);
+    trace_hex(*cport, dropped.data(), static_cast<int>(dropped.size()), "read");
+}
+
 bool dport_rs::send_all(ByteList& frame) {
     try {
-        trace_hex(frame.data(), static_cast<int>(frame.size()), "send_all");
+        trace_hex(*cport, frame.data(), static_cast<int>(frame.size()), "send_all");
         return tran->write_all(frame);
     } catch (std::exception const& e) {
         tran->flush_out();
@@ -277,8 +295,13 @@ dlms_reply dport_rs::get_fout(ByteList& request, cddev* dev, CBase* log) {
 }
 
 uint16_t dport_rs::read_answer(cddev const& dev, int size, int& pos, CBase& log) {
-    // A size that can't be is a missing answer, and isn't waited for.
-    if (size < 0 || size > buffer_size - mac_frame::crc_size || !read_all(size + mac_frame::crc_size, log)) {
+    // A size that can't be is a missing answer. One may follow all the same, and left on the line it would be read as
+    // one status after the other, with none of the true ones at its place any more.
+    bool const is_possible = size >= 0 && size <= buffer_size - mac_frame::crc_size;
+    if (!is_possible) {
+        drop_input();
+    }
+    if (!is_possible || !read_all(size + mac_frame::crc_size, log)) {
         log.Log(lmtTrace, "get_fout : ответ не получен.");
         return control_no_answer;
     }

@@ -36,6 +36,9 @@ class dport_rs : public dport {
     int read(int count, CBase& log);
     /// `count` bytes into the port's buffer, or none.
     bool read_all(int count, CBase& log);
+    /// Reads and drops what arrives until the line has been silent for a while, for one read time-out of the port at
+    /// most.
+    void drop_input();
     bool send_all(xCommon::ByteList& frame);
     bool send_sel(xCommon::ByteList const& mac, int size, uint16_t control);
     bool send_frame(cddev const* dev, xCommon::ByteList const& data);

@@ -6,6 +6,7 @@
 #include "config/process.h"
 #include "drivers/xdlms/pdu.h"
 #include "drivers/xdlms/wpdu.h"
+#include "runtime/exchange.h"
 
 namespace xdlms {
 
@@ -79,33 +80,35 @@ dlms_reply dport_tcp::get_response(ByteList& request, cddev* dev, dparam* param)
     if (request.empty() || dev == nullptr) {
         return {};
     }
-    trace_hex(request.data(), static_cast<int>(request.size()), xString::Format("%s : запрос.", node_->name));
+    trace_hex(*cport, request.data(), static_cast<int>(request.size()), xString::Format("%s : запрос.", node_->name));
     if (!tran->write_all(request)) {
         log.Log(lmtError, "не удалось отправить запрос.");
         return {};
     }
     if (!tran->read_all(buffer, wpdu::head_size)) {
         log.Log(lmtError, "не удалось получить заголовок ответа.");
+        exchange::abandon(*this, log);
         return {};
     }
-    trace_hex(buffer, wpdu::head_size, xString::Format("%s : заголовок ответа.", node_->name));
+    trace_hex(*cport, buffer, wpdu::head_size, xString::Format("%s : заголовок ответа.", node_->name));
     int pos = 0;
     dlms_reply reply = wpdu::parse(buffer, pos, node_->dlms_addr, dev->dlms_addr);
     // An address list is longer than the port's buffer.
     std::vector<unsigned char> body(static_cast<size_t>(reply.size));
     if (!reply.ok) {
         log.Log(lmtError, "ошибки при получении заголовка ответа.");
-        if (reply.size > 0) {
-            tran->read_all(body.data(), reply.size);
+        if (reply.size > 0 && !tran->read_all(body.data(), reply.size)) {
+            exchange::abandon(*this, log);
         }
         return reply;
     }
     reply.ok = false;
     if (!tran->read_all(body.data(), reply.size)) {
         log.Log(lmtError, "не удалось получить ответ.");
+        exchange::abandon(*this, log);
         return reply;
     }
-    trace_hex(body.data(), reply.size, xString::Format("%s : ответ.", node_->name));
+    trace_hex(*cport, body.data(), reply.size, xString::Format("%s : ответ.", node_->name));
     return pdu::parse(body.data(), reply.size);
 }
 

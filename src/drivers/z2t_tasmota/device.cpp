@@ -133,17 +133,14 @@ void device_t::take_endpoint(Json::Value const& values) {
     config_->endpoint = reported.asInt();
 }
 
-/// A value that can't be published costs itself and not the others of the report.
+/// A value without a text costs itself and not the others of the report. One that can't be checked ends the report, and
+/// the sweep in which it is served.
 void device_t::take_value(config_param_t& param, Json::Value const& value) {
     if (!is_text(value)) {
         param.Logf(lmtError, "значение не является текстом или числом : %s.", param.z2t_name);
         return;
     }
-    try {
-        mq_publish(&param, value.asString());
-    } catch (std::exception const& e) {
-        param.Logf(lmtError, "исключение при проверке значения %s : %s.", value.asString(), e.what());
-    }
+    mq_publish(&param, value.asString());
 }
 
 bool device_t::take_state(Json::Value const& state) {

@@ -24,7 +24,7 @@ class device_t : private DevBase {
     void ProcConnect() override;
     /// A write on the topic of a control; false when it is for nobody here, or didn't go out.
     bool ProcMessage(std::string& topic, std::string& payload) override;
-    /// One member of a message of the bridge; false leaves it to the next device.
+    /// One member of a message of the bridge; false leaves it to the next device. Raises what mq_publish() raises.
     bool ProcMessage(std::string const& topic, std::string const& key, Json::Value value) override;
     bool poll_param(CParam* param) override { return param != nullptr; }
     std::string get_device_name() override;
