@@ -73,8 +73,13 @@ class Port {
     MqttProbe probe_;
     int messages_ = 0;
 
+    struct OpenPort : PortBase {
+        using PortBase::PortBase;
+        using PortBase::queue;
+    };
+
  public:
-    PortBase port;
+    OpenPort port;
 };
 
 constexpr char first[] = R"({"name": "a", "type": "z2t", "cname": "a", "sid": "2", "params": [

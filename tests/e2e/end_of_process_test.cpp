@@ -1,6 +1,8 @@
 // An ordered end, in whatever state: the closing line in the log and status 1, within two seconds.
 
 #include <chrono>
+#include <csignal>
+#include <cstring>
 #include <functional>
 #include <string>
 
@@ -85,7 +87,7 @@ TEST(EndOfProcess, InEveryState) {
 
 TEST(EndOfProcess, EveryTerminationSignalAndAFault) {
     Broker broker;
-    for (int const number : {SIGINT, SIGHUP, SIGQUIT, SIGFPE, SIGABRT}) {
+    for (int const number : {SIGINT, SIGHUP, SIGQUIT, SIGFPE, SIGABRT, SIGSEGV}) {
         SCOPED_TRACE(number);
         Daemon daemon;
         daemon.start_with(null_port_config(broker.port()));
@@ -93,5 +95,10 @@ TEST(EndOfProcess, EveryTerminationSignalAndAFault) {
         daemon.signal(number);
         EXPECT_EQ(daemon.wait_exit(seconds(2)), 1) << daemon.log().text();
         EXPECT_EQ(daemon.log().count(closing_line), 1);
+        // A crash can be told from a stop.
+        bool const is_fault = number == SIGFPE || number == SIGABRT || number == SIGSEGV;
+        std::string const fault =
+            "[3] аварийное завершение : сигнал " + std::to_string(number) + " (SIG" + sigabbrev_np(number) + ").";
+        EXPECT_EQ(daemon.log().count(fault), is_fault ? 1 : 0);
     }
 }

@@ -204,3 +204,52 @@ TEST(TcpLine, ADeadPeerKeepsThePortAliveAndItsReturnIsTakenUp) {
     EXPECT_EQ(daemon.descriptor_count(), descriptors);
     EXPECT_EQ(probe.count("/devices/dev_1/controls/level"), probe.count("/devices/dev_1/controls/level", "101"));
 }
+
+// A device that connects for itself closes the line with its own settings in force: the next pass opens it once, with
+// these.
+TEST(PollReconnect, PersonalSettingsStayInForce) {
+    Broker broker;
+    MqttProbe probe(broker.port());
+    Daemon daemon;
+    SerialPeer peer(daemon.folder().file("line"));
+    answer_reads(peer.script());
+    Json::Value port = sample::rs_port("line", peer.path());
+    port["poll_interval"] = 0;
+    port["devices"].append(make_device("own", 2));
+    port["devices"][0]["rs"] = sample::json(R"({"baudrate": 19200})");
+    port["devices"][0]["poll_reconnect"] = true;
+    Json::Value config = sample::root(broker.port());
+    config["ports"].append(port);
+    daemon.start_with(config);
+    ASSERT_TRUE(probe.wait_for_count("/devices/own_2/controls/level", 3, limit)) << daemon.log().text();
+    EXPECT_EQ(daemon.log().count("установим персональные настройки [own_2]."), 1);
+    EXPECT_GE(daemon.log().count("персональные настройки [own_2] совпадают с текущими."), 2);
+    expect_all(settings_at(peer, read_2), {19200, 1});
+}
+
+TEST(PollReconnect, ADeviceWithoutItOnAPortWithItConnectsOnlyWhenItIsDue) {
+    Broker broker;
+    MqttProbe probe(broker.port());
+    Daemon daemon;
+    TcpPeer peer;
+    answer_reads(peer.script());
+    Json::Value port = sample::tcp_port("line", peer.port());
+    port["poll_reconnect"] = true;
+    port["poll_interval"] = 3600;
+    port["devices"].append(make_device("closes", 1));
+    port["devices"].append(make_device("stays", 2));
+    port["devices"][1]["poll_reconnect"] = false;
+    Json::Value config = sample::root(broker.port());
+    config["ports"].append(port);
+    config["ports"].append(sample::json(R"({"name": "clock", "type": "base.null", "poll_interval": 0, "devices": [
+        {"name": "n", "type": "mb-rtu", "sid": 17, "params": [{"name": "a", "reg_addr": 1, "value_type": "u16"}]}]})"));
+    daemon.start_with(config);
+    ASSERT_TRUE(probe.wait_for("/devices/stays_2/controls/level", limit)) << daemon.log().text();
+    peer.drop();
+    int const connections = peer.connections();
+    EXPECT_EQ(connections, 2);
+    ASSERT_TRUE(probe.wait_for_count("/devices/n_17/controls/a", 3, limit, probe.mark()));
+    EXPECT_EQ(peer.connections(), connections) << "connected although nothing was due";
+    ASSERT_TRUE(probe.publish("/devices/stays_2/controls/level/on", "500"));
+    EXPECT_TRUE(wait_until([&] { return peer.connections() == connections + 1; }, limit));
+}

@@ -1,7 +1,9 @@
 // Modbus TCP through the real binary: a slave of libmodbus, and scripted peers for what that one never does. Requests
 // and replies are written out as they go over the wire.
 
+#include <atomic>
 #include <chrono>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -9,6 +11,7 @@
 
 #include "support/broker.h"
 #include "support/daemon.h"
+#include "support/hex.h"
 #include "support/libmodbus_tcp_slave.h"
 #include "support/mqtt_probe.h"
 #include "support/sample_config.h"
@@ -266,7 +269,73 @@ TEST(ModbusTcp, ARefusedWriteCountsAsTakenAndTheReadBackShowsTheTruth) {
     ASSERT_TRUE(probe.publish(sample::on_topic("d_1", "a"), "7"));
     EXPECT_TRUE(daemon.log().wait_for("[1] [a] записано новое значение : 7.", seconds(5), mark));
     EXPECT_TRUE(probe.wait_for_count(sample::value_topic("d_1", "a"), 2, seconds(5)));
-    EXPECT_EQ(probe.count(sample::value_topic("d_1", "a")), probe.count(sample::value_topic("d_1", "a"), "1234"));
+    for (MqttMessage const& message : probe.on_topic(sample::value_topic("d_1", "a"))) {
+        EXPECT_EQ(message.payload, "1234");
+    }
+}
+
+// Register n holds n. An answer that comes behind the time-out must never be taken for that of the next request, or
+// from there on every value stands under its neighbour's topic.
+TEST(ModbusTcp, ALateAnswerIsNotTakenForTheNextOne) {
+    constexpr int parameters = 20;
+    for (bool const rtu : {false, true}) {
+        SCOPED_TRACE(rtu ? "RTU frames" : "Modbus TCP");
+        Broker broker;
+        TcpPeer peer;
+        Json::Value params(Json::arrayValue);
+        for (int number = 1; number <= parameters; ++number) {
+            params.append(sample::json(R"({"value_type": "u16"})"));
+            params[number - 1]["name"] = "r" + std::to_string(number);
+            params[number - 1]["reg_addr"] = number;
+        }
+        std::atomic<int> asked_for_fourth = 0;
+        peer.script().otherwise([rtu, &asked_for_fourth](std::span<unsigned char const> asked) {
+            size_t const unit = rtu ? 0 : 6;
+            unsigned char const number = asked[unit + 3];
+            std::vector<unsigned char> answer = {asked[unit], 3, 2, 0, number};
+            Reply reply{.hex = rtu ? hex::with_crc16(hex::text(answer)) : "00 01 00 00 00 05 " + hex::text(answer)};
+            if (number == 4 && asked_for_fourth++ == 0) {
+                reply.delay_ms = 450;
+            }
+            return reply;
+        });
+        Json::Value config = sample::root(broker.port());
+        Json::Value port = sample::tcp_port("p", peer.port());
+        port["rto"] = 300;
+        port["poll_interval"] = 0;
+        port["devices"].append(rtu ? sample::rtu_device("d", 1) : tcp_device("d", 1));
+        port["devices"][0]["params"] = params;
+        config["ports"].append(port);
+        Daemon daemon;
+        MqttProbe probe(broker.port());
+        daemon.start_with(config);
+        ASSERT_TRUE(probe.wait_for_count(sample::value_topic("d_1", "r20"), 2, seconds(20))) << daemon.log().text();
+        for (int number = 1; number <= parameters; ++number) {
+            std::string const topic = sample::value_topic("d_1", "r" + std::to_string(number));
+            EXPECT_TRUE(probe.wait_for_count(topic, 1, seconds(5))) << topic;
+            for (MqttMessage const& message : probe.on_topic(topic)) {
+                EXPECT_EQ(message.payload, std::to_string(number)) << topic;
+            }
+        }
+        EXPECT_GE(daemon.log().count("[4] [r4] ответ пришёл не целиком : соединение закрыто."), 1);
+        EXPECT_EQ(daemon.log().count("tcpTran::flush_in : ошибка (is_open)."), 0);
+    }
+}
+
+TEST(ModbusTcp, ASetBehindASilentDeviceIsReadInEveryPass) {
+    Broker broker;
+    TcpPeer peer;
+    peer.script().on("00 01 00 00 00 06 02 03 00 10 00 01", "00 01 00 00 00 05 02 03 02 04 D2");
+    Json::Value config = one_port(broker.port(), peer.port(), one_param);
+    Json::Value set = tcp_device("s", 2, true);
+    set["params"] = sample::json(one_param);
+    config["ports"][0]["devices"].append(set);
+    Daemon daemon;
+    MqttProbe probe(broker.port());
+    daemon.start_with(config);
+    ASSERT_TRUE(probe.wait_for_count(sample::error_topic("d_1", "a"), 3, seconds(20))) << daemon.log().text();
+    EXPECT_TRUE(probe.wait_for_count(sample::value_topic("s_2", "a"), 3, seconds(5)));
+    EXPECT_EQ(probe.count(sample::error_topic("s_2", "a")), 0);
 }
 
 TEST(ModbusTcp, RtuFramesThroughATcpPort) {

@@ -48,6 +48,24 @@ bool is_connected(mqClient& client) {
 
 }  // namespace
 
+TEST(MqClient, WhoTakesTheEntryOfAConnectionSeesTheConnection) {
+    /// Holds the client between the entry and what it does next, until somebody has taken the entry.
+    struct HeldQueue : SyncVector {
+        void Push(std::unique_ptr<svMessage> entry) override {
+            SyncVector::Push(std::move(entry));
+            EXPECT_TRUE(wait_until([this] { return empty(); }, seconds(5)));
+        }
+    };
+    Broker broker;
+    HeldQueue queue;
+    mqClient client(true, &queue, "test", 60);
+    ASSERT_TRUE(client.connect("127.0.0.1", broker.port()));
+    std::unique_ptr<svMessage> const entry(queue.PopWait(5000, true));
+    ASSERT_TRUE(entry);
+    EXPECT_TRUE(is_connected(client));
+    EXPECT_TRUE(client.subscribe({{"a", 2}}));
+}
+
 TEST(MqClient, EntriesFlagAndStampFollowTheConnection) {
     LogCapture log;
     Broker broker;

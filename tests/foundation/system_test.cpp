@@ -115,6 +115,16 @@ TEST(Shell, ChildHasTheSignalsOfTheStart) {
     EXPECT_THAT(status, exits_with(7));
 }
 
+TEST(Signals, OneThatIsPendingAtTheStartWaitsForTheHandler) {
+    int const status = in_child([] {
+        xSignalHandling::hold();
+        kill(getpid(), SIGTERM);
+        xSignalHandling::setHandlers2([](int taken) { _exit(taken + 100); });
+        wait_for_the_end();
+    });
+    EXPECT_THAT(status, exits_with(SIGTERM + 100));
+}
+
 TEST(Signals, EachEndsInTheHandlerOnce) {
     for (int const number : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) {
         int const status = in_child([number] {

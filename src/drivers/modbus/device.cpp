@@ -6,6 +6,7 @@
 #include "config/constants.h"
 #include "config/process.h"
 #include "drivers/modbus/pdu.h"
+#include "foundation/duk_helper.h"
 #include "foundation/xexception.h"
 #include "foundation/xmisc.h"
 #include "runtime/command_connection.h"
@@ -170,7 +171,17 @@ void device::take_data(c_param* param, unsigned char const* data, int data_size,
         return;
     }
     std::string const value = param->GetValueFromBuffer(data, value_size);
-    result.result = check_debounce(param, param->CalculateReadExpression(value));
+    try {
+        result.result = check_debounce(param, param->CalculateReadExpression(value));
+    } catch (xCommon::ExpressionLimit const& e) {
+        tell_limit(*param, e);
+        result.is_ok = false;
+    }
+}
+
+/// No reason to restart the process, unlike a fault of an expression: it would only come again and hold all ports.
+void device::tell_limit(c_param const& param, std::exception const& e) {
+    param.Logf(lmtError, "порт %s : параметр %s : выражение прервано : %s.", port->cport->name, param.name, e.what());
 }
 
 std::string device::check_debounce(c_param* /*param*/, std::string const& value) {
@@ -190,7 +201,12 @@ bool device::to_register_value(c_param& param, std::string& value, bholding::bit
             return false;
         }
     }
-    value = param.CalculateWriteExpression(value);
+    try {
+        value = param.CalculateWriteExpression(value);
+    } catch (xCommon::ExpressionLimit const& e) {
+        tell_limit(param, e);
+        return false;
+    }
     return true;
 }
 

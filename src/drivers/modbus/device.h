@@ -46,7 +46,7 @@ class device : public DevBase {
 
  protected:
     /// Turns what a command brings into what is written: the whole register for a bit, and the value through its
-    /// expression. False when the register of a bit can't be read.
+    /// expression. False when the register of a bit can't be read, or the expression went beyond its limits.
     bool to_register_value(c_param& param, std::string& value, bholding::bitem const* item);
     /// Makes a result of the data of a reply: `data_size` bytes are compared with the parameter's error value, and
     /// `value_size` bytes from the same place may be read as its value.
@@ -60,6 +60,7 @@ class device : public DevBase {
     static constexpr unsigned short bit_limit = 2000;
     static constexpr unsigned short register_limit = 125;
 
+    void tell_limit(c_param const& param, std::exception const& e);
     void poll_set(RegisterSet& set, char const* name);
     void enter_in_set(c_param* param);
     std::string on_topic(std::string const& control);
