@@ -437,6 +437,7 @@ void mqClient::unsubscribe(std::string const& topic) {
     }
     std::lock_guard const lock(mutex_);
     topics_.erase(topic);
+    std::erase_if(missed_, [&topic](subsItem const& item) { return item.topic == topic; });
 }
 
 void mqClient::unsubscribe() {

@@ -96,8 +96,6 @@ auto converted(std::string const& text, char const* name, Convert convert) {
     return number;
 }
 
-constexpr size_t shown_limit = 4096;
-
 /// Length of the character at the head of a text that may stand in the log as it is; 0 for one that may not.
 size_t plain_length(std::string_view text) {
     size_t const length = xString::utf8_length(text);
@@ -174,12 +172,12 @@ bool xString::IsPlain(std::string_view text) {
     return true;
 }
 
-std::string xString::Shown(std::string_view text) {
+std::string xString::Shown(std::string_view text, size_t limit) {
     std::string shown;
     size_t at = 0;
     while (at < text.size()) {
         size_t const length = plain_length(text.substr(at));
-        if (at + std::max<size_t>(length, 1) > shown_limit) {
+        if (at + std::max<size_t>(length, 1) > limit) {
             break;
         }
         if (length != 0) {

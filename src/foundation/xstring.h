@@ -33,12 +33,14 @@ class xString {
     /// names, and a minus sign in front of an unsigned number negates it.
     static int stol32(std::string const& text);
     static unsigned int stoul32(std::string const& text);
+    /// What a line of the log holds of a text from outside.
+    static constexpr size_t shown_limit = 4096;
     /// Length of the UTF-8 character that a text begins with; 0 where there is none.
     static size_t utf8_length(std::string_view text);
     /// A text as a line of the log shows it: line feed, carriage return and tab as \n, \r and \t, other control
     /// characters and what is no UTF-8 as \xNN, so that it can neither forge a line nor move a terminal. A text longer
-    /// than 4 KiB is cut, between characters, and its length told.
-    static std::string Shown(std::string_view text);
+    /// than `limit` bytes is cut, between characters, and its length told.
+    static std::string Shown(std::string_view text, size_t limit = shown_limit);
     /// True when Shown() would give the same text.
     static bool IsPlain(std::string_view text);
     /// Appends each pair of hexadecimal characters of `text` as one byte. A pair that is not hexadecimal counts as 0,

@@ -9,6 +9,7 @@
 
 #include "config/constants.h"
 #include "foundation/xmisc.h"
+#include "foundation/xsignal.h"
 
 namespace xgpio {
 
@@ -127,6 +128,8 @@ void worker::watch_line(io_base& line) {
 }
 
 void worker::Work() {
+    xCommon::name_thread("poll", name);
+    xCommon::FaultStack const fault_stack;
     while ((epfd > 0 || ifd > 0) && running) {
         turn();
     }

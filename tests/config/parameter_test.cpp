@@ -161,6 +161,8 @@ TEST(Parameter, RangeOfTheScaledValue) {
         {R"("min": 0)", "1e30", nullptr},
         {R"("max": 0)", "-1e30", nullptr},
         {R"("min": 5)", "4.99", "min = 5.00 : value = 4.99 : max = 0.00."},
+        {R"("min": 0)", "nan", "min = 0.00 : value = nan : max = 0.00."},
+        {R"("max": 0)", "nan", "min = 0.00 : value = nan : max = 0.00."},
         // The limit has single precision too, so that it passes itself.
         {R"("min": 0.1, "max": 0.1)", "0.1", nullptr},
         {R"("max": 16777216)", "16777217", nullptr},

@@ -147,6 +147,29 @@ TEST(MbRtuDevice, WithoutDebounceNothingIsHeldBack) {
     EXPECT_FALSE(slave.param().in_debounce);
 }
 
+TEST(MbRtuDevice, OfAnAnswerCutShortOnlyItsHeaderIsTraced) {
+    struct Row {
+        char const* type;
+        char const* request;
+        char const* reply;
+        char const* header;
+    };
+    for (Row const& row : {Row{"mb-rtu", "05 03 00 10 00 01 84 4B", "05 03 02 04 D2",
+                               "[1] [p] dev_mb_rtu::get_response : заголовок RTU : 05 03 02"},
+                           {"mb-tcp", "00 01 00 00 00 06 05 03 00 10 00 01", "00 01 00 00 00 05 05 03 02",
+                            "[1] [p] dev_mb_tcp::get_response : заголовок TCP : 00 01 00 00 00 05"}}) {
+        DriverRig rig(std::string(R"({"name": "d", "sid": 5, "type": ")") + row.type +
+                      R"(", "params": [{"name": "a", "reg_addr": 16, "value_type": "u16"}]})");
+        rig.line().script.on(row.request, row.reply);
+        LogCapture const log;
+        PH::IsPrintHex = true;
+        EXPECT_FALSE(rig.dev<modbus::device>().poll_param(&rig.param<CParam>()));
+        PH::IsPrintHex = false;
+        EXPECT_EQ(log.count(row.header), 1);
+        EXPECT_EQ(log.count("get_response : ответ"), 0);
+    }
+}
+
 TEST(MbRtuDevice, OneExchange) {
     struct Row {
         char const* guards;

@@ -1,3 +1,4 @@
+#include <chrono>
 #include <fstream>
 #include <regex>
 #include <sstream>
@@ -11,6 +12,7 @@
 #include "foundation/xlog.h"
 #include "support/log_capture.h"
 #include "support/temp_folder.h"
+#include "support/wait_until.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -82,6 +84,16 @@ TEST(Log, AppendsToWhatIsThere) {
     }
     EXPECT_THAT(content(folder.file("a.log")),
                 testing::MatchesRegex("of the former image\n[^\n]*first\n[^\n]*second\n"));
+}
+
+TEST(Log, LinesReachTheFileByThemselves) {
+    TempFolder const folder;
+    xLog log(folder.path(), "a.log", 1, false, false);
+    for (char const* text : {"the first", "the second"}) {
+        log.Log(xCommon::lmtInfo, std::string(text));
+        EXPECT_TRUE(wait_until([&] { return content(folder.file("a.log")).find(text) != std::string::npos; },
+                               std::chrono::seconds(5)));
+    }
 }
 
 TEST(Log, RotationKeepsThreeOldFiles) {

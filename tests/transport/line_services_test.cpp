@@ -7,6 +7,7 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -70,6 +71,27 @@ TEST(SerialLine, OpensOnlyOnRequestAndTellsPathAndReason) {
     EXPECT_EQ(line.write(&byte, 1), 0U);
     EXPECT_NO_THROW(line.flushInput());
     EXPECT_NO_THROW(line.flushOutput());
+}
+
+// A pseudo-terminal hands on at once and counts nothing as waiting.
+TEST(SerialLine, AFlushTakesNothingThatWasWritten) {
+    TempFolder const folder;
+    PtyLine const pty(folder.file("line"));
+    xrs line(pty.path(), 9600, {}, xserial::bytesize_t::eight, xserial::parity_t::none, xserial::stopbits_t::one,
+             xserial::flowcontrol_t::none);
+    line.open();
+    constexpr int writes = 200;
+    for (unsigned char number = 0; number < writes; ++number) {
+        ASSERT_EQ(line.write(&number, 1), 1U);
+        line.flushOutput();
+    }
+    int got = 0;
+    unsigned char piece[writes];
+    while (got < writes) {
+        pollfd far{pty.master(), POLLIN, 0};
+        ASSERT_EQ(poll(&far, 1, 5000), 1) << got << " of " << writes;
+        got += static_cast<int>(read(pty.master(), piece, sizeof(piece)));
+    }
 }
 
 TEST(SerialLine, TimeOutsGrowWithTheirMultipliers) {

@@ -49,7 +49,8 @@ bool dport_tcp::poll_devices() {
     if (!reply.ok) {
         return false;
     }
-    node_->Log(lmtInfo, reply.value);
+    // In whole, however long: it is what a device's address is looked up in by hand.
+    node_->Logf(lmtInfo, "%s", xCommon::Whole{xString::Shown(reply.value, reply.value.size())});
     std::vector<std::string> const entries = xString::Split(reply.value, "#a#");
     for (cddev* const dev : meters_) {
         find_address(*dev, entries);
