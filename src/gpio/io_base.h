@@ -3,6 +3,7 @@
 #include <chrono>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <sys/epoll.h>
@@ -55,13 +56,13 @@ class io_base : public xCommon::LogItem {
 
     static constexpr TimePoint unset = TimePoint::min();
     /// What no reading equals: the next one is a change, whatever it gives.
-    static constexpr char never_read[] = "n";
+    static constexpr std::string_view never_read = "n";
 
     int value_fd = -1;
     int watch = -1;        ///< inotify watch of the value; above 0 while the line is polled by touch
     float total_base = 0;  ///< the total that the broker held
     float current = 0;     ///< counted since the process started
-    std::string last_value = never_read;
+    std::string last_value{never_read};
     TimePoint last_change = unset;
     TimePoint deb_start = unset;
     channel_t const* channel;

@@ -225,7 +225,7 @@ void worker::debounce() {
 void worker::serve(io_base& line, bool from_event, char const* fault) {
     try {
         if (!process_messages(line.irr_hand(from_event)) && line.channel->type == type_base) {
-            line.last_value = io_base::never_read;  // to be published when the connection stands again
+            line.last_value = std::string(io_base::never_read);  // to be published when the connection stands again
         }
     } catch (std::exception const& e) {
         line.Logf(lmtError, fault, e.what());
