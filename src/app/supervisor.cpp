@@ -108,7 +108,6 @@ int Supervisor::run() {
     xMisc::delay(look_ms);
     start();
     do {
-        flush_log();
         xMisc::delay(look_ms);
     } while (!file_changed());
     replace_process();

@@ -1,5 +1,8 @@
 #include "config/process.h"
 
+#include <cerrno>
+#include <cstring>
+
 #include "foundation/xlog.h"
 #include "foundation/xmisc.h"
 
@@ -10,7 +13,11 @@ int touch_configuration() {
     if (cfg_name.empty()) {
         return -1;
     }
-    return xCommon::xSystem::Touch(cfg_name) ? 0 : 1;
+    if (xCommon::xSystem::Touch(cfg_name)) {
+        return 0;
+    }
+    xCommon::global_logf(xCommon::lmtError, "touch : %s : %s.", cfg_name, std::strerror(errno));
+    return 1;
 }
 
 void trace_hex(xCommon::LogItem const& port, void const* data, int length, std::string const& title) {

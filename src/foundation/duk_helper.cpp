@@ -23,20 +23,23 @@ class Budget {
         Head* const old = piece == nullptr ? nullptr : static_cast<Head*>(piece) - 1;
         size_t const held = old == nullptr ? 0 : old->size;
         if (size == 0) {
-            used_ -= held;
+            used_ -= old == nullptr ? 0 : held + sizeof(Head);
             std::free(old);
             return nullptr;
         }
         // Loops inside the engine ask for memory now and then, but never for the time.
-        if (size > held && (used_ - held + size > dukHelper::memory_limit || is_over())) {
-            is_refused_ = true;
+        if (size > held && (used_ - held + size + sizeof(Head) > dukHelper::memory_limit || is_over())) {
+            refused_ = size;
             return nullptr;
         }
         auto* const fresh = static_cast<Head*>(std::realloc(old, sizeof(Head) + size));
         if (fresh == nullptr) {
             return nullptr;
         }
-        used_ = used_ - held + size;
+        used_ = used_ - held + size + (old == nullptr ? sizeof(Head) : 0);
+        if (size >= refused_) {
+            refused_ = 0;  // the engine has made room and gone on
+        }
         fresh->size = size;
         return fresh + 1;
     }
@@ -45,7 +48,7 @@ class Budget {
         return is_late_;
     }
     bool is_late() const { return is_late_; }
-    bool is_refused() const { return is_refused_; }
+    bool is_refused() const { return refused_ != 0; }
 
  private:
     struct alignas(std::max_align_t) Head {
@@ -55,7 +58,7 @@ class Budget {
     Clock::time_point end_ = Clock::now() + dukHelper::time_limit;
     size_t used_ = 0;
     bool is_late_ = false;
-    bool is_refused_ = false;
+    size_t refused_ = 0;
 };
 
 void* allocate(void* budget, duk_size_t size) {

@@ -445,6 +445,7 @@ void mqClient::unsubscribe() {
     {
         std::lock_guard const lock(mutex_);
         topics.swap(topics_);
+        missed_.clear();
     }
     std::lock_guard const lock(client_lock_);
     for (std::string const& topic : topics) {

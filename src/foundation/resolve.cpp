@@ -14,6 +14,7 @@
 
 #include "foundation/xlog.h"
 #include "foundation/xmisc.h"
+#include "foundation/xsignal.h"
 
 namespace xsock {
 
@@ -80,8 +81,14 @@ bool ask(std::string const& host, int port, int flags, std::vector<PeerAddress>&
 
 void Questions::answer(std::string const& host, int port, std::shared_ptr<Question> const& question) {
     xCommon::name_thread("dns", host);
+    xCommon::FaultStack const fault_stack;
     std::vector<PeerAddress> found;
-    ask(host, port, 0, found);
+    try {
+        ask(host, port, 0, found);
+    } catch (std::exception const& e) {
+        xCommon::global_logf(xCommon::lmtError, "поиск адреса %s : %s.", host, e.what());
+        found.clear();
+    }
     {
         std::lock_guard const lock(mutex_);
         open_.erase({host, port});

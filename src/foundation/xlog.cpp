@@ -9,6 +9,7 @@
 #include <spdlog/sinks/stdout_sinks.h>
 
 #include "foundation/xmisc.h"
+#include "foundation/xsignal.h"
 
 namespace xCommon {
 
@@ -51,6 +52,7 @@ xLog::~xLog() {
 /// A SIGKILL takes along what hasn't reached the file. One wake-up serves all lines of the pause behind it.
 void xLog::flush_later() {
     name_thread("log");
+    FaultStack const fault_stack;
     std::unique_lock lock(mutex_);
     while (!stop_) {
         changed_.wait(lock, [this] { return is_dirty_ || stop_; });

@@ -28,7 +28,7 @@ class xSystem {
     /// The same, gives what the command printed without its last line feed; empty if it could not be started.
     static std::string ExecAndGetResult(std::string const& command);
     /// Sets a file's times to now, as the command `touch` does and with the same events for who watches it, but makes
-    /// no missing file. False, with the reason in the log, if that can't be done.
+    /// no missing file. False, with errno, if that can't be done.
     static bool Touch(std::string const& path);
     /// Virtual and resident memory of this process in KiB; 0 when the kernel doesn't tell.
     static void mem_usage(double& vm, double& resident);

@@ -26,6 +26,10 @@ constexpr size_t fault_stack_size = size_t{64} * 1024;
 void (*end_handler)(int) = nullptr;
 void (*fault_handler)(int, char const*) = nullptr;
 std::atomic_flag fault_seen = ATOMIC_FLAG_INIT;
+enum class Stage : int { none, reporting, telling };
+std::atomic<Stage> stage = Stage::none;
+std::atomic<int> fault_number = 0;
+std::atomic<pthread_t> fault_thread = {};
 
 /// Read at the first use, ahead of any change.
 sigset_t const& start_mask() {
@@ -35,10 +39,6 @@ sigset_t const& start_mask() {
         return current;
     }();
     return mask;
-}
-
-void on_watchdog(int) {
-    _exit(1);
 }
 
 void run_handler(int number) {
@@ -68,14 +68,9 @@ void leave_core(int number) {
     }
 }
 
-void on_fault(int number) {
-    if (fault_seen.test_and_set()) {
-        _exit(1);
-    }
-    alarm(fault_limit_s);
-    void* frames[64];
-    backtrace_symbols_fd(frames, backtrace(frames, 64), STDERR_FILENO);
-    leave_core(number);
+/// The lines in the log, and the end.
+void tell_and_end(int number) {
+    stage = Stage::telling;
     // The alarm must reach a thread that can take it, and this one may hang from here on.
     sigset_t only_alarm;
     sigemptyset(&only_alarm);
@@ -87,6 +82,36 @@ void on_fault(int number) {
         fault_handler(number, name != nullptr ? name : "?");
     }
     run_handler(number);
+}
+
+/// A report that hangs doesn't cost the lines behind it.
+void on_watchdog(int) {
+    if (stage == Stage::reporting) {
+        tell_and_end(fault_number);
+    }
+    _exit(1);
+}
+
+void on_fault(int number) {
+    if (fault_seen.test_and_set()) {
+        if (pthread_equal(fault_thread, pthread_self()) == 0) {
+            for (;;) {
+                pause();  // another thread tells of its fault, and ends the process
+            }
+        }
+        if (stage == Stage::reporting) {
+            tell_and_end(fault_number);  // a stack that is broken beyond a backtrace
+        }
+        _exit(1);
+    }
+    fault_thread = pthread_self();
+    fault_number = number;
+    stage = Stage::reporting;
+    alarm(fault_limit_s);
+    void* frames[64];
+    backtrace_symbols_fd(frames, backtrace(frames, 64), STDERR_FILENO);
+    leave_core(number);
+    tell_and_end(number);
 }
 
 sigset_t termination_set() {

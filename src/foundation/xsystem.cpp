@@ -1,6 +1,5 @@
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -8,7 +7,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "foundation/xlog.h"
 #include "foundation/xmisc.h"
 #include "foundation/xsignal.h"
 
@@ -92,12 +90,11 @@ std::string xSystem::ExecAndGetResult(std::string const& command) {
 bool xSystem::Touch(std::string const& path) {
     int const fd = open(path.c_str(), O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     bool const touched = fd >= 0 && futimens(fd, nullptr) == 0;
-    if (!touched) {
-        global_logf(lmtError, "touch : %s : %s.", path, std::strerror(errno));
-    }
+    int const error = errno;
     if (fd >= 0) {
         close(fd);
     }
+    errno = error;
     return touched;
 }
 

@@ -142,8 +142,8 @@ void worker::turn() {
             return;
         }
     }
-    mq_check();
     client->resubscribe();
+    mq_check();
     if (epfd > 0) {
         wait_for_interrupts();
     }

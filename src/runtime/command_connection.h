@@ -14,6 +14,7 @@ class CommandConnection {
     ~CommandConnection() {
         if (device_.cfg->poll_reconnect) {
             device_.port->tran->close();
+            device_.port->line_released = true;
         }
     }
     CommandConnection(CommandConnection const&) = delete;

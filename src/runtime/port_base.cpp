@@ -191,6 +191,10 @@ void PortBase::worker_pass() {
     bool report_absence = false;
     if (is_connected()) {
         mq->resubscribe();
+        if (connect_owed_) {
+            connect_owed_ = false;
+            queue->Push(std::make_unique<xCommon::svMessage>(xCommon::svMessage::connected));
+        }
         Poll(now);
         ProcTimer(now);
         CheckMessage(nullptr);
@@ -224,6 +228,7 @@ void PortBase::Poll(long long now) {
         if (!device->cfg->enabled) {
             continue;
         }
+        open_failed_ = false;
         try {
             device->Poll(now);
         } catch (std::exception const& e) {
@@ -286,9 +291,13 @@ void PortBase::check_for_personal_rs(DevBase* dev) {
 }
 
 void PortBase::open_line(bool connects) {
-    if ((connects || cport->poll_reconnect || line_released) && tran && !tran->is_open()) {
+    // Once a sweep for those that don't connect for themselves: a dead peer must not cost an attempt for each
+    // parameter.
+    bool const is_wanted = connects || (!open_failed_ && (cport->poll_reconnect || line_released));
+    if (is_wanted && tran && !tran->is_open()) {
         tran->open();
         line_released = false;
+        open_failed_ = !tran->is_open();
     }
 }
 

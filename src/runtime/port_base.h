@@ -104,6 +104,11 @@ class PortBase : public IBase {
     int mq_keepalive = 60;  ///< s
 
  private:
+    /// A subscription has failed although the connection stood: ProcConnect() is to be run again at the next pass.
+    bool connect_owed_ = false;
+    /// The line was tried in this device's sweep and didn't open.
+    bool open_failed_ = false;
+
     bool reopen_with_own_settings();
     /// Serves the entries of type 0 alone: subscriptions don't wait for a line, messages do.
     void serve_connections();

@@ -151,6 +151,8 @@ void PortBase::ProcConnect() {
             cport->Logf(lmtTrace, "subscribe on : %s", items.back().topic);
         }
         if (!mq_subscribe(items)) {
+            // What the devices subscribe hasn't been reached.
+            connect_owed_ = is_connected();
             throw xException("Ошибка подписки на топики z2t-протокола");
         }
     }

@@ -24,9 +24,11 @@ IBase* dev::create(IBase* port_object, CBase* node) {
 
 /// Reads as many bytes as the header in the port's buffer announces, over that header. Gives their count, or -1 when
 /// they didn't all come or are more than a unit can have. The connection is closed then, and when they are too few.
-int dev::read_body(c_param const& param, int header_size, char const* label) {
+int dev::read_body(c_param const& param, int header_size, char const* label, bool is_write) {
     int const length = header_size < pdu::mbap_size ? pdu::most + 1 : pdu::reply_length(port->buffer);
-    bool const came = length <= pdu::most && exchange::receive_rest(*port, 0, length, label);
+    // Of an answer to a write what came is traced, whole or not.
+    bool const came = length <= pdu::most && (is_write ? exchange::receive(*port, 0, length, label) == length
+                                                       : exchange::receive_rest(*port, 0, length, label));
     if (!came || length < pdu::head_size) {
         exchange::abandon(*port, param);
     }
@@ -47,7 +49,7 @@ BaseResult dev::get_response(c_param* param) {
         return result;
     }
     int const head = exchange::receive(*port, 0, pdu::mbap_size, "dev_mb_tcp::get_response : заголовок TCP");
-    int const got = read_body(*param, head, "dev_mb_tcp::get_response : ответ");
+    int const got = read_body(*param, head, "dev_mb_tcp::get_response : ответ", false);
     if (got < 0) {
         param->Log(lmtError, "ответ НЕ получен : timeout.");
         return result;
@@ -81,7 +83,7 @@ void dev::write(c_param* param, std::string value, bholding::bitem const* item) 
         exchange::abandon(*port, *param);
         return;
     }
-    if (read_body(*param, head, "dev_mb_tcp::write : ответ") < 0) {
+    if (read_body(*param, head, "dev_mb_tcp::write : ответ", true) < 0) {
         param->Log(lmtError, "операция НЕ выполнена : timeout.");
         return;
     }

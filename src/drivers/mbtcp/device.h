@@ -18,7 +18,7 @@ class dev : public modbus::device {
                    std::vector<unsigned char>& data) override;
 
  private:
-    int read_body(modbus::c_param const& param, int header_size, char const* label);
+    int read_body(modbus::c_param const& param, int header_size, char const* label, bool is_write);
 };
 
 }  // namespace mbtcp

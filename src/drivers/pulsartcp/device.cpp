@@ -101,6 +101,7 @@ void dev::Poll(long long now) {
     }
     if (port->tran->is_open()) {
         port->tran->close();
+        port->line_released = true;
         xMisc::delay(rest_ms);
     }
 }
