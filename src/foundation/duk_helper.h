@@ -15,7 +15,7 @@ class ExpressionLimit : public xException {
 };
 
 /// Evaluator of the expressions of the keys `converter_read` and `converter_write`: JavaScript (ES5). A fresh object
-/// serves one conversion, nothing carries over from one to the next.
+/// serves one conversion, nothing carries over from one to the next: see dukEngine.
 class dukHelper {
  public:
     /// What one conversion may take.

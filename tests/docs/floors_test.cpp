@@ -33,7 +33,7 @@ std::vector<Reserved> const reserved_headers = {{"mosquitto.h", {"foundation/mq_
                                                 {"termios.h", {}},
                                                 {"asm/termbits.h", {"foundation/serial_line.cpp"}},
                                                 {"spdlog/", {"foundation/xlog.cpp"}},
-                                                {"duktape.h", {"foundation/duk_helper.cpp"}},
+                                                {"duktape.h", {"foundation/duk_engine.cpp"}},
                                                 {"modbus/", {}},
                                                 {"gtest/", {}},
                                                 {"gmock/", {}}};

@@ -117,10 +117,47 @@ TEST(Expression, BytesThatAreNoTextAreOneCharacterEach) {
     }
 }
 
+// The engine is kept; each of these would be seen by the next expression on a kept one.
 TEST(Expression, NothingCarriesOver) {
-    dukHelper helper;
-    helper.add_param("value", "5");
-    EXPECT_EQ(helper.show("var left = 1; value = 'changed'; Math.left = 2; value"), "changed");
-    EXPECT_EQ(helper.show("typeof left + typeof Math.left + value"), "undefinedundefined5");
-    EXPECT_EQ(evaluated("6", "typeof left"), "undefined");
+    struct Row {
+        char const* before;
+        char const* expression;
+        char const* result;
+    };
+    Row const rows[] = {
+        {"var left = 1; value = 'changed'; Math.left = 2; value", "typeof left + typeof Math.left + value",
+         "undefinedundefined5"},
+        {"parseFloat = function () { return 0; }; 1", "parseFloat(value)", "5"},
+        {"Object.prototype.toString = String.prototype.valueOf = null; 1", "'' + {}", "[object Object]"},
+        {"Array.prototype[0] = 'x'; 1", "[,].join()", ""},
+        {"Object.defineProperty(String.prototype, 'length', {value: 9}); 1", "value.length", "1"},
+        {"(function () { this.hidden = 1; })(); eval('var other = 1'); 1", "typeof hidden + typeof other",
+         "undefinedundefined"},
+        {"Object.freeze(Math); Object.seal(this); 1", "var fresh = 1; Math.fresh = fresh; Math.fresh", "1"},
+        {"delete this.value; delete this.Number; 1", "Number(value)", "5"},
+        {"(0).constructor.constructor('return this')().leak = 7; 1", "typeof leak", "undefined"},
+        {"var big = []; for (var i = 0; i < 20000; i++) big.push('x' + i); throw 1", "typeof big", "undefined"},
+        {"(function f() { return f() + 1; })()", "(function f(n) { return n ? f(n - 1) + 1 : 0; })(50)", "50"},
+        {"'use strict'; undeclared = 1", "this === (0, eval)('this')", "true"},
+        // What looks plainer than it is.
+        {"1 /* ' */; leak = 1; /* ' */", "typeof leak", "undefined"},
+        {"/'/; leak = 1; /'/", "typeof leak", "undefined"},
+        {"value <<= 1", "value", "5"},
+        {"Math.E = 1 // '", "Math.E > 2", "true"},
+        {"1. constructor.prototype.toFixed = 0", "(5).toFixed(1)", "5.0"},
+        {"Math['E'] + (Math = 1)", "Math.abs(-value)", "5"},
+        {"Duktape.fin({}, function () { leak = 1; }); Duktape.errCreate = function () { return 'no'; }; 1",
+         "typeof leak + new Error('e').message", "undefinede"},
+    };
+    for (Row const& row : rows) {
+        dukHelper helper;
+        helper.add_param("value", "5");
+        EXPECT_EQ(helper.show(row.expression), row.result);
+        try {
+            helper.show(row.before);
+        } catch (std::exception const&) {  // what fails leaves nothing either
+        }
+        EXPECT_EQ(helper.show(row.expression), row.result) << "behind " << row.before;
+    }
+    EXPECT_NE(evaluated("5", "Math.random()"), evaluated("5", "Math.random()"));
 }
