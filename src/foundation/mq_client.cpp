@@ -3,8 +3,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
+#include <utility>
 
 #include <mosquitto.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
 
 #include "foundation/xlog.h"
 #include "foundation/xmisc.h"
@@ -22,6 +28,13 @@ namespace {
 
 constexpr size_t identity_limit = 23;
 constexpr int loop_wait_ms = 1000;
+constexpr auto round_pause = std::chrono::milliseconds(1);
+/// Messages under way at once; the library itself has 20 of them unacknowledged at most.
+constexpr size_t send_ahead = 60;
+constexpr int reads_a_round = 16;
+constexpr int packets_a_read = 64;
+/// An acknowledgement.
+constexpr int least_packet = 4;
 constexpr int first_retry_s = 1;
 constexpr int last_retry_s = 10;
 /// A broker that takes the connection and doesn't answer has failed the attempt.
@@ -45,6 +58,11 @@ std::string without_padding(std::string identity) {
 bool is_usable(std::string const& identity) {
     return !identity.empty() && identity.find('\0') == std::string::npos &&
            mosquitto_validate_utf8(identity.data(), static_cast<int>(identity.size())) == MOSQ_ERR_SUCCESS;
+}
+
+/// While it is on, what is written leaves in full segments only.
+void set_cork(int fd, int on) {
+    setsockopt(fd, IPPROTO_TCP, TCP_CORK, &on, sizeof(on));
 }
 
 /// Reason of a failed attempt, for the middle of a line.
@@ -88,6 +106,8 @@ void mqClient::renew_client() {
     std::lock_guard const lock(mutex_);
     waiting_.clear();
     early_.clear();
+    outbox_.clear();
+    is_awake_ = false;
     topics_.clear();
 }
 
@@ -116,6 +136,7 @@ void mqClient::disconnect() {
     if (!thread_.joinable()) {
         return;
     }
+    send_outbox(waiting_limit);
     {
         // First, so that the loop still sends it.
         std::lock_guard const lock(client_lock_);
@@ -166,6 +187,11 @@ bool mqClient::serve_connection() {
     while (code == MOSQ_ERR_SUCCESS && !is_stopping()) {
         code = mosquitto_loop(client_.get(), loop_wait_ms, 1);
         error = errno;
+        while (code == MOSQ_ERR_SUCCESS && is_under_way()) {
+            std::this_thread::sleep_for(round_pause);
+            code = round();
+            error = errno;
+        }
         stood = stood || get_bool(connected);
         if (!stood && Clock::now() - begun > connect_limit) {
             code = MOSQ_ERR_ERRNO;
@@ -320,59 +346,126 @@ void mqClient::received(mosquitto_message const& message) {
     queue_->Push(std::make_unique<mqMessage>(message.topic, std::move(payload)));
 }
 
-void mqClient::sent(int id, int qos) {
-    std::lock_guard const lock(mutex_);
-    if (early_.erase(id) != 0) {
-        return;
-    }
-    if (waiting_.empty()) {
-        last_progress_ = Clock::now();
-    }
-    waiting_[id] = qos;
-}
-
 /// False when the broker has stalled. At the limit of MQTT's message numbers a broker that answers is waited for.
-bool mqClient::room_for_message() {
-    bool log_it = false;
-    {
-        std::unique_lock lock(mutex_);
-        if (waiting_.size() >= waiting_limit) {
-            changed_.wait_until(lock, last_progress_ + stall_time,
-                                [this] { return waiting_.size() < waiting_limit || !connected; });
-        }
-        bool const stalled = waiting_.size() >= waiting_limit ||
-                             (waiting_.size() >= stall_count && Clock::now() - last_progress_ > stall_time);
-        if (!stalled) {
-            return connected;
-        }
-        log_it = !stall_logged_;
-        stall_logged_ = true;
+bool mqClient::has_room(std::unique_lock<std::mutex>& lock) {
+    auto const under_way = [this] { return waiting_.size() + outbox_.size(); };
+    if (under_way() >= waiting_limit) {
+        changed_.wait_until(lock, last_progress_ + stall_time,
+                            [&] { return under_way() < waiting_limit || !connected; });
     }
-    if (log_it) {
+    bool const stalled =
+        under_way() >= waiting_limit || (under_way() >= stall_count && Clock::now() - last_progress_ > stall_time);
+    if (!stalled) {
+        return connected;
+    }
+    if (!std::exchange(stall_logged_, true)) {
+        lock.unlock();
         global_logf(lmtError, "MQTT : %s : брокер не подтверждает сообщения, публикация приостановлена.", identity_);
     }
     return false;
 }
 
 bool mqClient::publish(std::string const& topic, std::string const& payload, int qos, bool retain) {
-    if (!room_for_message()) {
+    int const code = mosquitto_pub_topic_check(topic.c_str());
+    if (code != MOSQ_ERR_SUCCESS) {
+        global_logf(lmtError, "MQTT : публикация в топик '%s' невозможна : %s", topic, mosquitto_strerror(code));
         return false;
+    }
+    Outgoing message{topic, payload, qos, retain};
+    {
+        std::unique_lock lock(mutex_);
+        if (!has_room(lock)) {
+            return false;
+        }
+        if (is_awake_) {
+            outbox_.push_back(std::move(message));
+            return true;
+        }
+        is_awake_ = true;
     }
     std::lock_guard const lock(client_lock_);
-    if (!get_bool(connected)) {
+    bool const is_sent = get_bool(connected) && send(message);
+    if (!is_sent) {
+        std::lock_guard const state_lock(mutex_);
+        is_awake_ = false;
+    }
+    return is_sent;
+}
+
+/// Under `client_lock_`.
+bool mqClient::send(Outgoing const& message) {
+    int id = 0;
+    int const code =
+        mosquitto_publish(client_.get(), &id, message.topic.c_str(), static_cast<int>(message.payload.size()),
+                          message.payload.data(), message.qos, message.retain);
+    if (code != MOSQ_ERR_SUCCESS) {
+        if (code != MOSQ_ERR_NO_CONN && code != MOSQ_ERR_CONN_LOST) {
+            global_logf(lmtError, "MQTT : публикация в топик '%s' невозможна : %s", message.topic,
+                        mosquitto_strerror(code));
+        }
         return false;
     }
-    int id = 0;
-    int const code = mosquitto_publish(client_.get(), &id, topic.c_str(), static_cast<int>(payload.size()),
-                                       payload.data(), qos, retain);
-    if (code == MOSQ_ERR_SUCCESS) {
-        sent(id, qos);
-        return true;
+    std::lock_guard const lock(mutex_);
+    if (early_.erase(id) == 0) {
+        if (waiting_.empty()) {
+            last_progress_ = Clock::now();
+        }
+        waiting_[id] = message.qos;
     }
-    if (code != MOSQ_ERR_NO_CONN && code != MOSQ_ERR_CONN_LOST) {
-        global_logf(lmtError, "MQTT : публикация в топик '%s' невозможна : %s", topic, mosquitto_strerror(code));
+    return true;
+}
+
+/// From here on publish() leaves its messages to the rounds.
+bool mqClient::is_under_way() {
+    std::lock_guard const lock(mutex_);
+    bool const is_idle = std::exchange(is_idle_, false);
+    bool const can_send = !outbox_.empty() && waiting_.size() < send_ahead;
+    bool const goes_on = can_send || (!is_idle && !waiting_.empty());
+    // What else lies in the outbox waits for acknowledgements, which wake this thread.
+    is_awake_ = goes_on || !outbox_.empty();
+    return goes_on;
+}
+
+/// What came in the last millisecond, in one go: a wake-up of this thread or of the broker for each message would cost
+/// more than all that is done with it.
+int mqClient::round() {
+    int const fd = mosquitto_socket(client_.get());
+    set_cork(fd, 1);
+    is_idle_ = send_outbox(send_ahead) == 0;
+    int code = MOSQ_ERR_SUCCESS;
+    int bytes = 0;
+    for (int turn = 0; turn < reads_a_round && ioctl(fd, FIONREAD, &bytes) == 0 && bytes > 0; ++turn) {
+        is_idle_ = false;
+        // One packet at a call: it takes the end of the pipe by which the library wakes itself for the end of the data.
+        for (int left = std::min(bytes / least_packet + 1, packets_a_read); left > 0 && code == MOSQ_ERR_SUCCESS;
+             --left) {
+            code = mosquitto_loop_read(client_.get(), 1);
+        }
+        if (code != MOSQ_ERR_SUCCESS) {
+            return code;
+        }
     }
-    return false;
+    code = mosquitto_loop_write(client_.get(), 1);
+    set_cork(fd, 0);
+    return code == MOSQ_ERR_SUCCESS ? mosquitto_loop_misc(client_.get()) : code;
+}
+
+/// Hands over so many that `most` are under way, and gives their number. The library takes several times the memory for
+/// one.
+size_t mqClient::send_outbox(size_t most) {
+    std::lock_guard const lock(client_lock_);
+    std::vector<Outgoing> messages;
+    {
+        std::lock_guard const state_lock(mutex_);
+        size_t const room = most - std::min(most, waiting_.size());
+        auto const end = outbox_.begin() + static_cast<std::ptrdiff_t>(std::min(room, outbox_.size()));
+        messages.assign(std::make_move_iterator(outbox_.begin()), std::make_move_iterator(end));
+        outbox_.erase(outbox_.begin(), end);
+    }
+    for (Outgoing const& message : messages) {
+        send(message);
+    }
+    return messages.size();
 }
 
 bool mqClient::subscribe(std::vector<subsItem> const& items) {

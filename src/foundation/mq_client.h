@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -51,8 +52,9 @@ class mqClient {
     bool connect(std::string const& host, int port, bool quiet = false);
     /// Ends the connection and the thread.
     void disconnect();
-    /// Sends one message. False while there is no connection, when the broker has stalled (see below), or when the
-    /// topic can't be published on, which is logged.
+    /// Hands one message over to be sent. False while there is no connection, when the broker has stalled (see below),
+    /// or when the topic can't be published on, which is logged. The first message of a burst wakes the network thread,
+    /// the others go out with its next rounds, some milliseconds later at most.
     bool publish(std::string const& topic, std::string const& payload, int qos, bool retain);
     /// Subscribes all items; one that the protocol forbids is logged and left out. False then, and while there is no
     /// connection.
@@ -95,8 +97,17 @@ class mqClient {
     void attempt_failed(std::string const& reason);
     void connection_lost();
     bool wait_before_retry(int seconds);
-    bool room_for_message();
-    void sent(int id, int qos);
+    bool has_room(std::unique_lock<std::mutex>& lock);
+    struct Outgoing {
+        std::string topic;
+        std::string payload;
+        int qos;
+        bool retain;
+    };
+    bool send(Outgoing const& message);
+    size_t send_outbox(size_t most);
+    bool is_under_way();
+    int round();
 
     /// Held while the library's object is used from outside its network loop, and while it is replaced.
     std::mutex client_lock_;
@@ -118,8 +129,14 @@ class mqClient {
     std::chrono::steady_clock::time_point last_progress_;
     /// Ids of messages that the broker hasn't acknowledged (QoS 0: that haven't gone out), with their QoS.
     std::unordered_map<int, int> waiting_;
-    /// Ids acknowledged before publish() could enter them.
+    /// Ids acknowledged before they could be entered there.
     std::unordered_set<int> early_;
+    /// What the network thread is to send.
+    std::deque<Outgoing> outbox_;
+    /// The network thread will look into the outbox by itself.
+    bool is_awake_ = false;
+    /// The last round found nothing to do; the network thread's own.
+    bool is_idle_ = false;
     std::set<std::string> topics_;
     /// Subscriptions to be tried again.
     std::vector<subsItem> missed_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -87,6 +88,7 @@ bool wsock::Open() {
         }
     }
     connected = fd_ >= 0;
+    filled_ = false;
     return connected;
 }
 
@@ -102,11 +104,23 @@ int wsock::receive(void* buffer, int count, int wait_ms) {
     if (!connected) {
         return -1;
     }
-    if (count <= 0 || !wait_for(fd_, POLLIN, wait_ms)) {
+    if (count <= 0) {
         return 0;
     }
-    ssize_t const got = recv(fd_, buffer, static_cast<size_t>(count), 0);
+    // Behind a read that was filled the rest is mostly there already: it is asked for without a wait ahead.
+    ssize_t got = -1;
+    bool const at_once = std::exchange(filled_, false);
+    if (at_once) {
+        got = recv(fd_, buffer, static_cast<size_t>(count), 0);
+    }
+    if (!at_once || (got < 0 && errno == EAGAIN)) {
+        if (!wait_for(fd_, POLLIN, wait_ms)) {
+            return 0;
+        }
+        got = recv(fd_, buffer, static_cast<size_t>(count), 0);
+    }
     if (got > 0) {
+        filled_ = got == count;
         return static_cast<int>(got);
     }
     if (got < 0 && (errno == EAGAIN || errno == EINTR)) {
@@ -138,6 +152,7 @@ int wsock::Send(void const* buffer, int count) {
         return -1;
     }
     Deadline const deadline(send_timeout_ms_);
+    filled_ = false;
     int sent = 0;
     while (sent < count) {
         ssize_t const piece = send(fd_, static_cast<unsigned char const*>(buffer) + sent,

@@ -40,6 +40,8 @@ class wsock {
     int read_timeout_ms_;
     int send_timeout_ms_;
     int fd_ = -1;
+    /// The last read got all that it asked for.
+    bool filled_ = false;
 };
 
 }  // namespace xsock
