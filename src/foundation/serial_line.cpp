@@ -222,9 +222,17 @@ void xrs::close() {
 }
 
 unsigned int xrs::read(unsigned char* buffer, unsigned int count) {
+    return collect(buffer, count, true);
+}
+
+unsigned int xrs::readSome(unsigned char* buffer, unsigned int count) {
+    return collect(buffer, count, false);
+}
+
+unsigned int xrs::collect(unsigned char* buffer, unsigned int count, bool whole) {
     Deadline const deadline(timeout_.read_constant + timeout_.read_multiplier * static_cast<int>(count));
     unsigned int got = 0;
-    while (isOpen() && got < count) {
+    while (isOpen() && got < count && (whole || got == 0)) {
         pollfd line{fd_, POLLIN, 0};
         int const ready = poll(&line, 1, deadline.left_ms());
         if (ready == 0 || (ready < 0 && errno != EINTR)) {

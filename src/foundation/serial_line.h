@@ -64,6 +64,8 @@ class xrs {
     /// Collects until `count` bytes are there or the read time-out has passed since the call, whatever the pauses
     /// between bytes. Gives what came, 0 for nothing.
     unsigned int read(unsigned char* buffer, unsigned int count);
+    /// What the first arrival within the read time-out brings, `count` bytes at most; 0 for nothing.
+    unsigned int readSome(unsigned char* buffer, unsigned int count);
     /// Gives the number of bytes that went out within the write time-out.
     unsigned int write(unsigned char const* buffer, unsigned int count);
     unsigned int write(std::vector<unsigned char> const& bytes);
@@ -75,6 +77,7 @@ class xrs {
 
  private:
     void configure();
+    unsigned int collect(unsigned char* buffer, unsigned int count, bool whole);
 
     std::string path_;
     unsigned int baudrate_;

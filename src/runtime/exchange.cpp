@@ -1,5 +1,7 @@
 #include "runtime/exchange.h"
 
+#include <algorithm>
+
 #include "config/process.h"
 
 namespace exchange {
@@ -35,6 +37,10 @@ int receive(PortBase& port, int offset, int count, char const* label) {
     int const got = port.tran->read_count(port.buffer + offset, count);
     trace_hex(*port.cport, port.buffer + offset, got, label);
     return got;
+}
+
+int receive_frame(PortBase& port, int most, iTran::WholeFrame is_whole) {
+    return port.tran->read_frame(port.buffer, std::min(most, PortBase::buffer_size), is_whole);
 }
 
 bool receive_rest(PortBase& port, int offset, int count, char const* label) {

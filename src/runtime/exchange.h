@@ -21,4 +21,8 @@ int receive(PortBase& port, int offset, int count, char const* label);
 /// The same for the rest of an answer, of which nothing is traced unless it comes whole. True if it does.
 bool receive_rest(PortBase& port, int offset, int count, char const* label);
 
+/// Reads an answer of unknown length, `most` bytes at most, to the start of the buffer: see iTran::read_frame(). Not
+/// traced.
+int receive_frame(PortBase& port, int most, iTran::WholeFrame is_whole);
+
 }  // namespace exchange

@@ -1,6 +1,7 @@
 #include "transport/itran.h"
 
 #include <chrono>
+#include <utility>
 
 #include "foundation/deadline.h"
 
@@ -17,10 +18,12 @@ void iTran::flush() {
     flush_in();
 }
 
-int iTran::read_count(unsigned char* buffer, int count) {
+/// Pieces until the end, or until the read time-out in force at the call has passed.
+template <typename Piece, typename End>
+int iTran::gather(unsigned char* buffer, int count, Piece next_piece, End is_end) {
     auto const begun = std::chrono::steady_clock::now();
-    int piece = read(buffer, count);
-    if (piece <= 0 || piece >= count) {
+    int piece = next_piece(buffer, count);
+    if (piece <= 0 || is_end(piece)) {
         return piece;
     }
     // In pieces: what follows has the rest of the time only. A read may have connected anew, so the time-out in force
@@ -29,14 +32,33 @@ int iTran::read_count(unsigned char* buffer, int count) {
     auto const spent = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begun);
     xCommon::Deadline const deadline(rto - static_cast<int>(spent.count()));
     int got = piece;
-    while (got < count && !deadline.passed()) {
+    while (!is_end(got) && !deadline.passed()) {
         set_timeout(deadline.left_ms(), sto_);
-        piece = read(buffer + got, count - got);
+        piece = next_piece(buffer + got, count - got);
         if (piece <= 0) {
             break;
         }
         got += piece;
     }
     set_timeout(rto, sto_);
+    return got;
+}
+
+int iTran::read_count(unsigned char* buffer, int count) {
+    return gather(
+        buffer, count, [this](unsigned char* to, int most) { return read(to, most); },
+        [count](int got) { return got >= count; });
+}
+
+int iTran::read_frame(unsigned char* buffer, int count, WholeFrame is_whole) {
+    // Behind a read without a frame the answer to it may still come: taken for the next one it would put each that
+    // follows under its neighbour's name. So the next read gathers both.
+    bool const in_step = std::exchange(in_step_, false);
+    int const got = gather(
+        buffer, count, [this](unsigned char* to, int most) { return read_piece(to, most); },
+        [=](int arrived) {
+            return arrived >= count || (in_step && is_whole({buffer, static_cast<size_t>(arrived)}));
+        });
+    in_step_ = got < 0 || is_whole({buffer, static_cast<size_t>(got)});
     return got;
 }

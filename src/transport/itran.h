@@ -1,5 +1,7 @@
 #pragma once
 
+#include <span>
+
 #include "config/cport.h"
 #include "foundation/byte_list.h"
 
@@ -46,11 +48,33 @@ class iTran {
     /// For a read of known length from a line that may hand it out in pieces: gathers until all is there or the read
     /// time-out in force has passed since the call. What arrived, as read().
     int read_count(unsigned char* buffer, int count);
+    /// A frame of a protocol: whether all that has arrived since the read began is a whole and sound one, and nothing
+    /// more.
+    using WholeFrame = bool (*)(std::span<unsigned char const> arrived);
+    /// For a read of unknown length: ends as soon as what has arrived is a whole frame, otherwise when the read
+    /// time-out in force has passed since the call or `count` bytes are there. The one behind a read without a frame
+    /// has its whole time. What arrived, as read().
+    int read_frame(unsigned char* buffer, int count, WholeFrame is_whole);
 
     CPort* cport;
+    /// A read has brought something since this was last set to false.
+    bool heard = false;
 
  protected:
+    /// Notes what a read has brought, and gives it on.
+    int noted(int got) {
+        heard = heard || got > 0;
+        return got;
+    }
+    /// What the first arrival brings, as read().
+    virtual int read_piece(unsigned char* buffer, int count) { return read(buffer, count); }
     /// The time-outs in force, in ms.
     int rto_ = 0;
     int sto_ = 0;
+    /// The last read_frame() ended with a frame, or none has been since the connection was made.
+    bool in_step_ = true;
+
+ private:
+    template <typename Piece, typename End>
+    int gather(unsigned char* buffer, int count, Piece next_piece, End is_end);
 };

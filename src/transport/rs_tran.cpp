@@ -59,7 +59,14 @@ int rsTran::read(unsigned char* buffer, int count) {
     if (!is_open()) {
         return -1;
     }
-    return count <= 0 ? 0 : static_cast<int>(line_->read(buffer, static_cast<unsigned int>(count)));
+    return count <= 0 ? 0 : noted(static_cast<int>(line_->read(buffer, static_cast<unsigned int>(count))));
+}
+
+int rsTran::read_piece(unsigned char* buffer, int count) {
+    if (!is_open()) {
+        return -1;
+    }
+    return count <= 0 ? 0 : noted(static_cast<int>(line_->readSome(buffer, static_cast<unsigned int>(count))));
 }
 
 bool rsTran::read_all(unsigned char* buffer, int count) {

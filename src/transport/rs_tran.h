@@ -28,6 +28,9 @@ class rsTran : public iTran {
     /// The settings in force: first the port's, then those of the device that is being polled. open() takes them.
     xserial::xco settings;
 
+ protected:
+    int read_piece(unsigned char* buffer, int count) override;
+
  private:
     std::unique_ptr<xserial::xrs> line_;
     bool open_failed_ = false;

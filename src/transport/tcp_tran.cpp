@@ -13,6 +13,7 @@ bool tcpTran::is_open() {
 bool tcpTran::open() {
     close();
     abandoned_ = false;
+    in_step_ = true;
     rto_ = cport->rto;
     sto_ = cport->sto;
     cport->Logf(lmtTrace, "открытие TCP соединения : %s:%d.", cport->url, cport->port);
@@ -56,11 +57,11 @@ bool tcpTran::ready(char const* operation) {
 }
 
 int tcpTran::read(unsigned char* buffer, int count) {
-    return ready("read") ? socket_->Recv(buffer, count) : -1;
+    return ready("read") ? noted(socket_->Recv(buffer, count)) : -1;
 }
 
 bool tcpTran::read_all(unsigned char* buffer, int count) {
-    return ready("read_all") && socket_->RecvAll(buffer, count);
+    return ready("read_all") && noted(socket_->RecvAll(buffer, count) ? 1 : 0) > 0;
 }
 
 int tcpTran::write(unsigned char* buffer, int count) {

@@ -182,6 +182,7 @@ TEST(EmeraDevice, OneExchange) {
         {"two bytes", 0, "02 03", nullptr, "ответ НЕ получен : таймаут."},
         {"three, with a BCC", 0, "02 03 03", nullptr, "ответ НЕ получен : результат пуст."},
         {"a wrong BCC", 0, "02 28 31 29 03 06", nullptr, "ответ НЕ получен : не совпала CRC."},
+        {"noise ahead", 0, "7F 02 28 31 29 03 05", nullptr, "ответ НЕ получен : не совпала CRC."},
         {"no bracket", 0, answer("ABC", false), nullptr, "ответ НЕ получен : нет открывающей скобки : ABC."},
         {"with its ETX", 0, answer("ABC"), nullptr, "ответ НЕ получен : нет открывающей скобки : ABC\\x03."},
         {"no closing one", 0, answer("A(1", false), nullptr, "ответ НЕ получен : нет закрывающей скобки : A(1."},

@@ -13,7 +13,10 @@
 #include "support/driver_rig.h"
 #include "support/log_capture.h"
 #include "support/sample_config.h"
+#include "support/serial_peer.h"
 #include "support/tcp_peer.h"
+#include "support/temp_folder.h"
+#include "transport/rs_tran.h"
 #include "transport/tcp_tran.h"
 
 using testing::Contains;
@@ -187,6 +190,8 @@ TEST(DlmsSerialNew, OneExchange) {
         {std::string(answer).replace(sizeof(answer) - 3, 2, "00"),
          false,
          {"[3] mac_frame.parse : не совпали CRC.", "[3] [e] get_response : невалидная CRC ответа (mac_frame.parse)."}},
+        {answer + std::string(" 00"), false, {"[3] [e] get_response : невалидная CRC ответа (mac_frame.parse)."}},
+        {"7F " + std::string(answer), false, {"[3] [e] get_response : невалидная CRC ответа (mac_frame.parse)."}},
         {hex::with_crc32(
              "EE EE EE EE EE EE 02 00 00 00 30 40 88 E5 00 11 00 00 00 00 00 01 00 16 00 01 00 09 C4 01 C1 00 06 "
              "00 00 04 D2"),
@@ -224,6 +229,17 @@ TEST(DlmsSerialNew, AnAnswerCutAnywhereFails) {
         meter.line().script.on(request, whole.substr(0, 3 * length));
         EXPECT_FALSE(meter.poll()) << length;
     }
+}
+
+TEST(DlmsSerialNew, AnAnswerInPiecesIsOverWithItsLast) {
+    TempFolder const folder;
+    SerialPeer peer(folder.file("line"));
+    peer.script().on(request, Reply{.hex = answer, .fragment = 7, .gap_ms = 5});
+    Meter meter("dlms.rs", R"("rto": 600000)");  // a read that waits for it fails the test
+    meter.port().cport->rs.path = peer.path();
+    meter.port().tran = std::make_unique<rsTran>(meter.port().cport);
+    ASSERT_TRUE(meter.port().reconnect());
+    EXPECT_TRUE(meter.poll());
 }
 
 TEST(DlmsSerialNew, WriteAndCommand) {

@@ -25,8 +25,6 @@ namespace {
 
 constexpr auto limit = seconds(40);
 constexpr int last_step = 9;
-/// What each exchange lasts. The peers wait for the end of a request, and the machine may be busy.
-constexpr int rto_ms = 110;
 
 enum class Fault { silence, bad_crc, count_too_large, count_zero };
 
@@ -141,7 +139,7 @@ class Calculators {
         }
         hex::push_crc16(reply);
         reply.back() ^= fault == Fault::bad_crc ? 0xFF : 0;
-        return {.hex = hex::text(reply)};
+        return {.hex = hex::text(reply), .fragment = 32, .gap_ms = 1};
     }
 
     std::mutex mutex_;
@@ -149,10 +147,10 @@ class Calculators {
     SerialPeer peer_;
 };
 
-/// Several lines, so that the time-outs of all the dialogues pass side by side.
+/// Lines with calculators.
 class Vkt7 : public testing::Test {
  protected:
-    Calculators& add_line() {
+    Calculators& add_line(int rto_ms) {
         std::string const name = "line" + std::to_string(lines_.size());
         Calculators& line = lines_.emplace_back(daemon_.folder().file(name));
         Json::Value port = sample::rs_port(name, line.peer().path());
@@ -189,8 +187,8 @@ TEST_F(Vkt7, ValuesOfEverySizeAndPrecision) {
     constexpr char const* four_bytes[] = {"305419896",  "30541989.6", "3054198.96", "305419.896",
                                           "30541.9896", "3054.19896", "305.419896", "30.5419896"};
     std::map<std::string, std::string> expected;
+    Calculators& line = add_line(600000);  // which no exchange waits for
     for (int sid = 1; sid <= 4; ++sid) {
-        Calculators& line = add_line();
         Plan plan;
         std::string params;
         for (int index = sid % 2 * 4; index < sid % 2 * 4 + 4; ++index) {
@@ -202,7 +200,6 @@ TEST_F(Vkt7, ValuesOfEverySizeAndPrecision) {
         line.add(sid, plan);
         add_device(sid, params);
     }
-    Calculators& line = add_line();
     line.add(5, {.values = {{6, "D2 04"}, {19, "00 00 C0 3F"}, {41, "CD CC CC BD"}}});
     add_device(5, plain(6) + "," + plain(19) + "," + plain(41));
     line.add(6, {.values = {{11, "05 00"}}});
@@ -267,11 +264,11 @@ TEST_F(Vkt7, AFaultAtAnyStepEndsTheDialogueAndTheNextOneIsRight) {
                         {Fault::silence, Fault::bad_crc},
                         {"ошибка чтения из rs-порта, прочитано [0] байт", "ответ НЕ получен : не совпали CRC."}});
     }
-    // Few, as the ports are started a second apart.
+    // So that the time-outs pass side by side. Few, as the ports are started a second apart.
     constexpr size_t line_count = 4;
     std::vector<Calculators*> lines;
     for (size_t number = 0; number < line_count; ++number) {
-        Calculators& line = *lines.emplace_back(&add_line());
+        Calculators& line = *lines.emplace_back(&add_line(200));
         for (size_t index = number; index < rows.size(); index += line_count) {
             int const sid = static_cast<int>(index) + 1;
             line.add(sid, {.step = rows[index].step, .faults = rows[index].faults, .values = {{3, "D2 04"}}});

@@ -184,6 +184,30 @@ TEST_F(RsTran, AReadGathersUntilItsTimeOut) {
     EXPECT_TRUE(log_.entries().empty());
 }
 
+TEST_F(RsTran, AReadOfAFrameEndsWithItOrWithItsTimeOut) {
+    auto const read_frame = [this] {
+        hex::Bytes buffer(8);
+        int const got = line_.read_frame(buffer.data(), 8, [](auto arrived) { return arrived.size() == 4; });
+        return got < 0 ? "closed" : hex::text(std::span(buffer).first(static_cast<size_t>(got)));
+    };
+    EXPECT_EQ(read_frame(), "closed");
+    ASSERT_TRUE(line_.open());
+    {
+        line_.set_timeout(600000, 500);
+        auto const second = send_later(50, "03 04");
+        send("01 02");
+        EXPECT_EQ(read_frame(), "01 02 03 04");
+    }
+    line_.set_timeout(300, 500);
+    auto const rest = send_later(50, "06");
+    send("01 02 03 04 05");
+    EXPECT_EQ(read_frame(), "01 02 03 04 05 06") << "more behind it: all that comes in time";
+    auto const own = send_later(50, "11 12 13 14");
+    send("01 02 03 04");
+    EXPECT_EQ(read_frame(), "01 02 03 04 11 12 13 14") << "behind that a frame may be a late one";
+    EXPECT_EQ(read_frame(), "") << "silence";
+}
+
 TEST_F(RsTran, ReadAllWantsAllOrNothing) {
     ASSERT_TRUE(line_.open());
     hex::Bytes buffer(8);

@@ -122,9 +122,8 @@ BaseResult edev::get_response(ecparam* param) {
         param->Logf(lmtTrace, "req_str : %s.", cmd);
     }
     exchange::send(*port, length);
-    // The length of an answer isn't known ahead: one read, ended by its time-out.
     unsigned char const* const reply = port->buffer;
-    int const got = port->tran->read(port->buffer, PortBase::buffer_size);
+    int const got = exchange::receive_frame(*port, PortBase::buffer_size, epdu::is_whole);
     if (got > 0 && reply[0] == epdu::nak) {
         param->Log(lmtError, "ответ НЕ получен : NAK.");
         return result;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string>
 
 #include "foundation/byte_list.h"
@@ -35,6 +36,8 @@ class epdu {
 
     /// Puts a whole request into `out` in place of what it holds; does nothing for an empty `sid` or `cmd`.
     static void wrap(xCommon::ByteList& out, std::string const& sid, std::string const& cmd);
+    /// True for exactly one answer: a NAK alone, or a text with ETX and BCC.
+    static bool is_whole(std::span<unsigned char const> frame);
     /// True when behind the first ETX of the `n` bytes stands their BCC. Traces both through the process log.
     static bool crc_check(unsigned char const* buf, int n);
 };

@@ -13,6 +13,8 @@ inline constexpr int crc_size = 2;
 
 /// Appends a frame: its body and the CRC of it.
 void push_frame(xCommon::ByteList& out, xCommon::ByteList const& body);
+/// True for exactly one reply of four bytes: address, status, CRC.
+bool is_short_reply(std::span<unsigned char const> frame);
 /// True when the last two bytes are the CRC of those before them.
 bool crc_fits(std::span<unsigned char const> frame);
 

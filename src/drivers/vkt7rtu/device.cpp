@@ -134,8 +134,7 @@ bool dev::request(ByteList const& frame, CParam* param, unsigned char sid, std::
             param->Logf(lmtError, "ошибка записи в rs-порт, записано [%d] байт", sent);
             return false;
         }
-        // The length of a reply isn't known ahead: one read, ended by its time-out.
-        got = port->tran->read(buffer, PortBase::buffer_size);
+        got = exchange::receive_frame(*port, PortBase::buffer_size, pdu::is_whole);
     } catch (...) {
         param->Log(lmtError, "общая ошибка чтения/записи порта");
         return false;

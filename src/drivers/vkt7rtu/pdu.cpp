@@ -117,6 +117,23 @@ bool pdu::check_head(CParam const* param, unsigned char sid, unsigned char const
     return true;
 }
 
+bool pdu::is_whole(std::span<unsigned char const> frame) {
+    constexpr size_t refusal_size = 5;
+    constexpr size_t write_reply_size = 8;
+    if (frame.size() < refusal_size) {
+        return false;
+    }
+    size_t size = 0;
+    if ((frame[1] & modbus::pdu::refused_bit) != 0) {
+        size = refusal_size;
+    } else if (frame[1] == function_read) {
+        size = head_size + frame[2] + crc_size;
+    } else if (frame[1] == function_write) {
+        size = write_reply_size;
+    }
+    return frame.size() == size && check_crc(frame);
+}
+
 bool pdu::check_crc(std::span<unsigned char const> frame) {
     return xCommon::crc16::ends(frame);
 }

@@ -18,6 +18,7 @@ namespace vkt7rtu {
 ///     4      2    zero                                       3      c    data
 ///     6      n    data                                       3+c    2    CRC
 ///   6+n      2    CRC as of Modbus, its low byte first
+///                                                        Answer to 10: slave address, function, command, zero, CRC
 ///                                                        Refusal: slave address, function with bit 7 set, code, CRC
 ///
 /// Command  function  data                                                     meaning
@@ -51,6 +52,8 @@ class pdu {
 
     /// True when the head of a reply may be read on; false after a line in the parameter's log.
     static bool check_head(CParam const* param, unsigned char sid, unsigned char const* buf, int len);
+    /// True for exactly one answer: to function 03 by its byte count, to 10 of eight bytes, or a refusal of five.
+    static bool is_whole(std::span<unsigned char const> frame);
     /// True when the last two bytes are the CRC of those before them.
     static bool check_crc(std::span<unsigned char const> frame);
 };

@@ -11,6 +11,7 @@
 #include "foundation/deadline.h"
 #include "foundation/xexception.h"
 #include "foundation/xmisc.h"
+#include "runtime/exchange.h"
 
 namespace xdlms {
 
@@ -97,7 +98,7 @@ bool dport_rs::mac_from_sn(std::string const& sn, ByteList& mac) {
 
 int dport_rs::read(int count, CBase& log) {
     try {
-        int const got = tran->read(buffer, count);
+        int const got = exchange::receive_frame(*this, count, mac_frame::is_whole);
         if (got > 0) {
             trace_hex(*cport, buffer, got, "read");
         }

@@ -1,5 +1,6 @@
 #include "drivers/xdlms/mac_frame.h"
 
+#include "drivers/xdlms/wpdu.h"
 #include "foundation/crc.h"
 #include "foundation/xlog.h"
 
@@ -36,6 +37,18 @@ void mac_frame::wrap(ByteList& out, ByteList const& src, ByteList const& dst, By
     frame.pop_list(data);
     out.pop_list(frame);
     out.push_32(frame.crc_32(), WordOrder::big_endian);
+}
+
+bool mac_frame::is_whole(std::span<unsigned char const> frame) {
+    constexpr size_t around = head_size + wpdu::head_size + crc_size;
+    if (frame.size() < around) {
+        return false;
+    }
+    int length_position = head_size + wpdu::length_position;
+    unsigned short const length = net::get_u16(frame.data(), length_position, WordOrder::big_endian);
+    auto crc_position = static_cast<int>(frame.size()) - crc_size;
+    return frame.size() == around + length && xCommon::crc32::crc_32(frame.data(), 0, crc_position) ==
+                                                  net::get_u32(frame.data(), crc_position, WordOrder::big_endian);
 }
 
 dlms_reply mac_frame::parse(unsigned char const* buf, int& pos, int len, ByteList const& dst, ByteList const& src) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <span>
+
 #include "drivers/xdlms/reply.h"
 #include "foundation/byte_list.h"
 
@@ -22,6 +24,8 @@ class mac_frame {
 
     static void wrap(xCommon::ByteList& out, xCommon::ByteList const& src, xCommon::ByteList const& dst,
                      xCommon::ByteList const& data);
+    /// True for exactly one frame whose CRC fits and whose data are a wrapper of the length that it tells.
+    static bool is_whole(std::span<unsigned char const> frame);
     /// Checks a frame of `len` bytes with its CRC behind them, and leaves `pos` at the data. `crc_ok` without `ok` is a
     /// good frame of or for somebody else.
     static dlms_reply parse(unsigned char const* buf, int& pos, int len, xCommon::ByteList const& dst,

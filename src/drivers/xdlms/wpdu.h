@@ -15,6 +15,7 @@ namespace xdlms {
 class wpdu {
  public:
     static constexpr int head_size = 8;
+    static constexpr int length_position = 6;
 
     static void wrap(xCommon::ByteList& out, uint16_t src, uint16_t dst, xCommon::ByteList const& data);
     /// Reads the head of an answer at `pos`, of which all 8 bytes are there, and leaves `pos` behind it. `ok` if it
