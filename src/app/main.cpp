@@ -8,6 +8,7 @@
 #include "app/supervisor.h"
 #include "config/constants.h"
 #include "foundation/xlog.h"
+#include "foundation/xmisc.h"
 #include "foundation/xsignal.h"
 
 namespace {
@@ -30,6 +31,7 @@ int main(int argc, char** argv) {
     constexpr int start_log_size = 5;
 
     fill_standard_descriptors();
+    xCommon::xSystem::ShareMemory();
 
     Options const options = Options::parse(argc, argv);
     xCommon::xSignalHandling::hold();

@@ -165,11 +165,13 @@ void Supervisor::start() {
         global_log(lmtError, "Ошибка чтения/парсинга файла конфигурации.\nРежим ожидания...");
         return;
     }
+    xCommon::xSystem::GiveBackMemory();
     // The ports hold on to the tree: it lives to the end of the process.
     Config const& tree = *config.release();
     start_ports(tree, gpio.isNull() ? 0 : start_gpio(gpio));
     xLog::gv->set_max_size(tree.log.max_size);
     xLog::gv->set_debug(tree.log.is_debug || options_.debug);
+    xLog::gv->set_quiet(tree.log.quiet);
     xLog::gv->set_second(options_.verbose);
 }
 

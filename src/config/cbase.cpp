@@ -29,6 +29,7 @@ CBase::CBase(CBase* parent_node, Json::Value& node) : LogItem(parent_node), pare
         rto = parent->rto;
         sto = parent->sto;
         poll_reconnect = parent->poll_reconnect;
+        silent_probe = parent->silent_probe;
     }
     type = jUtils::get_string(node, "type", type);
     enabled = jUtils::get_bool(node, "enabled", enabled);
@@ -36,6 +37,7 @@ CBase::CBase(CBase* parent_node, Json::Value& node) : LogItem(parent_node), pare
     rto = jUtils::get_int(node, "rto", rto);
     sto = jUtils::get_int(node, "sto", sto);
     poll_reconnect = jUtils::get_bool(node, "poll_reconnect", poll_reconnect);
+    silent_probe = jUtils::get_bool(node, "silent_probe", silent_probe);
 }
 
 int CBase::Load(CBase* parent_node, Json::Value& node, std::string const& list_name, std::string const& suffix,

@@ -14,8 +14,9 @@
 /// afterwards only the worker of the port that a node belongs to writes its few run-time fields.
 class CBase : public xCommon::LogItem {
  public:
-    /// Reads `name`, `type`, `enabled`, `poll_interval` (s), `rto` and `sto` (ms) and `poll_reconnect`; a key that is
-    /// absent takes the parent's value. Raises xException for an empty node or one without a name.
+    /// Reads `name`, `type`, `enabled`, `poll_interval` (s), `rto` and `sto` (ms), `poll_reconnect` and
+    /// `silent_probe`; a key that is absent takes the parent's value. Raises xException for an empty node or one
+    /// without a name.
     CBase(CBase* parent_node, Json::Value& node);
     /// A node that only holds a list.
     explicit CBase(std::string const& node_name);
@@ -36,6 +37,7 @@ class CBase : public xCommon::LogItem {
     int rto = 500;
     int sto = 500;
     bool poll_reconnect = false;
+    bool silent_probe = false;
     bool all_params = false;
     /// When this node was last polled, calendar seconds.
     long long last_poll = 0;

@@ -43,6 +43,7 @@ log_set::log_set(Json::Value const& root, int default_size, bool /*default_debug
         }
         max_size = jUtils::get_int(root["log"], "max_size", default_size);
         is_debug = jUtils::get_bool(root["log"], "is_debug", false);
+        quiet = jUtils::get_bool(root["log"], "quiet", false);
     }
 }
 
@@ -55,6 +56,7 @@ log_set log_set::parse(Json::Value const& root) {
         result.max_size = jUtils::get_int(root, "log_maxsize", 5);
         result.is_debug = jUtils::get_bool(root, "log_debug", false);
     }
+    result.quiet = jUtils::get_bool(root, "log_quiet", false);
     return result;
 }
 

@@ -24,11 +24,13 @@ class log_set {
  public:
     log_set() = default;
     log_set(Json::Value const& root, int default_size, bool default_debug);
-    /// The log settings from the root document: `log`, else `log_maxsize` and `log_debug`, else 5 MiB and no detail.
+    /// The log settings from the root document: `log`, else `log_maxsize`, `log_debug` and `log_quiet`, else 5 MiB
+    /// and no detail.
     static log_set parse(Json::Value const& root);
 
     int max_size = 5;  ///< MiB
     bool is_debug = false;
+    bool quiet = false;
 };
 
 /// Root of the configuration tree.

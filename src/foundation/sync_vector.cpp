@@ -23,6 +23,20 @@ svMessage* SyncVector::PopWait(int wait_ms, bool wake_on_push) {
     return entry.release();
 }
 
+bool SyncVector::WaitPush(int wait_ms) {
+    std::unique_lock lock(mutex_);
+    pushed_.wait_for(lock, std::chrono::milliseconds(wait_ms), [this] { return has_news_; });
+    return std::exchange(has_news_, false);
+}
+
+void SyncVector::Wake() {
+    {
+        std::lock_guard const lock(mutex_);
+        has_news_ = true;
+    }
+    pushed_.notify_one();
+}
+
 void SyncVector::Push(std::unique_ptr<svMessage> entry) {
     bool first_drop = false;
     {
@@ -34,6 +48,7 @@ void SyncVector::Push(std::unique_ptr<svMessage> entry) {
         }
         bytes_ += entry->weight();
         entries_.push_back(std::move(entry));
+        has_news_ = true;
         while (entries_.size() > max_messages || bytes_ > max_bytes) {
             drop_oldest_message();
             first_drop = first_drop || !dropping_;

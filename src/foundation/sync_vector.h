@@ -39,6 +39,10 @@ class SyncVector {
     /// The oldest entry, or null after `wait_ms` without one. `wake_on_push` false makes it a bare look that doesn't
     /// wait at all.
     svMessage* PopWait(int wait_ms, bool wake_on_push);
+    /// Waits until an entry is pushed or Wake() is called, `wait_ms` at most; what came since the last call counts.
+    /// False when nothing did.
+    bool WaitPush(int wait_ms);
+    void Wake();
     virtual void Push(std::unique_ptr<svMessage> entry);
     /// Takes all entries of type 0 out, whatever waits in front of them; true if there was one.
     bool TakeConnected();
@@ -53,6 +57,7 @@ class SyncVector {
     std::deque<std::unique_ptr<svMessage>> entries_;
     size_t bytes_ = 0;
     bool dropping_ = false;
+    bool has_news_ = false;
 };
 
 }  // namespace xCommon

@@ -85,6 +85,9 @@ void xLog::write(LMT type, std::string const* node, std::string_view text) {
         line.append("[").append(LogArgument(*node).text()).append("] ");
     }
     line.append(text);
+    if (LogExchange::holds(*this, type, line)) {
+        return;
+    }
     spdlog::details::log_msg const message(spdlog::string_view_t{}, spdlog::level::info, line);
 
     std::lock_guard const lock(mutex_);
@@ -128,6 +131,7 @@ void xLog::PrintHex(void const* data, int length, std::string const& title, std:
         text.push_back(digits[bytes[index] >> 4U]);
         text.push_back(digits[bytes[index] & 0x0FU]);
     }
+    LogExchange::fail();
     write(lmtInfo, node, text);
 }
 
@@ -155,6 +159,44 @@ void xLog::set_max_size(int size) {
         file_.reset();
         open_file();
     }
+}
+
+thread_local LogExchange* LogExchange::current_ = nullptr;
+
+LogExchange::LogExchange() : outer_(current_) {
+    current_ = this;
+}
+
+LogExchange::~LogExchange() {
+    current_ = outer_;
+}
+
+void LogExchange::fail() {
+    xLog* const log = xLog::gv;
+    if (current_ != nullptr && log != nullptr) {
+        current_->let_through(*log);
+    }
+}
+
+bool LogExchange::holds(xLog& log, LMT type, std::string& line) {
+    if (current_ == nullptr || current_->has_failed_ || !log.is_quiet()) {
+        return false;
+    }
+    if (type == lmtError) {
+        current_->let_through(log);
+        return false;
+    }
+    current_->held_.push_back({std::chrono::system_clock::now(), std::move(line)});
+    return true;
+}
+
+void LogExchange::let_through(xLog& log) {
+    has_failed_ = true;
+    std::lock_guard const lock(log.mutex_);
+    for (Held const& held : held_) {
+        log.write_line({held.time, {}, {}, spdlog::level::info, held.line}, false);
+    }
+    held_.clear();
 }
 
 }  // namespace xCommon

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <thread>
 #include <type_traits>
+#include <vector>
 
 #include "foundation/xstring.h"
 
@@ -120,14 +121,19 @@ class xLog {
     /// A line under a node's name, with the text as it is.
     void write(LMT type, std::string const* node, std::string_view text);
     bool enabled(LMT type) const { return type != lmtTrace || debug_; }
+    /// Exchanges that succeed and statistics are left out: see LogExchange. Debug detail overrides it.
+    bool is_quiet() const { return quiet_ && !debug_; }
     void flush();
 
     /// In MiB; below 1 counts as 1.
     void set_max_size(int size);
     void set_debug(bool debug) { debug_ = debug; }
+    void set_quiet(bool quiet) { quiet_ = quiet; }
     void set_second(bool second) { second_ = second; }
 
  private:
+    friend class LogExchange;
+
     void open_file();
     void write_line(spdlog::details::log_msg const& message, bool flush_it);
     void flush_file();
@@ -140,11 +146,42 @@ class xLog {
     std::string path_;
     int size_;
     std::atomic<bool> debug_;
+    std::atomic<bool> quiet_ = false;
     std::atomic<bool> second_;
     std::chrono::steady_clock::time_point last_open_;
     std::unique_ptr<spdlog::sinks::sink> file_;
     std::unique_ptr<spdlog::sinks::sink> screen_;
     std::thread flusher_;
+};
+
+/// The scope of one exchange with a device, on the thread that makes it. While the log is quiet the lines of type 1 and
+/// 2 in it are held back, and written with their own time as soon as it fails: at the first line of type 3, or at
+/// fail(). Of an exchange that succeeds nothing is written. What is printed as hexadecimal has been asked for, and ends
+/// the silence too.
+class LogExchange {
+ public:
+    LogExchange();
+    ~LogExchange();
+    LogExchange(LogExchange const&) = delete;
+    LogExchange& operator=(LogExchange const&) = delete;
+
+    /// The innermost exchange of this thread, if there is one, has failed, though no line may tell it.
+    static void fail();
+
+ private:
+    friend class xLog;
+    struct Held {
+        std::chrono::system_clock::time_point time;
+        std::string line;
+    };
+
+    static bool holds(xLog& log, LMT type, std::string& line);
+    void let_through(xLog& log);
+
+    static thread_local LogExchange* current_;
+    LogExchange* outer_;
+    bool has_failed_ = false;
+    std::vector<Held> held_;
 };
 
 /// Lines of the process log that belong to no node.

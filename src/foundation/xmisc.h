@@ -30,6 +30,12 @@ class xSystem {
     /// Sets a file's times to now, as the command `touch` does and with the same events for who watches it, but makes
     /// no missing file. False, with errno, if that can't be done.
     static bool Touch(std::string const& path);
+    /// One heap for all threads, in place of one for each: what a thread frees serves the others. Ahead of the first
+    /// thread.
+    static void ShareMemory();
+    /// Gives back what only the start needed: freed heap, and pages of program and libraries, of which the kernel maps
+    /// those again that are used.
+    static void GiveBackMemory();
     /// Virtual and resident memory of this process in KiB; 0 when the kernel doesn't tell.
     static void mem_usage(double& vm, double& resident);
 };

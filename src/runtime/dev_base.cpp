@@ -25,6 +25,7 @@ DevBase::DevBase(IBase* port_object, CBase* node)
 
 void DevBase::Poll(long long now) {
     port->check_for_personal_rs(this);
+    begin_pass();
     if (cfg->all_params) {
         if (!poll_whole(now)) {
             return;
@@ -36,7 +37,7 @@ void DevBase::Poll(long long now) {
             // Between any two parameters, so that a write doesn't wait for the end of a long cycle.
             port->CheckMessage(this);
             auto* param = dynamic_cast<CParam*>(child.get());
-            if (param != nullptr && param->enabled && param->is_due(now)) {
+            if (param != nullptr && param->enabled && param->is_due(now) && !fail_silently(*param, now)) {
                 poll_one(*param, now);
             }
         }
@@ -49,17 +50,47 @@ void DevBase::Poll(long long now) {
 }
 
 void DevBase::poll_one(CParam& param, long long now) {
+    xCommon::LogExchange const exchange;
     param.last_poll = now;
     count_poll();
+    bool ok = false;
     try {
         need_line(cfg->poll_reconnect);
-        if (!poll_or_fail(param)) {
-            count_error();
-        }
+        ok = poll_or_fail(param);
     } catch (std::exception const& e) {
         param.Logf(lmtError, "Poll : исключение при опросе параметра : %s", e.what());
+    }
+    if (!ok) {
         count_error();
     }
+    polled(ok);
+}
+
+void DevBase::begin_pass() {
+    probe_ = fault && cfg->silent_probe ? Probe::wanted : Probe::none;
+    if (port->tran) {
+        port->tran->heard = false;
+    }
+}
+
+void DevBase::polled(bool ok) {
+    if (probe_ == Probe::wanted) {
+        // A refusal is an answer: the other parameters may do better.
+        bool const is_there = ok || (port->tran && port->tran->heard);
+        probe_ = is_there ? Probe::none : Probe::silent;
+    }
+}
+
+bool DevBase::fail_silently(CParam& param, long long now) {
+    if (!is_silent()) {
+        return false;
+    }
+    param.last_poll = now;
+    count_poll();
+    count_error();
+    BaseResult failed;
+    port->publish_result(failed, this, &param);
+    return true;
 }
 
 /// False when the device isn't due.
@@ -113,6 +144,7 @@ void DevBase::count_poll() {
 }
 
 void DevBase::count_error() {
+    xCommon::LogExchange::fail();
     ++port->errors;
     ++errors;
 }

@@ -48,10 +48,20 @@ class DevBase : public IBase {
     /// nothing where the line couldn't be set up for this device. `connects` is for a device that opens the line for
     /// itself as well.
     void need_line(bool connects = false);
+    /// A device with `silent_probe` that has been told as failed is asked for its first due parameter alone, until
+    /// something comes back. At the head of a pass, behind each poll, and instead of a poll: counts and publishes a
+    /// failure without a wait, and gives true, where the device is silent.
+    void begin_pass();
+    void polled(bool ok);
+    bool fail_silently(CParam& param, long long now);
+    bool is_silent() const { return probe_ == Probe::silent; }
     /// poll_param(), or a failed result where the line could not be set up for this device.
     bool poll_or_fail(CParam& param);
 
  private:
+    enum class Probe { none, wanted, silent };
+    Probe probe_ = Probe::none;
+
     void poll_one(CParam& param, long long now);
     bool poll_whole(long long now);
 };

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "config/constants.h"
+#include "foundation/deadline.h"
 #include "foundation/xexception.h"
 #include "foundation/xmisc.h"
 #include "foundation/xsignal.h"
@@ -145,6 +146,9 @@ void PortBase::th_start() {
 void PortBase::th_stop() {
     running = false;
     if (thread) {
+        if (queue) {
+            queue->Wake();
+        }
         cport->Log(lmtTrace, "ожидание завершения потока ...");
         thread->join();
         cport->Log(lmtTrace, "ожидание завершения потока ОК.");
@@ -174,12 +178,45 @@ void PortBase::Worker() {
     xCommon::name_thread("poll", cport->name);
     xCommon::FaultStack const fault_stack;
     while (running) {
-        xCommon::xMisc::delay(worker_delay);
         try {
-            worker_pass();
+            rest();
+            if (running) {
+                worker_pass();
+            }
         } catch (std::exception const& e) {
             cport->Logf(lmtError, "Worker : исключение : %s.", e.what());
         }
+    }
+}
+
+/// A message isn't kept waiting, but the rest has its whole length: passes keep their rhythm.
+void PortBase::rest() {
+    if (!queue) {
+        xCommon::xMisc::delay(worker_delay);
+        return;
+    }
+    xCommon::Deadline const end(worker_delay);
+    while (running && !end.passed()) {
+        if (queue->WaitPush(end.left_ms()) && running && is_connected() && !(tran && tran->is_away())) {
+            serve_at_rest();
+        }
+    }
+}
+
+void PortBase::serve_at_rest() {
+    bool const was_released = line_released && tran && !tran->is_open();
+    open_failed_ = false;
+    DevBase* const first = devices.empty() ? nullptr : devices.front().get();
+    try {
+        CheckMessage(first);
+    } catch (std::exception const& e) {
+        CBase const& node = first == nullptr ? *cport : *first->cfg;
+        node.Logf(lmtError, "исключение при опросе устройства : %s.", e.what());
+        ++errors;
+    }
+    if (was_released && tran->is_open()) {
+        tran->close();
+        line_released = true;
     }
 }
 

@@ -98,7 +98,7 @@ class PortBase : public IBase {
 
     std::unique_ptr<std::thread> thread;
     std::atomic<bool> running = false;
-    int worker_delay = 1000;  ///< ms, pause at the head of each pass
+    int worker_delay = 1000;  ///< ms, rest at the head of each pass, in which messages are served
     std::unique_ptr<xMQ::mqClient> mq;
     bool mq_clean = true;
     int mq_keepalive = 60;  ///< s
@@ -115,6 +115,8 @@ class PortBase : public IBase {
     void proc_connected();
     void make_devices();
     void start_devices();
+    void rest();
+    void serve_at_rest();
     void worker_pass();
     void offer(std::function<bool(DevBase&)> const& message);
 };

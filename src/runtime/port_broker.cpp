@@ -186,6 +186,7 @@ bool PortBase::ProcMessage(std::string& topic, std::string& payload) {
             // In place, also for a device that declines the message behind it: with devices "m_1" and "m_10" that have
             // a parameter of the same name, a write to the second has its scale undone twice. Names that are part of
             // another's are to be avoided in a configuration.
+            xCommon::LogExchange const exchange;
             scale_command(device.get(), topic, payload);
             if (device->ProcMessage(topic, payload)) {
                 return true;
@@ -222,6 +223,7 @@ bool PortBase::check_z2t_message(std::string const& topic, std::string const& pa
 /// Offers something to each device in turn until one takes it. What a device raises ends the message, and the sweep in
 /// which it is served.
 void PortBase::offer(std::function<bool(DevBase&)> const& message) {
+    xCommon::LogExchange const exchange;
     for (auto const& device : devices) {
         if (message(*device)) {
             return;
@@ -273,6 +275,8 @@ void PortBase::show_stat() {
     std::string const line =
         xString::Format("Статистика %s : опросов = %lld : ошибок = %lld [ %0.2f ] : вне диапазона = %lld.", cport->name,
                         polls, errors, rate, out_of_range);
-    cport->Log(lmtInfo, line);
+    if (xCommon::xLog::gv == nullptr || !xCommon::xLog::gv->is_quiet()) {
+        cport->Log(lmtInfo, line);
+    }
     mq_publish(xString::Format(topic_statistics, cport->name), line, 0, false);
 }

@@ -298,6 +298,7 @@ TEST(Root, BrokerAndLogSettings) {
         int port;
         int max_size;
         bool is_debug;
+        bool quiet = false;
     };
     Row const rows[] = {
         {R"({"x": 1})", "127.0.0.1", 1883, 5, false},
@@ -311,6 +312,9 @@ TEST(Root, BrokerAndLogSettings) {
         {R"({"log": {"max_size": 7, "is_debug": true}})", "127.0.0.1", 1883, 7, true},
         {R"({"log": {"is_debug": true}, "log_maxsize": 9})", "127.0.0.1", 1883, 5, true},
         {R"({"log_maxsize": 9, "log_debug": true})", "127.0.0.1", 1883, 9, true},
+        {R"({"log": {"quiet": true}, "log_quiet": false})", "127.0.0.1", 1883, 5, false, true},
+        {R"({"log": {}, "log_quiet": true})", "127.0.0.1", 1883, 5, false},
+        {R"({"log_quiet": true})", "127.0.0.1", 1883, 5, false, true},
         {R"({"log_debug": true})", "127.0.0.1", 1883, 5, false},  // read beside log_maxsize alone
     };
     for (Row const& row : rows) {
@@ -320,6 +324,7 @@ TEST(Root, BrokerAndLogSettings) {
         EXPECT_EQ(config->mqtt.port, row.port) << row.root;
         EXPECT_EQ(config->log.max_size, row.max_size) << row.root;
         EXPECT_EQ(config->log.is_debug, row.is_debug) << row.root;
+        EXPECT_EQ(config->log.quiet, row.quiet) << row.root;
     }
 }
 

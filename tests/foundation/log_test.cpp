@@ -49,6 +49,31 @@ TEST(Log, LineHasTimeLevelNodeAndText) {
     EXPECT_TRUE(std::regex_match(line, form)) << line;
 }
 
+TEST(Log, WhileItIsQuietOnlyExchangesThatFailShow) {
+    LogCapture const log(false);
+    LogItem const node(nullptr, "n");
+    auto const exchange = [&](char const* name, auto outcome) {
+        xCommon::LogExchange const scope;
+        node.Logf(xCommon::lmtInfo, "%s begins", name);
+        node.Logf(xCommon::lmtIgnored, "%s goes on", name);
+        outcome();
+        node.Logf(xCommon::lmtInfo, "%s ends", name);
+    };
+    xLog::gv->set_quiet(true);
+    exchange("good", [] {});
+    exchange("bad", [&] { node.Log(xCommon::lmtError, "error"); });
+    exchange("mute", [] { xCommon::LogExchange::fail(); });
+    exchange("shown", [] { xLog::gv->PrintHex("\x05", 1, "frame"); });
+    node.Log(xCommon::lmtInfo, "outside");
+    xLog::gv->set_debug(true);
+    exchange("traced", [] {});
+    EXPECT_THAT(log.entries(),
+                ElementsAre("[1] [n] bad begins", "[2] [n] bad goes on", "[3] [n] error", "[1] [n] bad ends",
+                            "[1] [n] mute begins", "[2] [n] mute goes on", "[1] [n] mute ends", "[1] [n] shown begins",
+                            "[2] [n] shown goes on", "[1] frame : 05", "[1] [n] shown ends", "[1] [n] outside",
+                            "[1] [n] traced begins", "[2] [n] traced goes on", "[1] [n] traced ends"));
+}
+
 TEST(Log, OnlyTracesDependOnDetail) {
     LogCapture const log(false);
     LogItem const node(nullptr, "node");

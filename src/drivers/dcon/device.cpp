@@ -45,6 +45,7 @@ IBase* dev::create(IBase* port_object, CBase* node) {
 
 void dev::Poll(long long now) {
     port->check_for_personal_rs(this);
+    begin_pass();
     for (auto const& child : cfg->children) {
         // Between any two parameters, so that a write doesn't wait for the end of a long cycle.
         port->CheckMessage(this);
@@ -56,7 +57,7 @@ void dev::Poll(long long now) {
         if (own == nullptr) {
             param->last_poll = now;
             param->Log(lmtError, "параметр не является параметром DCON : опрос пропущен.");
-        } else if (own->read_only) {
+        } else if (own->read_only && !fail_silently(*own, now)) {
             poll_counted(*own, now);
         }
     }
@@ -64,13 +65,16 @@ void dev::Poll(long long now) {
 }
 
 void dev::poll_counted(c_param& param, long long now) {
+    xCommon::LogExchange const exchange;
     param.last_poll = now;
     count_poll();
     try {
         need_line();
-        if (!poll_or_fail(param)) {
+        bool const ok = poll_or_fail(param);
+        if (!ok) {
             count_error();
         }
+        polled(ok);
     } catch (std::exception const& e) {
         // The port's error alone: an exception is no sign that the module is away.
         param.Logf(lmtError, "Poll : исключение при опросе параметра : %s.", e.what());

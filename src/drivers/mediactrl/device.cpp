@@ -66,6 +66,9 @@ void dev::write(c_param* param, std::string const& value) {
     trace_hex(*port->cport, port->buffer, length, "dev_mb_tcp::write : запись");  // the label of old
     // A command that didn't go out is told at the information level, and so are all of this driver's outcomes.
     bool const sent = port->tran->write(port->buffer, length) == static_cast<int>(frame.size());
+    if (!sent) {
+        xCommon::LogExchange::fail();
+    }
     param->Logf(lmtInfo, sent ? "записано новое значение : %s" : "значение %s не записано", value);
 }
 

@@ -1,5 +1,6 @@
 #include "drivers/meter/device.h"
 
+#include "config/process.h"
 #include "drivers/meter/frame.h"
 #include "foundation/xexception.h"
 #include "runtime/exchange.h"
@@ -18,12 +19,14 @@ device::device(IBase* port_object, CBase* node, Family const& family)
 
 void device::Poll(long long now) {
     port->check_for_personal_rs(this);
+    begin_pass();
     for (auto const& child : cfg->children) {
         port->CheckMessage(this);
         auto* const param = dynamic_cast<CParam*>(child.get());
-        if (param == nullptr || !is_due_here(*param, now)) {
+        if (param == nullptr || !is_due_here(*param, now) || fail_silently(*param, now)) {
             continue;
         }
+        xCommon::LogExchange const exchange;
         need_line();
         if (port->line_ready && !ready_link(now)) {
             return;
@@ -53,10 +56,12 @@ void device::poll_counted(CParam& param) {
     ++port->polls;
     polls += own;
     try {
-        if (!poll_or_fail(param)) {
+        bool const ok = poll_or_fail(param);
+        if (!ok) {
             ++port->errors;
             errors += own;
         }
+        polled(ok);
     } catch (std::exception const& e) {
         param.Logf(lmtError, family_.poll_exception, e.what());
         port->errors += family_.counts_exception ? 1 : 0;
@@ -83,7 +88,15 @@ std::span<unsigned char const> device::link_dialogue(xCommon::ByteList const& fr
     std::string const head = step.trace;
     int const length = exchange::load(*port, frame, (head + " : запрос").c_str());
     exchange::send(*port, length);
-    int const got = exchange::receive(*port, 0, step.most, (head + " : ответ").c_str());
+    int got = 0;
+    std::string const label = head + " : ответ";
+    if (step.least == step.most) {
+        // Nothing to look out for: a five-byte reply may well begin with four that look whole.
+        got = exchange::receive(*port, 0, step.most, label.c_str());
+    } else {
+        got = exchange::receive_frame(*port, step.most, is_short_reply);
+        trace_hex(*port->cport, port->buffer, got, label);
+    }
     if (got < step.least) {
         cfg->Logf(lmtError, "%s : ответ не получен.", step.line);
         return {};

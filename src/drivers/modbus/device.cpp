@@ -152,13 +152,16 @@ void device::poll_set(RegisterSet& set, char const* name) {
         return;
     }
     xCommon::global_logf(lmtTrace, "%s registers: start address = %d, count = %d", name, set.start(), set.span());
-    SetCounters const counters = set.poll(port, this);
+    SetCounters const counters = is_silent() ? set.fail(port, this) : set.poll(port, this);
     auto const published = static_cast<long long>(counters.published);
     auto const failed = static_cast<long long>(counters.errors & 0xFFFFU);
     polls += published;
     port->polls += published;
     errors += failed;
     port->errors += failed;
+    if (published > 0) {
+        polled(failed < published);
+    }
 }
 
 void device::take_data(c_param* param, unsigned char const* data, int data_size, int value_size, BaseResult& result) {

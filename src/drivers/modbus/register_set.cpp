@@ -69,6 +69,11 @@ SetCounters RegisterSet::poll(PortBase* port, device* dev) {
     return parse_and_publish(port, dev, data, ok);
 }
 
+SetCounters RegisterSet::fail(PortBase* port, device* dev) {
+    counters_ = {};
+    return publish_errors(port, dev);
+}
+
 /// The value of a parameter; false when its bytes have not all arrived.
 bool RegisterSet::cut_out(c_param const& param, std::vector<unsigned char> const& data, BaseResult& result) const {
     if (is_bit(param)) {
@@ -126,6 +131,7 @@ SetCounters RegisterSet::parse_and_publish(PortBase* port, device* dev, std::vec
         if (!param->is_due(now)) {
             continue;
         }
+        xCommon::LogExchange const exchange;
         param->last_poll = now;
         BaseResult result;
         result.is_crc_ok = true;
@@ -136,6 +142,7 @@ SetCounters RegisterSet::parse_and_publish(PortBase* port, device* dev, std::vec
         } else {
             // The value isn't withdrawn, unlike that of a single read.
             if (is_error_value(*param, data)) {
+                xCommon::LogExchange::fail();
                 ++counters_.errors;
             }
             result.result = dev->check_debounce(param, result.result);

@@ -31,6 +31,8 @@ class RegisterSet {
     void add(c_param* param);
     /// Reads the span and publishes what is due. One failed request fails the whole set for this poll.
     SetCounters poll(PortBase* port, device* dev);
+    /// Counts and publishes a failure of what is due, without a request.
+    SetCounters fail(PortBase* port, device* dev);
     SetCounters parse_and_publish(PortBase* port, device* dev, std::vector<unsigned char> const& data, bool ok);
     SetCounters publish_errors(PortBase* port, device* dev);
 

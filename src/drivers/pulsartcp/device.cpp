@@ -89,6 +89,7 @@ void dev::Poll(long long now) {
         if (param == nullptr || !param->enabled) {
             continue;
         }
+        xCommon::LogExchange const exchange;
         count_poll();
         try {
             if (!poll_param(param)) {

@@ -72,6 +72,9 @@ void dport::Poll(long long now) {
 /// False when the broker has gone. A device that was blocked at the start is polled all the same: only its flag is
 /// cleared, and its polls show in the log what is wrong.
 bool dport::poll_device(cddev& dev, long long now) {
+    bool probes = dev.fault && dev.silent_probe;
+    bool is_silent = false;
+    tran->heard = false;
     for (auto const& child : dev.children) {
         CheckMessage(nullptr);
         if (!is_connected()) {
@@ -80,18 +83,26 @@ bool dport::poll_device(cddev& dev, long long now) {
         auto* const param = dynamic_cast<dparam*>(child.get());
         if (param != nullptr && param->enabled && param->is_due(now)) {
             param->last_poll = now;
-            poll_one(dev, *param);
+            bool const ok = poll_one(dev, *param, is_silent);
+            // Anything that comes back is an answer: the other parameters may do better.
+            is_silent = is_silent || (probes && !ok && !tran->heard);
+            probes = false;
         }
     }
     return true;
 }
 
-void dport::poll_one(cddev& dev, dparam& param) {
+bool dport::poll_one(cddev& dev, dparam& param, bool is_silent) {
+    xCommon::LogExchange const exchange;
     ++polls;
     ++dev.polls;
     bool ok = false;
     try {
-        ok = poll_param(&dev, &param);
+        if (is_silent) {
+            publish_failure(dev, param);
+        } else {
+            ok = poll_param(&dev, &param);
+        }
     } catch (std::exception const& e) {
         param.Logf(lmtError, "ошибка опроса : %s.", e.what());
     }
@@ -99,6 +110,12 @@ void dport::poll_one(cddev& dev, dparam& param) {
         ++errors;
         ++dev.errors;
     }
+    return ok;
+}
+
+void dport::publish_failure(cddev const& dev, dparam const& param) {
+    param.Log(lmtError, "ответ НЕ получен.");
+    mq_publish(xString::Format(topic_meta, dev.name, param.name, topic_meta_error), "r", 0, false);
 }
 
 ByteList dport::wrap(cddev const& dev, ByteList const& data) const {
@@ -125,8 +142,7 @@ bool dport::poll_param(cddev* dev, dparam* param) {
         param->Logf(lmtInfo, "ответ получен : %s.", text);
         mq_publish(xString::Format(topic_value, dev->name, param->name), text, 2, true);
     } else {
-        param->Log(lmtError, "ответ НЕ получен.");
-        mq_publish(xString::Format(topic_meta, dev->name, param->name, topic_meta_error), "r", 0, false);
+        publish_failure(*dev, *param);
     }
     return good;
 }
@@ -135,6 +151,7 @@ void dport::write(cddev* dev, dparam* param, std::string const& value) {
     if (dev == nullptr || param == nullptr || value.empty()) {
         return;
     }
+    xCommon::LogExchange const exchange;
     try {
         ByteList item;
         param->set_data(item, value);

@@ -44,7 +44,8 @@ class dport : public PortBase {
  private:
     void find_meters();
     bool poll_device(cddev& dev, long long now);
-    void poll_one(cddev& dev, dparam& param);
+    bool poll_one(cddev& dev, dparam& param, bool is_silent);
+    void publish_failure(cddev const& dev, dparam const& param);
     void proc_command(std::string const& payload);
     void proc_command_er(std::vector<std::string> const& pieces);
     void clear_meter(cddev& dev);

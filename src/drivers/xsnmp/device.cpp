@@ -154,12 +154,13 @@ void sdev::Poll(long long now) {
     if (!ssn_check()) {
         return;
     }
+    begin_pass();
     for (sparam* const param : params_) {
         if (!sport_->is_connected()) {
             return;
         }
         port->CheckMessage(this);
-        if (param->enabled && param->is_due(now)) {
+        if (param->enabled && param->is_due(now) && !fail_silently(*param, now)) {
             poll_one(*param, now);
         }
     }
@@ -167,12 +168,15 @@ void sdev::Poll(long long now) {
 }
 
 void sdev::poll_one(sparam& param, long long now) {
+    xCommon::LogExchange const exchange;
     param.last_poll = now;
     count_poll();
     try {
-        if (!poll_param(&param)) {
+        bool const ok = poll_param(&param);
+        if (!ok) {
             count_error();
         }
+        polled(ok);
     } catch (std::exception const& e) {
         param.Logf(lmtError, "Poll : исключение при опросе параметра : %s.", e.what());
         ++port->errors;
@@ -190,6 +194,7 @@ bool sdev::poll_param(sparam* param) {
         netsnmp_pdu* answer = nullptr;
         int const status = get_response(*param, answer);
         Pdu const response(answer);
+        port->tran->heard = port->tran->heard || response;
         BaseResult result;
         result.result = parse_result(param, status, response.get());
         std::string const error = ssn_get_error();
