@@ -77,13 +77,16 @@ void format_a_scaled_value(benchmark::State& state) {
 }
 BENCHMARK(format_a_scaled_value);
 
-void convert_by_an_expression(benchmark::State& state) {
-    Sample const sample(R"("value_type": "u16", "converter_read": "value / 10")");
+void convert(benchmark::State& state, char const* expression) {
+    Sample const sample(std::string(R"("value_type": "u16", "converter_read": ")") + expression + "\"");
     for (auto _ : state) {
         benchmark::DoNotOptimize(sample.param().CalculateReadExpression("12345"));
     }
 }
-BENCHMARK(convert_by_an_expression);
+BENCHMARK_CAPTURE(convert, product, "value * 2");
+BENCHMARK_CAPTURE(convert, two_digits, "parseFloat(value).toFixed(2)");
+BENCHMARK_CAPTURE(convert, function, "(function (v) { return v > 100 ? v / 10 : v; })(parseInt(value))");
+BENCHMARK_CAPTURE(convert, variable, "var v = parseInt(value) - 100; v < 0 ? 0 : v");
 
 }  // namespace
 

@@ -1,6 +1,4 @@
-// A libmodbus TCP slave for the load run. Writes one line "pass SECONDS PERIOD" for each pass to standard output: the
-// time from its first to its last request, and from the first request of the pass before to its own first. A pause of
-// 200 ms ends a pass.
+// A libmodbus TCP slave for the load runs. Tells the passes of each connection, see passes.h.
 
 #include <chrono>
 #include <cstdio>
@@ -15,21 +13,13 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "passes.h"
+
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-constexpr int pass_pause_ms = 200;
+constexpr std::chrono::milliseconds pass_pause{200};
+constexpr int look_ms = 50;
 constexpr int image_size = 10000;
-
-double seconds(Clock::duration duration) {
-    return std::chrono::duration<double>(duration).count();
-}
-
-void print_pass(Clock::time_point before, Clock::time_point first, Clock::time_point last) {
-    std::printf("pass %.6f %.6f\n", seconds(last - first), seconds(first - before));
-    std::fflush(stdout);
-}
 
 }  // namespace
 
@@ -47,17 +37,13 @@ int main(int argc, char** argv) {
         std::perror("listen");
         return 1;
     }
+    // The listener stands ahead of the connections, with passes that never begin.
     std::vector<pollfd> sockets{{listener, POLLIN, 0}};
-    bool in_pass = false;
-    Clock::time_point before;
-    Clock::time_point first;
-    Clock::time_point last;
-    for (;;) {
-        if (poll(sockets.data(), sockets.size(), in_pass ? pass_pause_ms : -1) == 0) {
-            print_pass(before, first, last);
-            before = first;
-            in_pass = false;
-            continue;
+    std::vector<Passes> passes{{pass_pause, 0}};
+    for (int accepted = 0;;) {
+        poll(sockets.data(), sockets.size(), look_ms);
+        for (Passes& line : passes) {
+            line.tell_end();
         }
         for (size_t index = sockets.size(); index-- > 1;) {
             if (sockets[index].revents == 0) {
@@ -68,12 +54,11 @@ int main(int argc, char** argv) {
             int const length = modbus_receive(slave.get(), request);
             if (length > 0) {
                 modbus_reply(slave.get(), request, length, image.get());
-                last = Clock::now();
-                first = in_pass ? first : last;
-                in_pass = true;
+                passes[index].note_request();
             } else if (length < 0) {
                 close(sockets[index].fd);
                 sockets.erase(sockets.begin() + static_cast<std::ptrdiff_t>(index));
+                passes.erase(passes.begin() + static_cast<std::ptrdiff_t>(index));
             }
         }
         if ((sockets[0].revents & POLLIN) != 0) {
@@ -81,6 +66,7 @@ int main(int argc, char** argv) {
             int const on = 1;
             setsockopt(peer, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
             sockets.push_back({peer, POLLIN, 0});
+            passes.emplace_back(pass_pause, ++accepted);
         }
     }
 }
