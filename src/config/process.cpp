@@ -22,6 +22,7 @@ int touch_configuration() {
 
 void trace_hex(xCommon::LogItem const& port, void const* data, int length, std::string const& title) {
     if (PH::IsPrintHex && xCommon::xLog::gv != nullptr) {
+        xCommon::LogExchange::fail();  // frames have been asked for: with all that belongs to them
         xCommon::xLog::gv->PrintHex(data, length, title, &port.name);
     }
 }

@@ -52,7 +52,8 @@ class dukMemory {
     }
 
     void seal() {
-        copy_.assign(image_.get(), image_.get() + top_);
+        // The last piece may reach a little beyond its granules.
+        copy_.assign(image_.get(), image_.get() + std::min(top_ + granule, image_size));
         used_by_image_ = used_;
     }
     void restore() {
@@ -83,12 +84,13 @@ class dukMemory {
     static constexpr size_t free_lists = 256;
 
     /// Every piece has its size ahead of it.
-    struct alignas(granule) Later {
+    struct alignas(std::max_align_t) Later {
         Later* before;
         Later* after;
         size_t unused;
         size_t size;
     };
+    static_assert(sizeof(Later) == offsetof(Later, size) + sizeof(size_t));
 
     static size_t& size_of(void* piece) { return static_cast<size_t*>(piece)[-1]; }
     static size_t granules(size_t size) { return (sizeof(size_t) + size + granule - 1) / granule; }
@@ -251,7 +253,9 @@ std::string dukEngine::evaluate(Params const& params, std::string const& express
     memory_->begin();
     Compiled const& known = compiled(expression);
     Job job{params, known.code};
-    return run(xCommon::evaluate, &job, known.is_plain);
+    // Other names would stay bound.
+    bool const is_usual = params.size() == 1 && params.front().first == "value";
+    return run(xCommon::evaluate, &job, known.is_plain && is_usual);
 }
 
 dukEngine::Compiled const& dukEngine::compiled(std::string const& expression) {

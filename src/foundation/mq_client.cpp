@@ -309,10 +309,11 @@ void mqClient::acknowledged(int id) {
             last_progress_ = Clock::now();
         }
         waiting_.erase(entry);
-        if (waiting_.size() < stall_count) {
+        size_t const under_way = waiting_.size() + outbox_.size();
+        if (under_way < stall_count) {
             stall_logged_ = false;
         }
-        if (waiting_.size() + 1 != waiting_limit) {
+        if (under_way + 1 != waiting_limit) {
             return;
         }
     }
@@ -371,20 +372,19 @@ bool mqClient::publish(std::string const& topic, std::string const& payload, int
         global_logf(lmtError, "MQTT : публикация в топик '%s' невозможна : %s", topic, mosquitto_strerror(code));
         return false;
     }
-    Outgoing message{topic, payload, qos, retain};
     {
         std::unique_lock lock(mutex_);
         if (!has_room(lock)) {
             return false;
         }
         if (is_awake_) {
-            outbox_.push_back(std::move(message));
+            outbox_.push_back({topic, payload, qos, retain});
             return true;
         }
         is_awake_ = true;
     }
     std::lock_guard const lock(client_lock_);
-    bool const is_sent = get_bool(connected) && send(message);
+    bool const is_sent = get_bool(connected) && send(topic, payload, qos, retain);
     if (!is_sent) {
         std::lock_guard const state_lock(mutex_);
         is_awake_ = false;
@@ -393,15 +393,13 @@ bool mqClient::publish(std::string const& topic, std::string const& payload, int
 }
 
 /// Under `client_lock_`.
-bool mqClient::send(Outgoing const& message) {
+bool mqClient::send(std::string const& topic, std::string const& payload, int qos, bool retain) {
     int id = 0;
-    int const code =
-        mosquitto_publish(client_.get(), &id, message.topic.c_str(), static_cast<int>(message.payload.size()),
-                          message.payload.data(), message.qos, message.retain);
+    int const code = mosquitto_publish(client_.get(), &id, topic.c_str(), static_cast<int>(payload.size()),
+                                       payload.data(), qos, retain);
     if (code != MOSQ_ERR_SUCCESS) {
         if (code != MOSQ_ERR_NO_CONN && code != MOSQ_ERR_CONN_LOST) {
-            global_logf(lmtError, "MQTT : публикация в топик '%s' невозможна : %s", message.topic,
-                        mosquitto_strerror(code));
+            global_logf(lmtError, "MQTT : публикация в топик '%s' невозможна : %s", topic, mosquitto_strerror(code));
         }
         return false;
     }
@@ -410,7 +408,7 @@ bool mqClient::send(Outgoing const& message) {
         if (waiting_.empty()) {
             last_progress_ = Clock::now();
         }
-        waiting_[id] = message.qos;
+        waiting_[id] = qos;
     }
     return true;
 }
@@ -446,8 +444,11 @@ int mqClient::round() {
         }
     }
     code = mosquitto_loop_write(client_.get(), 1);
+    if (code != MOSQ_ERR_SUCCESS) {
+        return code;  // the library has closed the socket
+    }
     set_cork(fd, 0);
-    return code == MOSQ_ERR_SUCCESS ? mosquitto_loop_misc(client_.get()) : code;
+    return mosquitto_loop_misc(client_.get());
 }
 
 /// Hands over so many that `most` are under way, and gives their number. The library takes several times the memory for
@@ -463,7 +464,7 @@ size_t mqClient::send_outbox(size_t most) {
         outbox_.erase(outbox_.begin(), end);
     }
     for (Outgoing const& message : messages) {
-        send(message);
+        send(message.topic, message.payload, message.qos, message.retain);
     }
     return messages.size();
 }

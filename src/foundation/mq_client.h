@@ -43,22 +43,22 @@ class mqClient {
  public:
     /// `identity` is cut at 23 bytes, the limit of MQTT 3.1; a torn UTF-8 character at the cut and trailing NULs go.
     mqClient(bool clean_session, xCommon::SyncVector* queue, std::string const& identity, int keep_alive_s);
-    ~mqClient();
+    virtual ~mqClient();
     mqClient(mqClient const&) = delete;
     mqClient& operator=(mqClient const&) = delete;
 
     /// Starts the connection and the network thread and doesn't wait for the broker. False only when the thread runs
     /// already. With `quiet` a failed attempt is left for the caller to tell of.
-    bool connect(std::string const& host, int port, bool quiet = false);
+    virtual bool connect(std::string const& host, int port, bool quiet = false);
     /// Ends the connection and the thread.
-    void disconnect();
+    virtual void disconnect();
     /// Hands one message over to be sent. False while there is no connection, when the broker has stalled (see below),
     /// or when the topic can't be published on, which is logged. The first message of a burst wakes the network thread,
     /// the others go out with its next rounds, some milliseconds later at most.
-    bool publish(std::string const& topic, std::string const& payload, int qos, bool retain);
+    virtual bool publish(std::string const& topic, std::string const& payload, int qos, bool retain);
     /// Subscribes all items; one that the protocol forbids is logged and left out. False then, and while there is no
     /// connection.
-    bool subscribe(std::vector<subsItem> const& items);
+    virtual bool subscribe(std::vector<subsItem> const& items);
     /// Tries again, with all that a subscribe() of this connection has failed for although the connection stood.
     /// Cheap when there is nothing; to be called once a pass.
     void resubscribe();
@@ -104,7 +104,7 @@ class mqClient {
         int qos;
         bool retain;
     };
-    bool send(Outgoing const& message);
+    bool send(std::string const& topic, std::string const& payload, int qos, bool retain);
     size_t send_outbox(size_t most);
     bool is_under_way();
     int round();

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <utility>
+#include <cstring>
 #include <vector>
 
 #include <fcntl.h>
@@ -88,7 +88,6 @@ bool wsock::Open() {
         }
     }
     connected = fd_ >= 0;
-    filled_ = false;
     return connected;
 }
 
@@ -97,6 +96,7 @@ void wsock::Close() {
         close(fd_);
         fd_ = -1;
     }
+    ahead_ = {};
     connected = false;
 }
 
@@ -107,27 +107,25 @@ int wsock::receive(void* buffer, int count, int wait_ms) {
     if (count <= 0) {
         return 0;
     }
-    // Behind a read that was filled the rest is mostly there already: it is asked for without a wait ahead.
-    ssize_t got = -1;
-    bool const at_once = std::exchange(filled_, false);
-    if (at_once) {
-        got = recv(fd_, buffer, static_cast<size_t>(count), 0);
-    }
-    if (!at_once || (got < 0 && errno == EAGAIN)) {
+    if (ahead_.empty()) {
         if (!wait_for(fd_, POLLIN, wait_ms)) {
             return 0;
         }
-        got = recv(fd_, buffer, static_cast<size_t>(count), 0);
+        ssize_t const got = recv(fd_, piece_.data(), piece_.size(), 0);
+        if (got <= 0) {
+            if (got < 0 && (errno == EAGAIN || errno == EINTR)) {
+                return 0;
+            }
+            connected = false;
+            return -1;
+        }
+        ahead_ = std::span(piece_).first(static_cast<size_t>(got));
     }
-    if (got > 0) {
-        filled_ = got == count;
-        return static_cast<int>(got);
-    }
-    if (got < 0 && (errno == EAGAIN || errno == EINTR)) {
-        return 0;
-    }
-    connected = false;
-    return -1;
+    // The head of an answer and its rest mostly come together, and are asked for one after the other.
+    size_t const taken = std::min(ahead_.size(), static_cast<size_t>(count));
+    std::memcpy(buffer, ahead_.data(), taken);
+    ahead_ = ahead_.subspan(taken);
+    return static_cast<int>(taken);
 }
 
 int wsock::Recv(void* buffer, int count) {
@@ -152,7 +150,6 @@ int wsock::Send(void const* buffer, int count) {
         return -1;
     }
     Deadline const deadline(send_timeout_ms_);
-    filled_ = false;
     int sent = 0;
     while (sent < count) {
         ssize_t const piece = send(fd_, static_cast<unsigned char const*>(buffer) + sent,

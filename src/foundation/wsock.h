@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <span>
 #include <string>
 
 namespace xsock {
@@ -40,8 +42,9 @@ class wsock {
     int read_timeout_ms_;
     int send_timeout_ms_;
     int fd_ = -1;
-    /// The last read got all that it asked for.
-    bool filled_ = false;
+    /// What has arrived with the last piece and hasn't been asked for yet.
+    std::array<unsigned char, 2048> piece_;
+    std::span<unsigned char const> ahead_;
 };
 
 }  // namespace xsock

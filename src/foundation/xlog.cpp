@@ -131,7 +131,6 @@ void xLog::PrintHex(void const* data, int length, std::string const& title, std:
         text.push_back(digits[bytes[index] >> 4U]);
         text.push_back(digits[bytes[index] & 0x0FU]);
     }
-    LogExchange::fail();
     write(lmtInfo, node, text);
 }
 
@@ -163,11 +162,14 @@ void xLog::set_max_size(int size) {
 
 thread_local LogExchange* LogExchange::current_ = nullptr;
 
-LogExchange::LogExchange() : outer_(current_) {
+LogExchange::LogExchange() : outer_(current_), exceptions_(std::uncaught_exceptions()) {
     current_ = this;
 }
 
 LogExchange::~LogExchange() {
+    if (std::uncaught_exceptions() > exceptions_) {
+        fail();
+    }
     current_ = outer_;
 }
 

@@ -156,8 +156,7 @@ class xLog {
 
 /// The scope of one exchange with a device, on the thread that makes it. While the log is quiet the lines of type 1 and
 /// 2 in it are held back, and written with their own time as soon as it fails: at the first line of type 3, or at
-/// fail(). Of an exchange that succeeds nothing is written. What is printed as hexadecimal has been asked for, and ends
-/// the silence too.
+/// fail(), or when an exception ends the scope. Of an exchange that succeeds nothing is written.
 class LogExchange {
  public:
     LogExchange();
@@ -180,6 +179,7 @@ class LogExchange {
 
     static thread_local LogExchange* current_;
     LogExchange* outer_;
+    int exceptions_;
     bool has_failed_ = false;
     std::vector<Held> held_;
 };

@@ -1,8 +1,6 @@
 #include "foundation/xmisc.h"
 
-#include <cerrno>
 #include <cmath>
-#include <ctime>
 
 #include <pthread.h>
 
@@ -14,15 +12,6 @@ void name_thread(char const* role, std::string const& owner) {
     constexpr size_t kernel_limit = 15;
     std::string const name = owner.empty() ? std::string(role) : std::string(role) + ":" + owner;
     pthread_setname_np(pthread_self(), xString::CutUtf8(name, kernel_limit).c_str());
-}
-
-void xMisc::delay(int milliseconds) {
-    if (milliseconds <= 0) {
-        return;
-    }
-    timespec left{milliseconds / 1000, (milliseconds % 1000) * 1000000L};
-    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
-    }
 }
 
 float xMisc::round(float value, float scale, int precision) {

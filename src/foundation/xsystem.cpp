@@ -80,7 +80,9 @@ void xSystem::GiveBackMemory() {
             begin = from;
             end = to;
             is_file = access[1] == '-' && std::strchr(line.data(), '/') != nullptr;
-        } else if (std::sscanf(line.data(), "Anonymous: %lu", &own) == 1 && is_file && own == 0) {
+        } else if (std::sscanf(line.data(), "Anonymous: %lu", &own) == 1) {
+            is_file = is_file && own == 0;
+        } else if (std::sscanf(line.data(), "Swap: %lu", &own) == 1 && is_file && own == 0) {
             // Nothing in it differs from the file: not so where the linker has filled in addresses.
             madvise(reinterpret_cast<void*>(begin), end - begin, MADV_DONTNEED);
         }

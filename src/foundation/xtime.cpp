@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <chrono>
 #include <ctime>
 
@@ -29,6 +30,15 @@ long long xtime::mono() {
 
 std::chrono::steady_clock::time_point xtime::steady() {
     return std::chrono::steady_clock::now();
+}
+
+void xMisc::delay(int milliseconds) {
+    if (milliseconds <= 0) {
+        return;
+    }
+    timespec left{milliseconds / 1000, (milliseconds % 1000) * 1000000L};
+    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
 }
 
 }  // namespace xCommon

@@ -68,6 +68,10 @@ void DevBase::poll_one(CParam& param, long long now) {
 
 void DevBase::begin_pass() {
     probe_ = fault && cfg->silent_probe ? Probe::wanted : Probe::none;
+}
+
+void DevBase::begin_poll() {
+    // A command to another device may have been answered since the last poll.
     if (port->tran) {
         port->tran->heard = false;
     }
@@ -83,6 +87,7 @@ void DevBase::polled(bool ok) {
 
 bool DevBase::fail_silently(CParam& param, long long now) {
     if (!is_silent()) {
+        begin_poll();
         return false;
     }
     param.last_poll = now;

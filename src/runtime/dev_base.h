@@ -52,6 +52,7 @@ class DevBase : public IBase {
     /// something comes back. At the head of a pass, behind each poll, and instead of a poll: counts and publishes a
     /// failure without a wait, and gives true, where the device is silent.
     void begin_pass();
+    void begin_poll();
     void polled(bool ok);
     bool fail_silently(CParam& param, long long now);
     bool is_silent() const { return probe_ == Probe::silent; }

@@ -32,7 +32,8 @@ constexpr long long absence_line_s = 60;
 
 }  // namespace
 
-PortBase::PortBase(IBase* parent_object, CPort* node) : IBase(parent_object, node), cport(node) {
+PortBase::PortBase(IBase* parent_object, CPort* node)
+    : IBase(parent_object, node), cport(node), host_(dynamic_cast<PortHost*>(parent_object)) {
     if (cport == nullptr) {
         throw xException("PBase::ctor : не указан аргумент 'cport'.");
     }
@@ -63,7 +64,9 @@ IBase* PortBase::create(IBase* parent, CBase* node) {
 }
 
 void PortBase::make_transport() {
-    if (cport->type_has("rs")) {
+    if (host_ != nullptr) {
+        tran = host_->make_line(*cport);
+    } else if (cport->type_has("rs")) {
         tran = std::make_unique<rsTran>(cport);
     } else if (cport->type_has("tcp")) {
         tran = std::make_unique<tcpTran>(cport);
@@ -139,6 +142,9 @@ void PortBase::start_devices() {
 
 void PortBase::th_start() {
     th_stop();
+    if (host_ != nullptr) {
+        return;
+    }
     running = true;
     thread = std::make_unique<std::thread>(&PortBase::Worker, this);
 }
@@ -181,7 +187,7 @@ void PortBase::Worker() {
         try {
             rest();
             if (running) {
-                worker_pass();
+                pass();
             }
         } catch (std::exception const& e) {
             cport->Logf(lmtError, "Worker : исключение : %s.", e.what());
@@ -213,6 +219,7 @@ void PortBase::serve_at_rest() {
         CBase const& node = first == nullptr ? *cport : *first->cfg;
         node.Logf(lmtError, "исключение при опросе устройства : %s.", e.what());
         ++errors;
+        queue->Wake();  // for what waits behind it
     }
     if (was_released && tran->is_open()) {
         tran->close();
@@ -220,7 +227,7 @@ void PortBase::serve_at_rest() {
     }
 }
 
-void PortBase::worker_pass() {
+void PortBase::pass() {
     long long const now = xCommon::xtime::time();
     if (mq == nullptr) {
         return;

@@ -13,6 +13,7 @@
 #include "foundation/sync_vector.h"
 #include "runtime/dev_base.h"
 #include "runtime/ibase.h"
+#include "runtime/port_host.h"
 #include "transport/itran.h"
 
 /// Run-time object of one port: owns the transport, the broker client and the devices, and runs the one worker thread
@@ -44,6 +45,8 @@ class PortBase : public IBase {
     /// Adds the correction to a value. Not part of the ordinary path of a write: drivers may call it.
     virtual void correction_command(DevBase* dev, std::string const& topic, std::string& value);
 
+    /// One pass of the worker: what is due is polled, messages are served. For a port with a PortHost.
+    void pass();
     void th_start();
     void th_stop();
     /// Sets the serial line up for a device. Where its personal settings can't be opened, the port's own come back
@@ -109,6 +112,8 @@ class PortBase : public IBase {
     /// The line was tried in this device's sweep and didn't open.
     bool open_failed_ = false;
 
+    PortHost* host_;
+
     bool reopen_with_own_settings();
     /// Serves the entries of type 0 alone: subscriptions don't wait for a line, messages do.
     void serve_connections();
@@ -117,6 +122,5 @@ class PortBase : public IBase {
     void start_devices();
     void rest();
     void serve_at_rest();
-    void worker_pass();
     void offer(std::function<bool(DevBase&)> const& message);
 };

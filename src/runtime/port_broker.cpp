@@ -33,7 +33,8 @@ bool PortBase::mq_start() {
         identity += piece;
     }
     try {
-        mq = std::make_unique<xMQ::mqClient>(mq_clean, queue.get(), identity, mq_keepalive);
+        mq = host_ != nullptr ? host_->make_client(*queue, identity)
+                              : std::make_unique<xMQ::mqClient>(mq_clean, queue.get(), identity, mq_keepalive);
     } catch (std::bad_alloc const&) {
         throw xException("PBase:mq_start : не хватило памяти на mqClient.");
     }
@@ -78,7 +79,7 @@ bool PortBase::is_connected() const {
 }
 
 bool PortBase::mq_publish(std::string const& topic, std::string const& payload, int qos, bool retain) {
-    return is_connected() && mq->publish(topic, payload, qos, retain);
+    return mq && mq->publish(topic, payload, qos, retain);
 }
 
 bool PortBase::mq_subscribe(std::vector<xMQ::subsItem> const& items) {

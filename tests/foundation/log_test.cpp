@@ -63,14 +63,14 @@ TEST(Log, WhileItIsQuietOnlyExchangesThatFailShow) {
     exchange("good", [] {});
     exchange("bad", [&] { node.Log(xCommon::lmtError, "error"); });
     exchange("mute", [] { xCommon::LogExchange::fail(); });
-    exchange("shown", [] { xLog::gv->PrintHex("\x05", 1, "frame"); });
+    EXPECT_THROW(exchange("raising", [] { throw 1; }), int);
     node.Log(xCommon::lmtInfo, "outside");
     xLog::gv->set_debug(true);
     exchange("traced", [] {});
     EXPECT_THAT(log.entries(),
                 ElementsAre("[1] [n] bad begins", "[2] [n] bad goes on", "[3] [n] error", "[1] [n] bad ends",
-                            "[1] [n] mute begins", "[2] [n] mute goes on", "[1] [n] mute ends", "[1] [n] shown begins",
-                            "[2] [n] shown goes on", "[1] frame : 05", "[1] [n] shown ends", "[1] [n] outside",
+                            "[1] [n] mute begins", "[2] [n] mute goes on", "[1] [n] mute ends",
+                            "[1] [n] raising begins", "[2] [n] raising goes on", "[1] [n] outside",
                             "[1] [n] traced begins", "[2] [n] traced goes on", "[1] [n] traced ends"));
 }
 

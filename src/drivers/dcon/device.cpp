@@ -201,6 +201,7 @@ void dev::write(c_param* param, std::string const& value) {
     ByteList frame;
     pdu::get_write_cmd(frame, param, value);
     if (frame.empty() || !send(*param, frame, "write : запрос : %s")) {
+        xCommon::LogExchange::fail();
         return;
     }
     int const size = pdu::head_size + config_->crc_size + end_size;

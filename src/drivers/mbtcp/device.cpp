@@ -74,6 +74,7 @@ void dev::write(c_param* param, std::string value, bholding::bitem const* item) 
     pdu::write(frame, slave_address(), param, value);
     int const length = exchange::load(*port, frame, "dev_mb_tcp::write : запрос");
     if (exchange::send(*port, length) != length) {
+        xCommon::LogExchange::fail();
         return;
     }
     int const head = exchange::receive(*port, 0, pdu::mbap_size, "dev_mb_tcp::write : заголовок ответа");

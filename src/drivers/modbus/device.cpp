@@ -152,6 +152,7 @@ void device::poll_set(RegisterSet& set, char const* name) {
         return;
     }
     xCommon::global_logf(lmtTrace, "%s registers: start address = %d, count = %d", name, set.start(), set.span());
+    begin_poll();
     SetCounters const counters = is_silent() ? set.fail(port, this) : set.poll(port, this);
     auto const published = static_cast<long long>(counters.published);
     auto const failed = static_cast<long long>(counters.errors & 0xFFFFU);
@@ -159,9 +160,7 @@ void device::poll_set(RegisterSet& set, char const* name) {
     port->polls += published;
     errors += failed;
     port->errors += failed;
-    if (published > 0) {
-        polled(failed < published);
-    }
+    polled(failed < published);
 }
 
 void device::take_data(c_param* param, unsigned char const* data, int data_size, int value_size, BaseResult& result) {
@@ -201,6 +200,7 @@ bool device::to_register_value(c_param& param, std::string& value, bholding::bit
         param.Logf(lmtInfo, "запись бита в : %s.", item->name);
         value = prepare_to_write_bit(&param, value, item);
         if (value.empty()) {
+            xCommon::LogExchange::fail();
             return false;
         }
     }

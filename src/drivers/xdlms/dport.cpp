@@ -74,7 +74,6 @@ void dport::Poll(long long now) {
 bool dport::poll_device(cddev& dev, long long now) {
     bool probes = dev.fault && dev.silent_probe;
     bool is_silent = false;
-    tran->heard = false;
     for (auto const& child : dev.children) {
         CheckMessage(nullptr);
         if (!is_connected()) {
@@ -83,6 +82,7 @@ bool dport::poll_device(cddev& dev, long long now) {
         auto* const param = dynamic_cast<dparam*>(child.get());
         if (param != nullptr && param->enabled && param->is_due(now)) {
             param->last_poll = now;
+            tran->heard = false;
             bool const ok = poll_one(dev, *param, is_silent);
             // Anything that comes back is an answer: the other parameters may do better.
             is_silent = is_silent || (probes && !ok && !tran->heard);
@@ -272,6 +272,7 @@ void dport::proc_command_er(std::vector<std::string> const& pieces) {
 }
 
 void dport::clear_meter(cddev& dev) {
+    xCommon::LogExchange const exchange;
     try {
         ByteList data;
         pdu::action(data, cad(9, "0.0.10.0.0.255", 1));
