@@ -1,12 +1,9 @@
 #include <chrono>
 #include <filesystem>
 #include <memory>
-#include <sstream>
 #include <string>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <json/reader.h>
 
 #include "config/config.h"
 #include "config/process.h"
@@ -15,11 +12,8 @@
 #include "runtime/port_base.h"
 #include "support/driver_rig.h"
 #include "support/log_capture.h"
+#include "support/sample_config.h"
 #include "support/temp_folder.h"
-#include "support/test_clock.h"
-
-using testing::ElementsAre;
-using testing::HasSubstr;
 
 namespace {
 
@@ -28,11 +22,9 @@ namespace {
 class Slave {
  public:
     explicit Slave(std::string const& param_keys) {
-        Json::Value root;
-        std::istringstream(R"({"ports": [{"name": "p", "type": "base.null", "devices": [
+        Json::Value root = sample::json(R"({"ports": [{"name": "p", "type": "base.null", "devices": [
             {"name": "d", "type": "mb-rtu", "sid": 17, "params": [{"name": "u", "reg_addr": 1)" +
-                           (param_keys.empty() ? "" : ", " + param_keys) + "}]}]}]}") >>
-            root;
+                                        (param_keys.empty() ? "" : ", " + param_keys) + "}]}]}]}");
         config_.reset(Config::Load(root));
         port_ = std::make_unique<PortBase>(nullptr, dynamic_cast<CPort*>(config_->ports.children.at(0).get()));
     }
@@ -45,107 +37,7 @@ class Slave {
     std::unique_ptr<PortBase> port_;
 };
 
-class MbRtuDebounce : public testing::Test {
- protected:
-    ~MbRtuDebounce() override { test_clock::reset(); }
-
-    /// One reading; what may be published, or "-" where it is held back.
-    std::string reading(std::string const& value) {
-        std::string const given = slave_.dev().check_debounce(&slave_.param(), value);
-        EXPECT_EQ(given.empty(), slave_.param().in_debounce) << value;
-        return given.empty() ? "-" : given;
-    }
-
-    // Long enough that real seconds, which go on passing, don't matter.
-    Slave slave_{R"("value_type": "u16", "debounce": 1000)"};
-};
-
 }  // namespace
-
-TEST_F(MbRtuDebounce, FirstReadingIsHeldBackAndAStableOnePublished) {
-    EXPECT_EQ(reading("0"), "-");
-    EXPECT_EQ(reading("0"), "0");
-    EXPECT_EQ(reading("0"), "0");
-}
-
-TEST_F(MbRtuDebounce, NewValueComesThroughWhenTheTimerEnds) {
-    reading("0");
-    reading("0");
-    EXPECT_EQ(reading("1"), "-");
-    test_clock::advance(900);
-    EXPECT_EQ(reading("1"), "-");
-    test_clock::advance(100);  // to the second
-    EXPECT_EQ(reading("1"), "1");
-    EXPECT_EQ(reading("1"), "1");
-    EXPECT_EQ(reading("0"), "-");  // the next change begins anew
-}
-
-TEST_F(MbRtuDebounce, OldValueInBetweenEndsTheTimer) {
-    reading("0");
-    reading("0");
-    EXPECT_EQ(reading("1"), "-");
-    test_clock::advance(900);
-    EXPECT_EQ(reading("0"), "0");
-    test_clock::advance(900);
-    EXPECT_EQ(reading("1"), "-");  // would have run out had the first change still counted
-    test_clock::advance(900);
-    EXPECT_EQ(reading("1"), "-");
-}
-
-TEST_F(MbRtuDebounce, ValuePresentWhenTheTimerEndsWins) {
-    reading("0");
-    reading("0");
-    EXPECT_EQ(reading("1"), "-");
-    test_clock::advance(500);
-    EXPECT_EQ(reading("2"), "-");
-    test_clock::advance(500);
-    EXPECT_EQ(reading("3"), "3");
-    EXPECT_EQ(reading("3"), "3");
-}
-
-TEST_F(MbRtuDebounce, ClockSetBackEndsTheTimer) {
-    reading("0");
-    EXPECT_EQ(reading("1"), "-");
-    test_clock::advance(-5000);
-    EXPECT_EQ(reading("1"), "1");
-}
-
-TEST_F(MbRtuDebounce, TellsWhatItDoesInTraces) {
-    LogCapture log;
-    reading("0");
-    EXPECT_THAT(log.entries(), ElementsAre("[4] [u] debounce = 1000 : db_value =  : value = 0.",
-                                           "[4] [u] debounce : записанное значение пустое."));
-    log.clear();
-    reading("0");
-    EXPECT_THAT(log.entries(),
-                ElementsAre("[4] [u] debounce = 1000 : db_value = 0 : value = 0.",
-                            "[4] [u] debounce : записанное значение не пустое.",
-                            "[4] [u] debounce : записанное значение совпало с полученным : 0 = 0.\nКонтроль дребезга "
-                            "прекращается."));
-    log.clear();
-    reading("1");
-    EXPECT_THAT(log.entries(),
-                ElementsAre("[4] [u] debounce = 1000 : db_value = 0 : value = 1.",
-                            "[4] [u] debounce : записанное значение не пустое.", "[4] [u] debounce : дребезг.",
-                            "[4] [u] debounce : начало контроля дребезга."));
-    log.clear();
-    reading("1");
-    EXPECT_THAT(log.entries().back(),
-                testing::MatchesRegex(
-                    R"(\[4\] \[u\] debounce : до конца контроля дребезга осталось (1000|9[0-9][0-9]) секунд\.)"));
-    test_clock::advance(1000);
-    reading("1");
-    // As it stands, without a line break and without the value.
-    EXPECT_EQ(log.entries().back(), "[4] [u] debounce : истек таймер контроля дребезга./nВозвращаем : s");
-}
-
-TEST(MbRtuDevice, WithoutDebounceNothingIsHeldBack) {
-    Slave slave("");
-    EXPECT_EQ(slave.dev().check_debounce(&slave.param(), "0"), "0");
-    EXPECT_EQ(slave.dev().check_debounce(&slave.param(), "1"), "1");
-    EXPECT_EQ(slave.dev().check_debounce(&slave.param(), ""), "");
-    EXPECT_FALSE(slave.param().in_debounce);
-}
 
 TEST(MbRtuDevice, OfAnAnswerCutShortOnlyItsHeaderIsTraced) {
     struct Row {

@@ -28,8 +28,9 @@ constexpr char value[] = R"({"name": "v", "command": 8, "param": 17, "value_type
 /// Meter 5. What the line holds when the driver has written nothing is its opening reply.
 class Set4tm : public DriverRig {
  public:
-    explicit Set4tm(std::string const& opening = "05 08 00 66 01", std::string const& params = value)
-        : DriverRig(R"({"name": "m", "type": "set-4tm", "sid": 5, "poll_interval": 0, "params": [)" + params + "]}") {
+    explicit Set4tm(std::string const& opening = "05 08 00 66 01")
+        : DriverRig(std::string(R"({"name": "m", "type": "set-4tm", "sid": 5, "poll_interval": 0, "params": [)") +
+                    value + "]}") {
         line().script.on("", opening).on(close_request, close_request).on(ask, answer);
     }
 
@@ -116,60 +117,6 @@ TEST(Set4tmDevice, OpeningAndClosing) {
         EXPECT_EQ(log.entries(), row.stop_lines);
         EXPECT_THAT(rig.line().sent, ElementsAre("", close_request));
     }
-}
-
-TEST(Set4tmDevice, ReadsThatFailAndTheOneThatCountsAsGood) {
-    struct Row {
-        char const* reply;
-        bool good;
-        std::vector<std::string> lines;
-    };
-    std::string const no_head = "[3] [v] операция НЕ выполнена : timeout.";
-    std::string const torn = "[3] [v] ответ НЕ получен : timeout.";
-    std::string const crc = "[3] [v] ответ НЕ получен : не совпали CRC.";
-    std::string const other = "[3] [v] операция НЕ выполнена : не совпали SlaveId.";
-    Row const rows[] = {
-        {answer, true, {}},
-        {"05 01 00 00 51 28", true, {}},
-        {"", false, {no_head, torn}},
-        {"05 01 00", false, {no_head, torn}},
-        {"05 01 00 02 12 34 91", false, {torn}},
-        {"05 01 00 02 12 34 39 91", false, {crc}},
-        {"06 01 00 02 12 34 91 0A", false, {other, crc}},
-        {"06 01 00 02 12", false, {other, torn}},
-        // A refusal isn't told yet: what follows is taken for its CRC.
-        {"05 81 08 00 57 FF", false, {crc}},
-        {"05 81 08 00 57", false, {torn}},
-    };
-    for (Row const& row : rows) {
-        SCOPED_TRACE(row.reply);
-        Set4tm rig;
-        rig.line().script.on(ask, row.reply);
-        rig.meter().Start();
-        LogCapture const log(false);
-        rig.meter().Poll(1000000);
-        EXPECT_THAT(rig.published(), ElementsAre(row.good ? "v=" : "v!")) << "never a value";
-        EXPECT_EQ(rig.port().polls, 1);
-        EXPECT_EQ(rig.port().errors, row.good ? 0 : 1);
-        EXPECT_EQ(rig.meter().polls + rig.meter().errors, 0) << "only the port counts";
-        EXPECT_FALSE(rig.meter().fault);
-        EXPECT_TRUE(rig.meter().opened);
-        std::vector<std::string> lines = {"[1] [v] начало опроса."};
-        lines.insert(lines.end(), row.lines.begin(), row.lines.end());
-        EXPECT_EQ(log.entries(), lines);
-    }
-}
-
-TEST(Set4tmDevice, ASilentMeterIsNeverAsked) {
-    Set4tm rig("", std::string(R"({"name": "foreign", "type": "mb-rtu", "reg_addr": 1}, )") + value +
-                       R"(, {"name": "w", "command": 1, "param": 1})");
-    rig.meter().Poll(1000000);
-    EXPECT_THAT(rig.line().sent, ElementsAre(close_request, "")) << "one attempt, and the cycle ends";
-    EXPECT_THAT(rig.published(), ElementsAre());
-    EXPECT_EQ(rig.port().polls, 0);
-    EXPECT_EQ(rig.param<c_param>(1).last_poll, 0);
-    EXPECT_FALSE(rig.meter().poll_param(nullptr));
-    EXPECT_FALSE(rig.meter().poll_param(&rig.param<CParam>(0)));
 }
 
 TEST(Set4tmDevice, FramesAreTracedUnderTheirLabels) {

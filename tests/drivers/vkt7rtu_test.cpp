@@ -252,8 +252,25 @@ TEST(Vkt7, ALineThatTakesNothingOrRaises) {
                                            "[3] [v] общая ошибка чтения/записи порта"));
 }
 
+TEST(Vkt7, ALyingByteCountOfAReplyEndsNoDialogue) {
+    struct Row {
+        size_t step;
+        char const* count;
+        char const* published;
+    };
+    // Without precisions there is no point; a value of a size that no number has is none.
+    for (Row const& row :
+         {Row{4, "00", "v=1234"}, {4, "FF", "v=123.4"}, {6, "FF", "v=123.4"}, {8, "00", "v=0.0"}, {8, "FF", "v=0.0"}}) {
+        Heat heat(param(R"("reg_addr": 3)"));
+        std::string reply = heat.replies.at(row.step).replace(6, 2, row.count);
+        heat.replies.at(row.step) = hex::with_crc16(reply.substr(0, reply.size() - 6));
+        EXPECT_THAT(heat.poll(), ElementsAre(row.published)) << row.step << " " << row.count;
+    }
+}
+
 TEST(Vkt7, RegistersThatTheCalculatorDoesNotList) {
-    for (std::string const& list : {active({4, 19}), active({}), data_reply("03 00")}) {
+    for (std::string const& list :
+         {active({4, 19}), active({}), data_reply("03 00"), hex::with_crc16("01 03 00 03 00 00 40 04 00")}) {
         LogCapture const log(false);
         Heat heat(param(R"("reg_addr": 3)"));
         heat.replies[6] = list;

@@ -47,13 +47,9 @@ class Port {
 
     /// "device/control=text" of each publication that one message leads to.
     Texts take(std::string topic, std::string payload) {
-        return during([&] { port.ProcMessage(topic, payload); });
-    }
-    template <typename Action>
-    Texts during(Action action) {
         std::string const end = std::to_string(++messages_);
         size_t const since = probe_.mark();
-        action();
+        port.ProcMessage(topic, payload);
         port.mq_publish("end", end, 2, false);
         EXPECT_TRUE(probe_.wait_for("end", end, seconds(5), since));
         Texts published;
@@ -73,13 +69,8 @@ class Port {
     MqttProbe probe_;
     int messages_ = 0;
 
-    struct OpenPort : PortBase {
-        using PortBase::PortBase;
-        using PortBase::queue;
-    };
-
  public:
-    OpenPort port;
+    PortBase port;
 };
 
 constexpr char first[] = R"({"name": "a", "type": "z2t", "cname": "a", "sid": "2", "params": [
@@ -177,19 +168,6 @@ TEST(ZigbeeDevice, Reports) {
             {"no JSON", R"({"ZbReceived": {"2")", {}},
         });
     EXPECT_EQ(port.port.errors, 2) << "those out of range";
-}
-
-TEST(ZigbeeDevice, AValueThatCannotBeCheckedEndsItsReportAndTheSweep) {
-    Port port(first);
-    LogCapture const log;
-    for (char const* values : {R"({"T": "warm", "D": 1})", R"({"D": 2})"}) {
-        port.port.queue->Push(std::make_unique<xMQ::mqMessage>("tele/zb_1/SENSOR", about_first(values)));
-    }
-    auto const pass = [&port] { return port.during([&port] { port.port.Poll(1); }); };
-    EXPECT_EQ(pass(), Texts());
-    EXPECT_EQ(log.count("[3] [a] исключение при опросе устройства : stof."), 1);
-    EXPECT_EQ(pass(), Texts{"a_2/dim=2"}) << "the later message was lost, or the faulty one came again";
-    EXPECT_EQ(port.port.errors, 1);
 }
 
 TEST(ZigbeeDevice, WritesGoToTheEndpointLastReported) {

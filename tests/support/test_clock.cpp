@@ -1,6 +1,7 @@
 #include "support/test_clock.h"
 
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <ctime>
 
@@ -14,6 +15,7 @@ namespace {
 
 std::atomic<long long> own_offset = 0;
 std::atomic<long long> steady_offset_ms = 0;
+std::atomic<bool> is_instant = false;
 
 /// The offset in force: the shared file's, if the environment names one, else this process's own.
 std::atomic<long long>& offset() {
@@ -42,6 +44,10 @@ void advance_steady(long long milliseconds) {
     steady_offset_ms += milliseconds;
 }
 
+void skip_delays(bool skip) {
+    is_instant = skip;
+}
+
 void reset() {
     offset() = 0;
     steady_offset_ms = 0;
@@ -61,6 +67,19 @@ long long xtime::mono() {
 
 std::chrono::steady_clock::time_point xtime::steady() {
     return std::chrono::steady_clock::now() + std::chrono::milliseconds(steady_offset_ms);
+}
+
+void xMisc::delay(int milliseconds) {
+    if (milliseconds <= 0) {
+        return;
+    }
+    if (is_instant) {
+        steady_offset_ms += milliseconds;
+        return;
+    }
+    timespec left{milliseconds / 1000, (milliseconds % 1000) * 1000000L};
+    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
 }
 
 }  // namespace xCommon

@@ -8,6 +8,8 @@ namespace test_clock {
 void advance(long long seconds);
 /// Moves the steady clock of this process.
 void advance_steady(long long milliseconds);
+/// Delays of this process pass at once, and move its steady clock.
+void skip_delays(bool skip);
 /// Back to the real time.
 void reset();
 

@@ -1,0 +1,125 @@
+#include "scenario/script_line.h"
+
+#include <algorithm>
+#include <utility>
+
+bool ScriptLine::open() {
+    abandoned_ = false;
+    hangs_up_ = false;
+    in_step_ = true;
+    rto_ = cport->rto;
+    return NoLineTran::open();
+}
+
+/// TCP connects anew by itself, a serial line doesn't.
+bool ScriptLine::ready() {
+    return is_open() || (is_tcp_ && open());
+}
+
+int ScriptLine::take(unsigned char* buffer, int count, bool first_only) {
+    if (!ready()) {
+        return -1;
+    }
+    long long const end_ms = now_ms_ + std::max(rto_, 0);
+    int got = 0;
+    while (got < count) {
+        if (pieces_.empty() || pieces_.front().at_ms > end_ms) {
+            if (pieces_.empty() && std::exchange(hangs_up_, false)) {
+                close();
+                return got > 0 ? noted(got) : -1;
+            }
+            now_ms_ = end_ms;
+            break;
+        }
+        Piece& piece = pieces_.front();
+        now_ms_ = std::max(now_ms_, piece.at_ms);
+        size_t const taken = std::min(piece.bytes.size(), static_cast<size_t>(count - got));
+        std::copy_n(piece.bytes.begin(), taken, buffer + got);
+        piece.bytes.erase(piece.bytes.begin(), piece.bytes.begin() + static_cast<std::ptrdiff_t>(taken));
+        got += static_cast<int>(taken);
+        if (piece.bytes.empty()) {
+            pieces_.pop_front();
+        }
+        if (first_only) {
+            break;
+        }
+    }
+    return noted(got);
+}
+
+bool ScriptLine::read_all(unsigned char* buffer, int count) {
+    int got = 0;
+    while (got < count) {
+        int const piece = read(buffer + got, count - got);
+        if (piece <= 0) {
+            return false;
+        }
+        got += piece;
+    }
+    return true;
+}
+
+void ScriptLine::arrive(hex::Bytes bytes, long long after_ms) {
+    if (!bytes.empty()) {
+        pieces_.push_back({now_ms_ + after_ms, std::move(bytes)});
+    }
+}
+
+int ScriptLine::write(unsigned char* buffer, int count) {
+    if (!ready()) {
+        return -1;
+    }
+    std::span<unsigned char const> const frame(buffer, static_cast<size_t>(count));
+    sent.push_back(hex::text(frame));
+    Reply const reply = script.answer(frame);
+    if (reply.hang_up == HangUp::before_reply) {
+        close();
+        return count;
+    }
+    hex::Bytes const bytes = hex::bytes(reply.garbage + reply.hex);
+    size_t const size = reply.hang_up == HangUp::in_reply ? bytes.size() / 2 : bytes.size();
+    size_t const step = reply.fragment > 0 ? static_cast<size_t>(reply.fragment) : std::max<size_t>(size, 1);
+    long long after_ms = reply.delay_ms;
+    for (size_t at = 0; at < size; at += step, after_ms += reply.gap_ms) {
+        auto const begin = bytes.begin() + static_cast<std::ptrdiff_t>(at);
+        arrive({begin, begin + static_cast<std::ptrdiff_t>(std::min(step, size - at))}, after_ms);
+    }
+    hangs_up_ = reply.hang_up != HangUp::never;
+    return count;
+}
+
+int ScriptLine::write(xCommon::ByteList& bytes) {
+    std::vector<unsigned char> frame(bytes.size());
+    return write(frame.data(), bytes.pop_buf(frame.data(), static_cast<int>(frame.size())));
+}
+
+bool ScriptLine::write_all(xCommon::ByteList& bytes) {
+    int const count = static_cast<int>(bytes.size());
+    return write(bytes) == count;
+}
+
+void ScriptLine::flush_in() {
+    resume();
+    std::erase_if(pieces_, [this](Piece const& piece) { return piece.at_ms <= now_ms_; });
+}
+
+void ScriptLine::set_timeout(int rto, int /*sto*/) {
+    resume();
+    rto_ = rto;
+}
+
+bool ScriptLine::abandon() {
+    if (!is_tcp_ || !is_open()) {
+        return false;
+    }
+    pieces_.clear();
+    close();
+    abandoned_ = true;
+    return true;
+}
+
+void ScriptLine::resume() {
+    if (abandoned_) {
+        open();
+    }
+}

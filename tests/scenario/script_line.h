@@ -1,0 +1,52 @@
+#pragma once
+
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "support/peer_script.h"
+#include "transport/no_line_tran.h"
+
+/// A line whose other end is a script and whose time is counted, not waited for: what arrives behind a time-out lies
+/// there for the next read, as on a real one.
+class ScriptLine : public NoLineTran {
+ public:
+    explicit ScriptLine(CPort* port) : NoLineTran(port), is_tcp_(port->type_has("tcp")) {}
+
+    bool open() override;
+    int read(unsigned char* buffer, int count) override { return take(buffer, count, is_tcp_); }
+    bool read_all(unsigned char* buffer, int count) override;
+    int write(unsigned char* buffer, int count) override;
+    int write(xCommon::ByteList& bytes) override;
+    bool write_all(unsigned char* buffer, int count) override { return write(buffer, count) == count; }
+    bool write_all(xCommon::ByteList& bytes) override;
+    void flush_in() override;
+    void set_timeout(int rto, int sto) override;
+    bool abandon() override;
+    void resume() override;
+
+    /// Bytes that nobody asked for, hexadecimal.
+    void send(std::string const& frame) { arrive(hex::bytes(frame), 0); }
+
+    PeerScript script;
+    std::vector<std::string> sent;  ///< the frames written
+
+ protected:
+    int read_piece(unsigned char* buffer, int count) override { return take(buffer, count, true); }
+
+ private:
+    struct Piece {
+        long long at_ms;
+        hex::Bytes bytes;
+    };
+
+    bool ready();
+    int take(unsigned char* buffer, int count, bool first_only);
+    void arrive(hex::Bytes bytes, long long after_ms);
+
+    bool is_tcp_;
+    bool abandoned_ = false;
+    bool hangs_up_ = false;
+    long long now_ms_ = 0;
+    std::deque<Piece> pieces_;
+};
