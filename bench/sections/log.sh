@@ -18,8 +18,12 @@ volume() {
     await_lines "$work/passes" "$passes" $((passes * 3))
     sleep 0.3
     each=$(calc %.1f "($(log_bytes) - $before) / $passes / $1")
-    row "$1 values a second, quiet $2" "$each bytes a value, four files hold $(calc %.1f \
-        "$four_files / ($each + 1e-9) / $1 / 3600") hours"
+    if [[ $each == 0.0 ]]; then
+        row "$1 values a second, quiet $2" "nothing while all is well"
+    else
+        row "$1 values a second, quiet $2" "$each bytes a value, four files hold $(calc %.2f \
+            "$four_files / $each / $1 / 3600") hours"
+    fi
     stop_daemon
 }
 
