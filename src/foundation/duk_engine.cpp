@@ -228,11 +228,8 @@ duk_ret_t evaluate(duk_context* context, void* user) {
 }  // namespace
 
 dukEngine& dukEngine::of_this_thread() {
-    thread_local std::unique_ptr<dukEngine> engine;
-    if (!engine) {
-        engine = std::make_unique<dukEngine>();
-    }
-    return *engine;
+    thread_local dukEngine engine;
+    return engine;
 }
 
 dukEngine::dukEngine()

@@ -78,10 +78,10 @@ std::string reason_text(int code, int error) {
 
 mqClient::mqClient(bool clean_session, xCommon::SyncVector* queue, std::string const& identity, int keep_alive_s)
     : client_(nullptr, &mosquitto_destroy),
-      clean_session_(clean_session),
       queue_(queue),
       identity_(without_padding(xCommon::xString::CutUtf8(identity, identity_limit))),
       keep_alive_s_(keep_alive_s),
+      clean_session_(clean_session),
       since_(Clock::now()),
       last_progress_(Clock::now()) {}
 
@@ -112,7 +112,7 @@ void mqClient::renew_client() {
 }
 
 mqClient::~mqClient() {
-    disconnect();
+    mqClient::disconnect();
 }
 
 bool mqClient::connect(std::string const& host, int port, bool quiet) {

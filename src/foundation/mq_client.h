@@ -112,12 +112,12 @@ class mqClient {
     /// Held while the library's object is used from outside its network loop, and while it is replaced.
     std::mutex client_lock_;
     std::unique_ptr<mosquitto, void (*)(mosquitto*)> client_;
-    bool clean_session_;
     xCommon::SyncVector* queue_;
     std::string identity_;
-    int keep_alive_s_;
     std::string host_;
+    int keep_alive_s_;
     int port_ = 0;
+    bool clean_session_;
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;
@@ -125,6 +125,11 @@ class mqClient {
     bool failure_logged_ = false;
     bool attempt_failed_ = false;
     bool stall_logged_ = false;
+    bool miss_logged_ = false;
+    /// The network thread will look into the outbox by itself.
+    bool is_awake_ = false;
+    /// The last round found nothing to do; the network thread's own.
+    bool is_idle_ = false;
     std::chrono::steady_clock::time_point since_;
     std::chrono::steady_clock::time_point last_progress_;
     /// Ids of messages that the broker hasn't acknowledged (QoS 0: that haven't gone out), with their QoS.
@@ -133,14 +138,9 @@ class mqClient {
     std::unordered_set<int> early_;
     /// What the network thread is to send.
     std::deque<Outgoing> outbox_;
-    /// The network thread will look into the outbox by itself.
-    bool is_awake_ = false;
-    /// The last round found nothing to do; the network thread's own.
-    bool is_idle_ = false;
     std::set<std::string> topics_;
     /// Subscriptions to be tried again.
     std::vector<subsItem> missed_;
-    bool miss_logged_ = false;
     std::thread thread_;
 };
 

@@ -84,6 +84,7 @@ void xSystem::GiveBackMemory() {
             is_file = is_file && own == 0;
         } else if (std::sscanf(line.data(), "Swap: %lu", &own) == 1 && is_file && own == 0) {
             // Nothing in it differs from the file: not so where the linker has filled in addresses.
+            // NOLINTNEXTLINE(performance-no-int-to-ptr): the kernel tells it as text
             madvise(reinterpret_cast<void*>(begin), end - begin, MADV_DONTNEED);
         }
     }
