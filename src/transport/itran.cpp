@@ -1,7 +1,6 @@
 #include "transport/itran.h"
 
 #include <chrono>
-#include <utility>
 
 #include "foundation/deadline.h"
 
@@ -51,14 +50,9 @@ int iTran::read_count(unsigned char* buffer, int count) {
 }
 
 int iTran::read_frame(unsigned char* buffer, int count, WholeFrame is_whole) {
-    // Behind a read without a frame the answer to it may still come: taken for the next one it would put each that
-    // follows under its neighbour's name. So the next read gathers both.
-    bool const in_step = std::exchange(in_step_, false);
-    int const got = gather(
+    return gather(
         buffer, count, [this](unsigned char* to, int most) { return read_piece(to, most); },
-        [=](int arrived) {
-            return arrived >= count || (in_step && is_whole({buffer, static_cast<size_t>(arrived)}));
+        [=](int got) {
+            return got >= count || is_whole({buffer, static_cast<size_t>(got)});
         });
-    in_step_ = got < 0 || is_whole({buffer, static_cast<size_t>(got)});
-    return got;
 }

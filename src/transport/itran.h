@@ -52,8 +52,7 @@ class iTran {
     /// more.
     using WholeFrame = bool (*)(std::span<unsigned char const> arrived);
     /// For a read of unknown length: ends as soon as what has arrived is a whole frame, otherwise when the read
-    /// time-out in force has passed since the call or `count` bytes are there. The one behind a read without a frame
-    /// has its whole time. What arrived, as read().
+    /// time-out in force has passed since the call or `count` bytes are there. What arrived, as read().
     int read_frame(unsigned char* buffer, int count, WholeFrame is_whole);
 
     CPort* cport;
@@ -71,8 +70,6 @@ class iTran {
     /// The time-outs in force, in ms.
     int rto_ = 0;
     int sto_ = 0;
-    /// The last read_frame() ended with a frame, or none has been since the connection was made.
-    bool in_step_ = true;
 
  private:
     template <typename Piece, typename End>

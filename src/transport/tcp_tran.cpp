@@ -13,7 +13,6 @@ bool tcpTran::is_open() {
 bool tcpTran::open() {
     close();
     abandoned_ = false;
-    in_step_ = true;
     rto_ = cport->rto;
     sto_ = cport->sto;
     cport->Logf(lmtTrace, "открытие TCP соединения : %s:%d.", cport->url, cport->port);

@@ -6,7 +6,6 @@
 bool ScriptLine::open() {
     abandoned_ = false;
     hangs_up_ = false;
-    in_step_ = true;
     rto_ = cport->rto;
     return NoLineTran::open();
 }
