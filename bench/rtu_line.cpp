@@ -10,9 +10,9 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include "ctl/line/pseudo_terminal.h"
 #include "passes.h"
 #include "sim/mercury.h"
-#include "sim/pseudo_terminal.h"
 
 namespace {
 
@@ -29,7 +29,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     try {
-        sim::PseudoTerminal const terminal(argv[1]);
+        PseudoTerminal const terminal(argv[1]);
         int const dead = std::atoi(argv[2]);
         Passes passes(pass_pause, 1);
         sim::Bytes request;

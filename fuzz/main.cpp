@@ -11,8 +11,8 @@
 
 #include <getopt.h>
 
+#include "ctl/line/hex.h"
 #include "fuzz/harness.h"
-#include "support/hex.h"
 
 namespace fuzz {
 

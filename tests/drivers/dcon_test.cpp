@@ -12,10 +12,10 @@
 
 #include "config/constants.h"
 #include "config/process.h"
+#include "ctl/line/hex.h"
 #include "drivers/dcon/device.h"
 #include "drivers/dcon/pdu.h"
 #include "support/driver_rig.h"
-#include "support/hex.h"
 #include "support/log_capture.h"
 #include "support/sample_config.h"
 

@@ -10,13 +10,13 @@
 #include <gtest/gtest.h>
 
 #include "config/process.h"
+#include "ctl/scenario/offset_clock.h"
 #include "drivers/emera/device.h"
 #include "drivers/emera/pdu.h"
 #include "foundation/xmisc.h"
 #include "support/driver_rig.h"
 #include "support/log_capture.h"
 #include "support/sample_config.h"
-#include "support/test_clock.h"
 
 using emera::ecparam;
 using emera::edev;
@@ -62,12 +62,12 @@ class At {
     explicit At(char const* zone) {
         setenv("TZ", zone, 1);
         tzset();
-        test_clock::advance(1709591400 - xCommon::xtime::time());
+        offset_clock::advance(1709591400 - xCommon::xtime::time());
     }
     ~At() {
         unsetenv("TZ");
         tzset();
-        test_clock::reset();
+        offset_clock::reset();
     }
     At(At const&) = delete;
     At& operator=(At const&) = delete;

@@ -4,9 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "ctl/line/hex.h"
 #include "drivers/mbrtu/config.h"
 #include "drivers/mbrtu/pdu.h"
-#include "support/hex.h"
 #include "support/log_capture.h"
 
 using mbrtu::pdu;

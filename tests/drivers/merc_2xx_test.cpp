@@ -7,13 +7,13 @@
 #include <gtest/gtest.h>
 
 #include "config/process.h"
+#include "ctl/scenario/offset_clock.h"
 #include "drivers/merc_2xx/device.h"
 #include "drivers/merc_2xx/pdu.h"
 #include "foundation/xmisc.h"
 #include "support/driver_rig.h"
 #include "support/log_capture.h"
 #include "support/sample_config.h"
-#include "support/test_clock.h"
 
 using merc_2xx::c_param;
 using merc_2xx::pdu;
@@ -36,7 +36,7 @@ class Mercury : public DriverRig {
         : DriverRig(R"({"name": "m", "type": "merc230", "sid": 5, "poll_interval": 0, "params": [)" + params + "]}") {
         line().script.on(open_request, all_well).on(close_request, all_well).on(ask_energy, energies);
     }
-    ~Mercury() { test_clock::reset(); }
+    ~Mercury() { offset_clock::reset(); }
 
     merc_2xx::dev& meter() { return dev<merc_2xx::dev>(); }
     void poll() { meter().Poll(xCommon::xtime::time()); }
@@ -303,7 +303,7 @@ TEST(MercuryDevice, WhatCannotBeDecodedIsAnErrorWithoutAnR) {
     Mercury rig(R"({"name": "v", "reg_type": "array16", "value_type": "u32", "tarif": 0})");
     rig.meter().Start();
     long long const opened_at = rig.meter().last_seen;
-    test_clock::advance(100);
+    offset_clock::advance(100);
     LogCapture const log(false);
     rig.poll();
     EXPECT_THAT(rig.published(), ElementsAre());

@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "ctl/line/hex.h"
 #include "drivers/mbrtu/config.h"
-#include "support/hex.h"
 
 namespace {
 

@@ -14,11 +14,11 @@
 #include <gtest/gtest.h>
 
 #include "config/process.h"
+#include "ctl/line/hex.h"
 #include "drivers/pulsartcp/device.h"
 #include "drivers/pulsartcp/pdu.h"
 #include "foundation/xexception.h"
 #include "support/driver_rig.h"
-#include "support/hex.h"
 #include "support/log_capture.h"
 #include "support/sample_config.h"
 #include "support/temp_folder.h"

@@ -7,10 +7,10 @@
 #include <gtest/gtest.h>
 
 #include "config/process.h"
+#include "ctl/line/hex.h"
 #include "drivers/set4tm/device.h"
 #include "drivers/set4tm/pdu.h"
 #include "support/driver_rig.h"
-#include "support/hex.h"
 #include "support/log_capture.h"
 #include "support/sample_config.h"
 

@@ -11,11 +11,11 @@
 #include <gtest/gtest.h>
 
 #include "config/process.h"
+#include "ctl/line/hex.h"
 #include "drivers/vkt7rtu/device.h"
 #include "drivers/vkt7rtu/pdu.h"
 #include "drivers/vkt7rtu/reply.h"
 #include "support/driver_rig.h"
-#include "support/hex.h"
 #include "support/log_capture.h"
 #include "support/sample_config.h"
 #include "support/temp_folder.h"

@@ -9,13 +9,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "ctl/line/hex.h"
+#include "ctl/line/serial_peer.h"
 #include "drivers/emera/pdu.h"
 #include "drivers/meter/frame.h"
 #include "drivers/vkt7rtu/pdu.h"
 #include "drivers/xdlms/mac_frame.h"
 #include "support/driver_rig.h"
-#include "support/hex.h"
-#include "support/serial_peer.h"
 #include "support/tcp_peer.h"
 #include "support/temp_folder.h"
 #include "transport/line_nodes.h"

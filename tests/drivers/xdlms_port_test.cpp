@@ -8,12 +8,12 @@
 #include <gtest/gtest.h>
 
 #include "config/config.h"
+#include "ctl/line/serial_peer.h"
 #include "drivers/xdlms/dport_rs.h"
 #include "drivers/xdlms/dport_tcp.h"
 #include "support/driver_rig.h"
 #include "support/log_capture.h"
 #include "support/sample_config.h"
-#include "support/serial_peer.h"
 #include "support/temp_folder.h"
 #include "transport/rs_tran.h"
 

@@ -10,13 +10,13 @@
 #include <gtest/gtest.h>
 
 #include "config/config.h"
+#include "ctl/line/wait_until.h"
 #include "drivers/z2t_tasmota/device.h"
 #include "runtime/port_base.h"
 #include "support/broker.h"
 #include "support/log_capture.h"
 #include "support/mqtt_probe.h"
 #include "support/sample_config.h"
-#include "support/wait_until.h"
 
 using std::chrono::seconds;
 using testing::UnorderedElementsAreArray;

@@ -10,11 +10,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "ctl/line/wait_until.h"
 #include "support/broker.h"
 #include "support/daemon.h"
 #include "support/libmodbus_slave.h"
 #include "support/sample_config.h"
-#include "support/wait_until.h"
 
 using std::chrono::seconds;
 

@@ -9,13 +9,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "ctl/line/wait_until.h"
 #include "support/broker.h"
 #include "support/daemon.h"
 #include "support/mqtt_probe.h"
 #include "support/sample_config.h"
 #include "support/silent_socket.h"
 #include "support/snmp_agent.h"
-#include "support/wait_until.h"
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;

@@ -5,12 +5,12 @@
 
 #include <gtest/gtest.h>
 
+#include "ctl/line/serial_peer.h"
+#include "ctl/line/wait_until.h"
 #include "support/broker.h"
 #include "support/daemon.h"
 #include "support/mqtt_probe.h"
 #include "support/sample_config.h"
-#include "support/serial_peer.h"
-#include "support/wait_until.h"
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;

@@ -7,11 +7,11 @@
 
 #include <gtest/gtest.h>
 
+#include "ctl/line/wait_until.h"
 #include "support/broker.h"
 #include "support/daemon.h"
 #include "support/mqtt_probe.h"
 #include "support/sample_config.h"
-#include "support/wait_until.h"
 
 using std::chrono::seconds;
 

@@ -9,10 +9,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "ctl/line/wait_until.h"
 #include "foundation/xlog.h"
 #include "support/log_capture.h"
 #include "support/temp_folder.h"
-#include "support/wait_until.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;

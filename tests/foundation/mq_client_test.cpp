@@ -9,12 +9,12 @@
 
 #include <gtest/gtest.h>
 
+#include "ctl/line/wait_until.h"
 #include "support/broker.h"
 #include "support/free_port.h"
 #include "support/log_capture.h"
 #include "support/mqtt_probe.h"
 #include "support/tcp_peer.h"
-#include "support/wait_until.h"
 
 using std::chrono::seconds;
 using xCommon::svMessage;

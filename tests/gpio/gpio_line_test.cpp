@@ -9,11 +9,11 @@
 
 #include <gtest/gtest.h>
 
+#include "ctl/scenario/offset_clock.h"
 #include "gpio/io_base.h"
 #include "support/gpio_tree.h"
 #include "support/log_capture.h"
 #include "support/sample_config.h"
-#include "support/test_clock.h"
 
 namespace {
 
@@ -21,7 +21,7 @@ using Lines = std::vector<std::string>;
 
 class GpioLine : public testing::Test {
  protected:
-    ~GpioLine() override { test_clock::reset(); }
+    ~GpioLine() override { offset_clock::reset(); }
 
     /// Makes a line on gpio 7 with these further keys; what the constructor raises is left in `raised`.
     template <typename Line = xgpio::io_base>
@@ -175,24 +175,24 @@ TEST_F(GpioLine, DebounceTakesTheLevelAtItsEnd) {
     for (xgpio::io_base* each :
          {static_cast<xgpio::io_base*>(line.get()), static_cast<xgpio::io_base*>(counter.get())}) {
         EXPECT_EQ(at(*each, '0'), Lines{});
-        test_clock::advance_steady(5100);
+        offset_clock::advance_steady(5100);
         published(each->irr_hand(false));
         EXPECT_EQ(each->last_value, "0");
 
         // A pulse shorter than the debounce.
         EXPECT_EQ(at(*each, '1'), Lines{});
-        test_clock::advance_steady(1000);
+        offset_clock::advance_steady(1000);
         EXPECT_EQ(at(*each, '0'), Lines{});
-        test_clock::advance_steady(4100);
+        offset_clock::advance_steady(4100);
         EXPECT_EQ(at(*each, '0', false), Lines{});
         EXPECT_EQ(at(*each, '0', false), Lines{}) << "the wait is over";
         EXPECT_EQ(each->last_value, "0");
 
         // One that stays.
         EXPECT_EQ(at(*each, '1'), Lines{});
-        test_clock::advance_steady(4000);
+        offset_clock::advance_steady(4000);
         EXPECT_EQ(at(*each, '1'), Lines{});
-        test_clock::advance_steady(1100);
+        offset_clock::advance_steady(1100);
         EXPECT_EQ(at(*each, '1', false), Lines{each == line.get() ? level + "1 0" : total + "1.00 2"});
     }
 }

@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "ctl/line/wait_until.h"
 #include "gpio/worker.h"
 #include "support/broker.h"
 #include "support/gpio_tree.h"
@@ -16,7 +17,6 @@
 #include "support/mqtt_probe.h"
 #include "support/process_info.h"
 #include "support/sample_config.h"
-#include "support/wait_until.h"
 
 using std::chrono::seconds;
 

@@ -6,13 +6,13 @@
 #include <gtest/gtest.h>
 
 #include "config/config.h"
+#include "ctl/line/wait_until.h"
 #include "runtime/port_base.h"
 #include "support/broker.h"
 #include "support/libmodbus_tcp_slave.h"
 #include "support/log_capture.h"
 #include "support/mqtt_probe.h"
 #include "support/sample_config.h"
-#include "support/wait_until.h"
 
 namespace {
 

@@ -1,135 +1,54 @@
 #include <algorithm>
-#include <memory>
-#include <set>
-#include <stdexcept>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 
 #include <gtest/gtest.h>
 
-#include "config/config.h"
 #include "config/constants.h"
-#include "runtime/port_base.h"
-#include "scenario/scenario.h"
-#include "scenario/script_line.h"
+#include "ctl/scenario/offset_clock.h"
+#include "ctl/scenario/port_bench.h"
+#include "scenario/runners.h"
 #include "support/log_capture.h"
-#include "support/test_clock.h"
 
 namespace {
 
-struct Published {
-    std::string topic;
-    std::string payload;
-    int qos;
-    bool retained;
-    bool is_expected = false;
-};
-
-/// A broker client that keeps what is published, and a connection that stands from the first moment on.
-class RecordingClient : public xMQ::mqClient {
+/// What a scenario sets for the whole process.
+class Surroundings {
  public:
-    RecordingClient(xCommon::SyncVector& queue, std::string const& identity, std::vector<Published>& published)
-        : mqClient(true, &queue, identity, 60), queue_(queue), published_(published) {}
-
-    bool connect(std::string const& /*host*/, int /*port*/, bool /*quiet*/) override {
-        connected = true;
-        queue_.Push(std::make_unique<xCommon::svMessage>(xCommon::svMessage::connected));
-        return true;
-    }
-    void disconnect() override { connected = false; }
-    bool publish(std::string const& topic, std::string const& payload, int qos, bool retain) override {
-        published_.push_back({topic, payload, qos, retain});
-        return true;
-    }
-    bool subscribe(std::vector<xMQ::subsItem> const& items) override {
-        for (xMQ::subsItem const& item : items) {
-            topics_.insert(item.topic);
+    explicit Surroundings(Scenario const& scenario) {
+        offset_clock::skip_delays(true);
+        if (!scenario.zone.empty()) {
+            setenv("TZ", scenario.zone.c_str(), 1);
+            tzset();
         }
-        return true;
-    }
-    bool take(std::string const& topic, std::string const& payload) {
-        if (topics_.count(topic) == 0) {
-            return false;
+        for (auto const& [name, text] : scenario.templates) {
+            std::filesystem::create_directories(path_templates);
+            std::ofstream(path_templates + "/" + name) << text;
         }
-        queue_.Push(std::make_unique<xMQ::mqMessage>(topic, payload));
-        return true;
     }
-
- private:
-    xCommon::SyncVector& queue_;
-    std::vector<Published>& published_;
-    std::set<std::string> topics_;
-};
-
-class ScriptHost : public PortHost {
- public:
-    explicit ScriptHost(Scenario const& scenario) : scenario_(scenario) {}
-
-    std::unique_ptr<iTran> make_line(CPort& node) override {
-        auto line = std::make_unique<ScriptLine>(&node);
-        auto const rows = scenario_.wires.find(node.name);
-        if (rows != scenario_.wires.end()) {
-            for (WireRow const& row : rows->second) {
-                if (row.request == "*") {
-                    line->script.otherwise(row.reply);
-                } else if (row.once) {
-                    line->script.once(row.request, row.reply);
-                } else {
-                    line->script.on(row.request, row.reply);
-                }
-            }
-        }
-        lines[node.name] = line.get();
-        return line;
+    ~Surroundings() {
+        offset_clock::reset();
+        offset_clock::skip_delays(false);
+        unsetenv("TZ");
+        tzset();
+        std::filesystem::remove_all(path_templates);
     }
-    std::unique_ptr<xMQ::mqClient> make_client(xCommon::SyncVector& queue, std::string const& identity) override {
-        auto client = std::make_unique<RecordingClient>(queue, identity, published);
-        clients.push_back(client.get());
-        return client;
-    }
-
-    std::map<std::string, ScriptLine*> lines;
-    std::vector<RecordingClient*> clients;
-    std::vector<Published> published;
-
- private:
-    Scenario const& scenario_;
+    Surroundings(Surroundings const&) = delete;
+    Surroundings& operator=(Surroundings const&) = delete;
 };
 
 class ProcessRun {
  public:
-    explicit ProcessRun(Scenario const& scenario) : scenario_(scenario), host_(scenario) {
-        test_clock::skip_delays(true);
-        Json::Value root = scenario.config;
-        config_.reset(Config::Load(root));
-        if (!config_) {
-            return;
-        }
-        for (auto const& node : config_->ports.children) {
-            auto const creator = IBFac::stone_map().find(node->type + suffix_port);
-            if (!node->enabled || creator == IBFac::stone_map().end()) {
-                continue;
-            }
-            std::unique_ptr<IBase> port(creator->second(&host_, node.get()));
-            if (port && port->Start()) {
-                ports_.emplace_back(dynamic_cast<PortBase*>(port.release()));
-            }
-        }
-    }
-    ~ProcessRun() {
-        ports_.clear();
-        test_clock::reset();
-        test_clock::skip_delays(false);
-    }
-    ProcessRun(ProcessRun const&) = delete;
-    ProcessRun& operator=(ProcessRun const&) = delete;
+    explicit ProcessRun(Scenario const& scenario) : scenario_(scenario), surroundings_(scenario), bench_(scenario) {}
 
     void run() {
         bool looks_back = true;
         for (Step const& step : scenario_.steps) {
-            bool const acts = step.kind <= Step::Kind::unasked;
-            if (acts && looks_back) {
+            if (step.acts() && looks_back) {
                 mark();
             }
-            looks_back = !acts;
+            looks_back = !step.acts();
             std::string const fault = perform(step);
             if (!fault.empty()) {
                 ADD_FAILURE_AT(scenario_.path.c_str(), step.line) << fault << "\n" << report();
@@ -140,8 +59,8 @@ class ProcessRun {
  private:
     void mark() {
         log_mark_ = log_.entries().size();
-        published_mark_ = host_.published.size();
-        for (auto const& [name, line] : host_.lines) {
+        published_mark_ = bench_.published.size();
+        for (auto const& [name, line] : bench_.lines()) {
             sent_marks_[name] = line->sent.size();
         }
     }
@@ -150,22 +69,26 @@ class ProcessRun {
         switch (step.kind) {
             case Step::Kind::pass:
                 for (int pass = 0; pass < step.number; ++pass) {
-                    for (auto const& port : ports_) {
-                        port->pass();
-                    }
+                    bench_.pass();
                 }
                 return "";
             case Step::Kind::clock:
-                test_clock::advance(step.number);
+                offset_clock::advance(step.number);
+                return "";
+            case Step::Kind::date:
+                offset_clock::set(time_of(step.text));
                 return "";
             case Step::Kind::message:
-                return std::any_of(host_.clients.begin(), host_.clients.end(),
-                                   [&](RecordingClient* client) { return client->take(step.topic, step.text); })
-                           ? ""
-                           : "nobody has subscribed " + step.topic;
+                return bench_.message(step.topic, step.text) ? "" : "nobody has subscribed " + step.topic;
             case Step::Kind::unasked:
-                host_.lines.at(step.port)->send(step.text);
+                bench_.line(step.port).send(step.text);
                 return "";
+            case Step::Kind::away:
+            case Step::Kind::back:
+                bench_.line(step.port).set_away(step.kind == Step::Kind::away);
+                return "";
+            case Step::Kind::frames:
+                return are_frames(sent(step.port), step.frames) ? "" : "other frames went out";
             case Step::Kind::nothing_more:
                 return left_over();
             default:
@@ -173,25 +96,28 @@ class ProcessRun {
         }
     }
 
+    /// The frames since the mark.
+    std::vector<std::string> sent(std::string const& port) {
+        std::vector<std::string> const& all = bench_.line(port).sent;
+        return {all.begin() + static_cast<std::ptrdiff_t>(sent_marks_[port]), all.end()};
+    }
+
     bool comes(Step const& step) {
         if (step.kind == Step::Kind::value) {
-            auto const at = std::find_if(host_.published.begin() + static_cast<std::ptrdiff_t>(published_mark_),
-                                         host_.published.end(), [&step](Published const& item) {
+            auto const at = std::find_if(bench_.published.begin() + static_cast<std::ptrdiff_t>(published_mark_),
+                                         bench_.published.end(), [&step](Published const& item) {
                                              return !item.is_expected && item.topic == step.topic &&
                                                     item.qos == step.number && item.retained == step.retained &&
                                                     (step.text == "*" || item.payload == step.text);
                                          });
-            if (at == host_.published.end()) {
+            if (at == bench_.published.end()) {
                 return false;
             }
             at->is_expected = true;
             return true;
         }
         if (step.kind == Step::Kind::sent) {
-            ScriptLine const& line = *host_.lines.at(step.port);
-            auto const begin = line.sent.begin() + static_cast<std::ptrdiff_t>(sent_marks_[step.port]);
-            return std::any_of(begin, line.sent.end(),
-                               [&step](std::string const& frame) { return step.text.empty() || frame == step.text; });
+            return was_sent(sent(step.port), step);
         }
         std::string const wanted = "[" + std::to_string(step.number) + "] " + step.text;
         std::vector<std::string> const entries = log_.entries();
@@ -204,8 +130,8 @@ class ProcessRun {
 
     std::string left_over() const {
         std::string text;
-        for (size_t at = published_mark_; at < host_.published.size(); ++at) {
-            Published const& item = host_.published[at];
+        for (size_t at = published_mark_; at < bench_.published.size(); ++at) {
+            Published const& item = bench_.published[at];
             if (!item.is_expected) {
                 text += "more came : " + item.topic + " = " + item.payload + "\n";
             }
@@ -215,12 +141,12 @@ class ProcessRun {
 
     std::string report() const {
         std::string text = "published :\n";
-        for (size_t at = published_mark_; at < host_.published.size(); ++at) {
-            Published const& item = host_.published[at];
+        for (size_t at = published_mark_; at < bench_.published.size(); ++at) {
+            Published const& item = bench_.published[at];
             text += "  " + item.topic + " = " + item.payload + " (QoS " + std::to_string(item.qos) +
                     (item.retained ? ", retained)\n" : ")\n");
         }
-        for (auto const& [name, line] : host_.lines) {
+        for (auto const& [name, line] : bench_.lines()) {
             text += "sent on " + name + " :\n";
             auto const mark = sent_marks_.find(name);
             for (size_t at = mark == sent_marks_.end() ? 0 : mark->second; at < line->sent.size(); ++at) {
@@ -237,9 +163,8 @@ class ProcessRun {
 
     Scenario const& scenario_;
     LogCapture log_;
-    ScriptHost host_;
-    std::unique_ptr<Config> config_;
-    std::vector<std::unique_ptr<PortBase>> ports_;
+    Surroundings surroundings_;
+    PortBench bench_;
     size_t log_mark_ = 0;
     size_t published_mark_ = 0;
     std::map<std::string, size_t> sent_marks_;

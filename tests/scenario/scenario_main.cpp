@@ -7,9 +7,17 @@
 
 #include <gtest/gtest.h>
 
-#include "scenario/scenario.h"
+#include "scenario/runners.h"
+#include "support/temp_folder.h"
 
 namespace {
+
+/// As for the other tests: the paths of the product are read while static objects are made.
+struct TestRoot {
+    TestRoot() { setenv("OSTRAND_TEST_ROOT", folder.path().c_str(), 1); }
+    TempFolder folder;
+};
+[[gnu::init_priority(1000)]] TestRoot const root;
 
 using Runner = void (*)(Scenario const&);
 
@@ -35,6 +43,21 @@ void enter(char const* suite, Scenario const& scenario, Runner runner) {
 }
 
 }  // namespace
+
+bool are_frames(std::vector<std::string> const& sent, std::vector<std::string> const& wanted) {
+    return std::equal(sent.begin(), sent.end(), wanted.begin(), wanted.end(),
+                      [](std::string const& frame, std::string const& pattern) {
+                          return frame_text::equals(frame_text::pattern(pattern), hex::bytes(frame));
+                      });
+}
+
+bool was_sent(std::vector<std::string> const& sent, Step const& step) {
+    frame_text::Pattern const wanted = frame_text::pattern(step.text);
+    auto const count = std::count_if(sent.begin(), sent.end(), [&wanted](std::string const& frame) {
+        return wanted.empty() || frame_text::equals(wanted, hex::bytes(frame));
+    });
+    return step.times > 0 ? count == step.times : count > 0;
+}
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);

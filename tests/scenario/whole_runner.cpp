@@ -4,13 +4,14 @@
 
 #include <gtest/gtest.h>
 
-#include "scenario/scenario.h"
+#include "ctl/line/serial_peer.h"
+#include "ctl/line/wait_until.h"
+#include "ctl/scenario/scenario.h"
+#include "scenario/runners.h"
 #include "support/broker.h"
 #include "support/daemon.h"
 #include "support/mqtt_probe.h"
-#include "support/serial_peer.h"
 #include "support/tcp_peer.h"
-#include "support/wait_until.h"
 
 namespace {
 
@@ -19,7 +20,7 @@ constexpr auto limit = std::chrono::seconds(20);
 /// The far end of one port.
 class Peer {
  public:
-    Peer(Json::Value& port, std::string const& path, std::vector<WireRow> const& rows) {
+    Peer(Json::Value& port, std::string const& path, Scenario const& scenario) {
         if (port["type"].asString().find("tcp") != std::string::npos) {
             tcp_ = std::make_unique<TcpPeer>();
             port["tcp"]["url"] = "127.0.0.1";
@@ -28,18 +29,11 @@ class Peer {
             serial_ = std::make_unique<SerialPeer>(path);
             port["rs"]["path"] = serial_->path();
         }
-        PeerScript& script = serial_ ? serial_->script() : tcp_->script();
-        for (WireRow const& row : rows) {
-            if (row.request == "*") {
-                script.otherwise(row.reply);
-            } else if (row.once) {
-                script.once(row.request, row.reply);
-            } else {
-                script.on(row.request, row.reply);
-            }
-        }
+        scenario.write(port["name"].asString(), serial_ ? serial_->script() : tcp_->script());
     }
 
+    void go_away() { serial_ ? serial_->unplug() : tcp_->stop_listening(); }
+    void come_back() { serial_ ? serial_->plug() : tcp_->listen(); }
     PeerLog log() { return serial_ ? serial_->log() : tcp_->log(); }
     void send(std::string const& frame) {
         if (serial_) {
@@ -64,12 +58,18 @@ class WholeRun {
         config["log"]["is_debug"] = true;
         for (Json::Value& port : config["ports"]) {
             std::string const name = port["name"].asString();
-            auto const rows = scenario.wires.find(name);
-            if (rows != scenario.wires.end()) {
-                peers_.emplace(name, std::make_unique<Peer>(port, daemon_.folder().file(name), rows->second));
+            if (scenario.wires.contains(name)) {
+                peers_.emplace(name, std::make_unique<Peer>(port, daemon_.folder().file(name), scenario));
             }
         }
+        for (auto const& [name, text] : scenario.templates) {
+            daemon_.folder().write("templates/" + name, text);
+        }
+        if (!scenario.zone.empty()) {
+            setenv("TZ", scenario.zone.c_str(), 1);
+        }
         daemon_.start_with(config);
+        unsetenv("TZ");
     }
 
     void run() {
@@ -96,9 +96,21 @@ class WholeRun {
                 mark();
                 daemon_.advance(step.number);
                 return true;
+            case Step::Kind::date:
+                mark();
+                daemon_.advance(time_of(step.text) - time(nullptr));
+                return true;
+            case Step::Kind::away:
+            case Step::Kind::back:
+                mark();
+                step.kind == Step::Kind::away ? peers_.at(step.port)->go_away() : peers_.at(step.port)->come_back();
+                return true;
             case Step::Kind::message:
-                // What nobody has subscribed yet is lost.
-                daemon_.log().wait_for("MQTT соединение установлено.", limit);
+                // What nobody has subscribed yet is lost. The broker tells each topic in a line of its own.
+                if (!wait_until([&] { return broker_.log().find("\t" + step.topic + " (QoS") != std::string::npos; },
+                                limit)) {
+                    return false;
+                }
                 mark();
                 return probe_.publish(step.topic, step.text);
             case Step::Kind::unasked:
@@ -120,22 +132,20 @@ class WholeRun {
             case Step::Kind::log:
                 return step.wanted ? daemon_.log().wait_for(line, limit, log_mark_).has_value()
                                    : daemon_.log().count(line, log_mark_) == 0;
-            case Step::Kind::sent:
-                return was_sent(step);
+            case Step::Kind::sent: {
+                auto const came = [&] { return ::was_sent(sent(step.port), step); };
+                return step.wanted ? wait_until(came, limit) : !came();
+            }
+            case Step::Kind::frames:
+                return wait_until([&] { return are_frames(sent(step.port), step.frames); }, limit);
         }
         return false;
     }
 
-    /// Behind the last step that did something.
-    bool was_sent(Step const& step) {
-        auto const came = [&] {
-            std::vector<std::string> const frames = peers_.at(step.port)->log().frames();
-            auto const begin =
-                frames.begin() + static_cast<std::ptrdiff_t>(std::min(sent_marks_[step.port], frames.size()));
-            return std::any_of(begin, frames.end(),
-                               [&step](std::string const& frame) { return step.text.empty() || frame == step.text; });
-        };
-        return step.wanted ? wait_until(came, limit) : !came();
+    /// The frames behind the last step that did something.
+    std::vector<std::string> sent(std::string const& port) {
+        std::vector<std::string> const all = peers_.at(port)->log().frames();
+        return {all.begin() + static_cast<std::ptrdiff_t>(std::min(sent_marks_[port], all.size())), all.end()};
     }
 
     void mark() {

@@ -8,8 +8,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "ctl/line/wait_until.h"
 #include "support/process_info.h"
-#include "support/wait_until.h"
 
 using std::chrono::seconds;
 

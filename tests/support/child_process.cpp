@@ -11,7 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "support/wait_until.h"
+#include "ctl/line/wait_until.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "config/config.h"
+#include "ctl/line/peer_script.h"
 #include "runtime/port_base.h"
-#include "support/peer_script.h"
 #include "transport/no_line_tran.h"
 
 /// A line whose other end is a script, without a descriptor and without time: what the script answers can be read at

@@ -8,8 +8,8 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include "support/hex.h"
-#include "support/wait_until.h"
+#include "ctl/line/hex.h"
+#include "ctl/line/wait_until.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 
 #include <modbus/modbus.h>
 
-#include "support/pty_line.h"
+#include "ctl/line/pty_line.h"
 
 /// A Modbus RTU slave of libmodbus, which we did not write, at the far end of a serial line. Coils, discrete inputs,
 /// holding and input registers have the addresses 0 to 2999 each and begin as 0; what lies behind is refused with

@@ -1,21 +1,6 @@
 #include "support/sample_config.h"
 
-#include <memory>
-#include <stdexcept>
-
-#include <json/reader.h>
-
 namespace sample {
-
-Json::Value json(std::string const& text) {
-    std::unique_ptr<Json::CharReader> const reader(Json::CharReaderBuilder().newCharReader());
-    Json::Value root;
-    std::string errors;
-    if (!reader->parse(text.data(), text.data() + text.size(), &root, &errors)) {
-        throw std::invalid_argument(errors);
-    }
-    return root;
-}
 
 Json::Value root(int broker_port) {
     Json::Value root = json(R"({"mqtt": {"url": "127.0.0.1"}, "log": {"is_debug": true}, "ports": []})");

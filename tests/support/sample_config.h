@@ -2,13 +2,14 @@
 
 #include <string>
 
-#include <json/value.h>
+#include "ctl/scenario/scenario.h"
 
 /// The parts of a configuration that every test with a daemon needs; the test adds what it is about.
 namespace sample {
 
-/// Raises std::invalid_argument with the parser's reason.
-Json::Value json(std::string const& text);
+inline Json::Value json(std::string const& text) {
+    return json_of(text);
+}
 /// Broker on the loopback address, debug detail, no ports yet.
 Json::Value root(int broker_port);
 /// A port of type "base.rs" with 9600 baud, without devices yet.

@@ -6,7 +6,7 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "support/wait_until.h"
+#include "ctl/line/wait_until.h"
 
 using std::chrono::seconds;
 

@@ -11,14 +11,14 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "ctl/line/hex.h"
+#include "ctl/line/pty_line.h"
+#include "ctl/line/wait_until.h"
 #include "foundation/serial_line.h"
 #include "foundation/wsock.h"
 #include "support/free_port.h"
-#include "support/hex.h"
-#include "support/pty_line.h"
 #include "support/tcp_peer.h"
 #include "support/temp_folder.h"
-#include "support/wait_until.h"
 #include "transport/line_nodes.h"
 
 using std::chrono::seconds;

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "support/hex.h"
+#include "ctl/line/hex.h"
 #include "support/log_capture.h"
 #include "transport/line_nodes.h"
 

@@ -8,13 +8,13 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "support/hex.h"
+#include "ctl/line/hex.h"
+#include "ctl/line/pty_line.h"
+#include "ctl/line/responder.h"
+#include "ctl/line/wait_until.h"
 #include "support/log_capture.h"
 #include "support/process_info.h"
-#include "support/pty_line.h"
-#include "support/responder.h"
 #include "support/temp_folder.h"
-#include "support/wait_until.h"
 #include "transport/line_nodes.h"
 
 using std::chrono::milliseconds;

@@ -7,10 +7,10 @@
 
 #include <gtest/gtest.h>
 
-#include "support/hex.h"
+#include "ctl/line/hex.h"
+#include "ctl/line/wait_until.h"
 #include "support/log_capture.h"
 #include "support/tcp_peer.h"
-#include "support/wait_until.h"
 #include "transport/line_nodes.h"
 
 using std::chrono::milliseconds;

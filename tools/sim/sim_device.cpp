@@ -14,10 +14,10 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include "ctl/line/end_signals.h"
+#include "ctl/line/listener.h"
+#include "ctl/line/pseudo_terminal.h"
 #include "sim/device.h"
-#include "sim/end_signals.h"
-#include "sim/listener.h"
-#include "sim/pseudo_terminal.h"
 
 namespace {
 
@@ -82,13 +82,13 @@ void ready(std::string const& place) {
 }
 
 void serve_line(Session& session, std::string const& path) {
-    sim::PseudoTerminal const terminal(path);
+    PseudoTerminal const terminal(path);
     ready(path);
     session.serve(terminal.master());
 }
 
 void serve_tcp(Session& session) {
-    sim::Listener const listener;
+    Listener const listener;
     ready(std::to_string(listener.port()));
     while (session.wait_for(listener.descriptor())) {
         int const connection = listener.accept();
@@ -109,7 +109,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     try {
-        Session session(*device, sim::end_signals());
+        Session session(*device, end_signals());
         if (std::string const place = argv[3]; place == "tcp") {
             serve_tcp(session);
         } else {

@@ -16,8 +16,8 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include "sim/end_signals.h"
-#include "sim/pseudo_terminal.h"
+#include "ctl/line/end_signals.h"
+#include "ctl/line/pseudo_terminal.h"
 #include "sim/rtu_slave.h"
 
 namespace {
@@ -79,8 +79,8 @@ bool serve_until_signal(sim::RtuSlave& slave, int line, int signals) {
 int main(int argc, char** argv) {
     Arguments const arguments = parse(argc, argv);
     try {
-        int const signals = sim::end_signals();
-        sim::PseudoTerminal const terminal(arguments.link);
+        int const signals = end_signals();
+        PseudoTerminal const terminal(arguments.link);
         sim::RtuSlave slave(terminal.master(), arguments.address);
         std::printf("%s\n", arguments.link.c_str());
         std::fflush(stdout);

@@ -12,8 +12,8 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include "sim/end_signals.h"
-#include "sim/listener.h"
+#include "ctl/line/end_signals.h"
+#include "ctl/line/listener.h"
 #include "sim/registers.h"
 
 namespace {
@@ -28,7 +28,7 @@ bool answer(modbus_t* context, sim::Registers& registers, double seconds) {
     return length == 0 || modbus_reply(context, request.data(), length, registers.mapping()) >= 0;
 }
 
-void serve(sim::Listener const& listener, int signals) {
+void serve(Listener const& listener, int signals) {
     // The library asks for an address and uses none: it is given its connection instead.
     std::unique_ptr<modbus_t, decltype(&modbus_free)> const context(modbus_new_tcp("127.0.0.1", 0), &modbus_free);
     sim::Registers registers(0);
@@ -57,8 +57,8 @@ void serve(sim::Listener const& listener, int signals) {
 
 int main() {
     try {
-        int const signals = sim::end_signals();
-        sim::Listener const listener;
+        int const signals = end_signals();
+        Listener const listener;
         std::printf("%d\n", listener.port());
         std::fflush(stdout);
         serve(listener, signals);

@@ -13,7 +13,7 @@
 #include <mosquitto.h>
 #include <poll.h>
 
-#include "sim/end_signals.h"
+#include "ctl/line/end_signals.h"
 #include "sim/z2t_bridge.h"
 
 namespace {
@@ -91,7 +91,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     mosquitto_lib_init();
-    Session(argv[3]).serve(argv[1], std::atoi(argv[2]), sim::end_signals());
+    Session(argv[3]).serve(argv[1], std::atoi(argv[2]), end_signals());
     mosquitto_lib_cleanup();
     return 0;
 }

@@ -1,4 +1,4 @@
-#include "sim/pseudo_terminal.h"
+#include "ctl/line/pseudo_terminal.h"
 
 #include <array>
 #include <cerrno>
@@ -9,8 +9,6 @@
 #include <fcntl.h>
 #include <termios.h>
 #include <unistd.h>
-
-namespace sim {
 
 namespace fs = std::filesystem;
 
@@ -79,5 +77,3 @@ void PseudoTerminal::close_pair() {
         }
     }
 }
-
-}  // namespace sim

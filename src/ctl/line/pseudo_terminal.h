@@ -2,8 +2,6 @@
 
 #include <string>
 
-namespace sim {
-
 /// A pseudo-terminal in raw mode with a link of a chosen name to its line end. A simulated device holds the master
 /// side; whoever polls it opens the link as a serial line.
 class PseudoTerminal {
@@ -30,5 +28,3 @@ class PseudoTerminal {
     /// Kept open, so that the master sees no hang-up while nobody polls.
     int slave_ = -1;
 };
-
-}  // namespace sim

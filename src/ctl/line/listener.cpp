@@ -1,4 +1,4 @@
-#include "sim/listener.h"
+#include "ctl/line/listener.h"
 
 #include <cerrno>
 #include <system_error>
@@ -9,13 +9,14 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace sim {
-
-Listener::Listener() : descriptor_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+Listener::Listener(int port) : descriptor_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<unsigned short>(port));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t length = sizeof(address);
+    int const on = 1;
+    setsockopt(descriptor_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
     auto* const generic = reinterpret_cast<sockaddr*>(&address);
     if (descriptor_ < 0 || bind(descriptor_, generic, length) != 0 || listen(descriptor_, SOMAXCONN) != 0 ||
         getsockname(descriptor_, generic, &length) != 0) {
@@ -40,5 +41,3 @@ int Listener::accept() const {
     }
     return connection;
 }
-
-}  // namespace sim

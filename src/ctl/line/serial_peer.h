@@ -3,8 +3,8 @@
 #include <string>
 #include <thread>
 
-#include "support/pty_line.h"
-#include "support/responder.h"
+#include "ctl/line/pty_line.h"
+#include "ctl/line/responder.h"
 
 /// A scripted device at the far end of a serial line. What it is asked to hang up is pulled out like by unplug(); bytes
 /// that go out just before it are awaited by half a second at most, as a hang-up throws away what wasn't read.

@@ -1,4 +1,4 @@
-#include "support/pty_line.h"
+#include "ctl/line/pty_line.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include "support/responder.h"
+#include "ctl/line/responder.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -7,7 +7,7 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include "support/wait_until.h"
+#include "ctl/line/wait_until.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "support/peer_script.h"
+#include "ctl/line/peer_script.h"
 #include "transport/no_line_tran.h"
 
 /// A line whose other end is a script and whose time is counted, not waited for: what arrives behind a time-out lies
@@ -25,6 +25,11 @@ class ScriptLine : public NoLineTran {
     bool abandon() override;
     void resume() override;
 
+    void close() override;
+
+    /// The line is pulled out, or nobody listens: it can't be opened until it is back.
+    void set_away(bool away);
+    bool is_away() override { return is_away_ && !is_tcp_; }
     /// Bytes that nobody asked for, hexadecimal.
     void send(std::string const& frame) { arrive(hex::bytes(frame), 0); }
 
@@ -45,6 +50,7 @@ class ScriptLine : public NoLineTran {
     void arrive(hex::Bytes bytes, long long after_ms);
 
     bool is_tcp_;
+    bool is_away_ = false;
     bool abandoned_ = false;
     bool hangs_up_ = false;
     long long now_ms_ = 0;

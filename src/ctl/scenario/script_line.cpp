@@ -1,4 +1,4 @@
-#include "scenario/script_line.h"
+#include "ctl/scenario/script_line.h"
 
 #include <algorithm>
 #include <utility>
@@ -7,12 +7,29 @@ bool ScriptLine::open() {
     abandoned_ = false;
     hangs_up_ = false;
     rto_ = cport->rto;
+    if (is_away_) {
+        // As the transports tell it.
+        cport->Log(xCommon::lmtError, is_tcp_ ? "не удалось открыть TCP соединение." : "не удалось открыть COM порт.");
+        return is_tcp_;
+    }
     return NoLineTran::open();
+}
+
+void ScriptLine::close() {
+    pieces_.clear();
+    NoLineTran::close();
+}
+
+void ScriptLine::set_away(bool away) {
+    is_away_ = away;
+    if (away) {
+        close();
+    }
 }
 
 /// TCP connects anew by itself, a serial line doesn't.
 bool ScriptLine::ready() {
-    return is_open() || (is_tcp_ && open());
+    return is_open() || (is_tcp_ && open() && is_open());
 }
 
 int ScriptLine::take(unsigned char* buffer, int count, bool first_only) {

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "support/hex.h"
-#include "support/peer_script.h"
-#include "support/pty_line.h"
+#include "ctl/line/hex.h"
+#include "ctl/line/peer_script.h"
+#include "ctl/line/pty_line.h"
 
 /// A request as a peer received it.
 struct PeerRequest {

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "sim/pseudo_terminal.h"
+#include "ctl/line/pseudo_terminal.h"
 
 /// How a serial line is set, read back from the terminal. A pseudo-terminal keeps no byte size and no parity.
 struct LineSettings {
@@ -38,5 +38,5 @@ class PtyLine {
 
  private:
     std::string path_;
-    std::optional<sim::PseudoTerminal> terminal_;
+    std::optional<PseudoTerminal> terminal_;
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <deque>
 #include <functional>
 #include <mutex>
@@ -8,12 +9,12 @@
 #include <string_view>
 #include <vector>
 
-#include "support/hex.h"
+#include "ctl/line/frame_text.h"
 
 /// Where in a reply the peer hangs up.
 enum class HangUp { never, before_reply, in_reply, after_reply };
 
-/// What a peer does with one request. Frames are hexadecimal text.
+/// What a peer does with one request. Frames are written as frame_text says.
 struct Reply {
     std::string hex = {};      ///< empty: silence
     int delay_ms = 0;          ///< before the first byte goes out
@@ -23,8 +24,7 @@ struct Reply {
     HangUp hang_up = HangUp::never;
 };
 
-/// Requests and their replies. The request of a row may hold "??" for a byte that doesn't matter. Safe to change while
-/// a peer works by it.
+/// Requests and their replies. Safe to change while a peer works by it.
 class PeerScript {
  public:
     /// For answers that depend on the request, or on what came before.
@@ -32,13 +32,14 @@ class PeerScript {
 
     PeerScript() = default;
     /// Rows as text, one a line: "05 03 00 10 00 01 84 4B -> 05 03 02 04 D2 CB 19". Empty lines and such that begin
-    /// with
-    /// "#" don't matter. Raises std::invalid_argument.
+    /// with "#" don't matter. Raises std::invalid_argument.
     explicit PeerScript(std::string_view rows);
 
     /// What is answered whenever the request comes. A later row for the same request replaces the earlier one.
     PeerScript& on(std::string const& request, Reply reply);
     PeerScript& on(std::string const& request, std::string const& reply) { return on(request, Reply{.hex = reply}); }
+    /// The same, but rows for the same request take turns.
+    PeerScript& turn(std::string const& request, Reply reply);
     /// Answers that are given once each, in this order, before what on() says.
     PeerScript& once(std::string const& request, Reply reply);
     PeerScript& once(std::string const& request, std::string const& reply) {
@@ -48,7 +49,10 @@ class PeerScript {
     PeerScript& otherwise(Answerer answerer);
     PeerScript& otherwise(Reply const& reply);
 
-    /// The answer to a request; takes it out if it was one of once().
+    /// Nothing is waited for from now on: neither delays nor gaps.
+    void hurry() { hurries_ = true; }
+
+    /// The answer to a request, plain hexadecimal text; takes it out if it was one of once().
     Reply answer(std::span<unsigned char const> request);
     /// A row has exactly this request.
     bool knows(std::span<unsigned char const> request) const;
@@ -56,21 +60,19 @@ class PeerScript {
     bool may_grow(std::span<unsigned char const> request) const;
 
  private:
-    /// -1 stands for any byte.
-    using Pattern = std::vector<int>;
     struct Row {
-        Pattern request;
-        Reply reply;
+        frame_text::Pattern request;
+        std::vector<Reply> replies;  ///< that take turns
+        long long served = 0;
     };
 
-    static Pattern pattern(std::string_view text);
-    static bool begins(Pattern const& pattern, std::span<unsigned char const> request);
-    static bool equals(Pattern const& pattern, std::span<unsigned char const> request);
     template <typename Test>
     bool any_row(Test test) const;
+    Reply written_out(Reply reply, std::span<unsigned char const> request, long long number) const;
 
     mutable std::mutex mutex_;
     std::vector<Row> rows_;
     std::deque<Row> once_;
     Answerer otherwise_;
+    std::atomic<bool> hurries_ = false;
 };

@@ -1,10 +1,10 @@
-#include "support/serial_peer.h"
+#include "ctl/line/serial_peer.h"
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include "support/wait_until.h"
+#include "ctl/line/wait_until.h"
 
 SerialPeer::SerialPeer(std::string const& path) : line_(path) {
     thread_ = std::jthread([this](std::stop_token const& stop) { work(stop); });

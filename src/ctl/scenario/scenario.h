@@ -6,18 +6,20 @@
 
 #include <json/value.h>
 
-#include "support/peer_script.h"
+#include "ctl/line/peer_script.h"
 
 /// One row of a wire: what the far end does with a request.
 struct WireRow {
+    enum class Kind { always, once, turn };
+
     std::string request;  ///< "*" for any other
     Reply reply;
-    bool once = false;
+    Kind kind = Kind::always;
 };
 
 /// One line of a scenario's course: something that is done, or something that must or must not have come of it.
 struct Step {
-    enum class Kind { pass, clock, message, unasked, value, log, sent, nothing_more };
+    enum class Kind { pass, clock, date, message, unasked, away, back, value, log, sent, frames, nothing_more };
 
     Kind kind;
     bool wanted = true;     ///< false: it must not have come
@@ -26,7 +28,12 @@ struct Step {
     std::string topic = {};
     std::string text = {};  ///< payload, text of a log line, or frame
     int number = 0;         ///< QoS, level, or seconds
+    int times = 0;          ///< that a frame went out; 0: at least once
     bool retained = true;
+    std::vector<std::string> frames = {};  ///< all that went out, in their order
+
+    /// It does something; the others look at what came of that.
+    bool acts() const { return kind <= Kind::back; }
 };
 
 /// A scenario as its file tells it: see docs/scenarios.md.
@@ -36,15 +43,19 @@ struct Scenario {
     std::string fault;  ///< why the file can't be read
     bool in_process = true;
     bool whole = false;
+    std::string zone;  ///< of time; empty: that of the machine
     Json::Value config;
+    std::map<std::string, std::string> templates;       ///< files by their names
     std::map<std::string, std::vector<WireRow>> wires;  ///< by the port's name
     std::vector<Step> steps;
 
     /// Reads a file. Raises std::runtime_error with "FILE:LINE: what is wrong".
     static Scenario read(std::string const& path, std::string const& name);
+    /// The far end of one port's line.
+    void write(std::string const& port, PeerScript& script) const;
 };
 
-/// Fails the test that runs, for a scenario that doesn't hold.
-void run_in_process(Scenario const& scenario);
-/// The same with the real binary, a real broker, and pseudo-terminals or TCP peers.
-void run_whole(Scenario const& scenario);
+/// Seconds since 1970 of "2026-01-31 12:00:00", local time. Raises std::runtime_error.
+long long time_of(std::string const& date);
+/// JSON as it stands in a text. Raises std::invalid_argument with the parser's reason.
+Json::Value json_of(std::string const& text);

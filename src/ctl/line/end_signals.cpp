@@ -1,11 +1,9 @@
-#include "sim/end_signals.h"
+#include "ctl/line/end_signals.h"
 
 #include <csignal>
 #include <initializer_list>
 
 #include <sys/signalfd.h>
-
-namespace sim {
 
 int end_signals() {
     std::signal(SIGPIPE, SIG_IGN);
@@ -17,5 +15,3 @@ int end_signals() {
     sigprocmask(SIG_BLOCK, &signals, nullptr);
     return signalfd(-1, &signals, SFD_CLOEXEC);
 }
-
-}  // namespace sim

@@ -1,13 +1,18 @@
-#include "scenario/scenario.h"
+#include "ctl/scenario/scenario.h"
 
+#include <algorithm>
 #include <charconv>
+#include <ctime>
+#include <filesystem>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
 
-#include "support/sample_config.h"
+#include <json/reader.h>
+
 
 namespace {
 
@@ -43,6 +48,15 @@ int number(std::string const& text) {
         throw std::runtime_error("no number : '" + text + "'");
     }
     return value;
+}
+
+/// What stands for a byte that can't be written in a line: \\xHH.
+std::string unescaped(std::string text) {
+    for (size_t at = 0; (at = text.find("\\x", at)) != std::string::npos; ++at) {
+        hex::Bytes const byte = hex::bytes(std::string_view(text).substr(at + 2, 2));
+        text.replace(at, 4, 1, static_cast<char>(byte.at(0)));
+    }
+    return text;
 }
 
 class Reader {
@@ -96,14 +110,25 @@ class Reader {
         if (word == "run") {
             run(text);
         } else if (word == "config") {
-            std::string json;
-            block([&json](std::string const& row) { json += row + "\n"; });
-            scenario_.config = sample::json(json);
+            scenario_.config = json_of(text.empty() ? whole_block() : base(text));
         } else if (word == "with") {
-            lay_over(text);
+            std::string path;
+            std::string value;
+            if (!split(text, "=", path, value)) {
+                throw std::runtime_error("a key without =");
+            }
+            place(path) = json_of("{\"v\": " + value + "}")["v"];
+        } else if (word == "without") {
+            size_t const dot = text.rfind('.');
+            Json::Value& parent = dot == std::string::npos ? scenario_.config : place(text.substr(0, dot));
+            parent.removeMember(text.substr(dot == std::string::npos ? 0 : dot + 1));
+        } else if (word == "template") {
+            scenario_.templates[text] = whole_block();
+        } else if (word == "zone") {
+            scenario_.zone = text;
         } else if (word == "wire") {
             auto& rows = scenario_.wires[text];
-            block([this, &rows](std::string const& row) {
+            block([&rows](std::string const& row) {
                 if (!row.empty() && row[0] != '#') {
                     rows.push_back(wire_row(row));
                 }
@@ -111,6 +136,23 @@ class Reader {
         } else {
             step(word, std::move(text));
         }
+    }
+
+    std::string whole_block() {
+        std::string text;
+        block([&text](std::string const& row) { text += row + "\n"; });
+        return text;
+    }
+
+    /// A configuration that several scenarios share lies beside them.
+    std::string base(std::string const& name) const {
+        std::ifstream file(std::filesystem::path(scenario_.path).replace_filename(name));
+        std::ostringstream text;
+        text << file.rdbuf();
+        if (!file) {
+            throw std::runtime_error("can't be read : " + name);
+        }
+        return text.str();
     }
 
     void run(std::string const& text) {
@@ -121,37 +163,42 @@ class Reader {
         }
     }
 
-    /// "ports.0.devices.0.rto = 300"
-    void lay_over(std::string const& text) {
-        std::string path;
-        std::string value;
-        if (!split(text, "=", path, value)) {
-            throw std::runtime_error("a key without =");
-        }
+    /// Of a path like "ports.0.devices.0.rto".
+    Json::Value& place(std::string const& path) {
         Json::Value* node = &scenario_.config;
         std::istringstream keys(path);
         for (std::string key; std::getline(keys, key, '.');) {
             bool const is_index = key.find_first_not_of("0123456789") == std::string::npos;
             node = is_index ? &(*node)[number(key)] : &(*node)[key];
         }
-        *node = sample::json("{\"v\": " + value + "}")["v"];
+        return *node;
     }
 
     static WireRow wire_row(std::string text) {
         WireRow row;
-        if (text.rfind("once ", 0) == 0) {
-            row.once = true;
-            text = trimmed(std::string_view(text).substr(5));
+        for (auto const& [word, kind] : {std::pair("once ", WireRow::Kind::once), {"turn ", WireRow::Kind::turn}}) {
+            if (text.starts_with(word)) {
+                row.kind = kind;
+                text = trimmed(std::string_view(text).substr(5));
+            }
         }
         std::string rest;
         if (!split(text, "->", row.request, rest)) {
             throw std::runtime_error("a row without ->");
         }
-        std::istringstream parts(rest);
+        if (row.request != "*") {
+            frame_text::pattern(row.request);
+        }
+        // A text may hold the sign that the options stand behind.
+        size_t const options = std::min(rest.find(" ;", rest.rfind('"') + 1), rest.size());
+        std::istringstream parts(rest.substr(options));
+        row.reply.hex = trimmed(std::string_view(rest).substr(0, options));
+        if (row.reply.hex == "silence") {
+            row.reply.hex.clear();
+        }
+        frame_text::check_reply(row.reply.hex);
         std::string part;
         std::getline(parts, part, ';');
-        row.reply.hex = trimmed(part) == "silence" ? "" : trimmed(part);
-        hex::bytes(row.reply.hex);
         while (std::getline(parts, part, ';')) {
             part = trimmed(part);
             option(take_word(part), part, row.reply);
@@ -166,6 +213,8 @@ class Reader {
             reply.garbage = value + " ";
         } else if (word == "pieces") {
             reply.fragment = number(value);
+        } else if (word == "gap") {
+            reply.gap_ms = number(value);
         } else if (word == "cut") {
             hex::Bytes whole = hex::bytes(reply.hex);
             whole.resize(std::min(whole.size(), static_cast<size_t>(number(value))));
@@ -185,18 +234,28 @@ class Reader {
             step.wanted = false;
             word = take_word(text);
         }
-        if (word == "pass" && step.wanted) {
+        if (word == "pass") {
             step.number = text.empty() ? 1 : number(text);
-        } else if (word == "clock" && step.wanted) {
+        } else if (word == "clock") {
             step.kind = Step::Kind::clock;
             step.number = number(text);
-        } else if (word == "message" && step.wanted) {
+        } else if (word == "date") {
+            step.kind = Step::Kind::date;
+            step.text = text;
+            time_of(text);
+        } else if (word == "message") {
             step.kind = Step::Kind::message;
             topic_and_payload(text, step);
-        } else if (word == "unasked" && step.wanted) {
+        } else if (word == "unasked") {
             step.kind = Step::Kind::unasked;
             step.port = take_word(text);
-            step.text = hex::text(hex::bytes(text));
+            step.text = hex::text(frame_text::reply(text, {}, 0));
+        } else if (word == "line") {
+            step.port = take_word(text);
+            step.kind = text == "away" ? Step::Kind::away : Step::Kind::back;
+            if (text != "away" && text != "back") {
+                throw std::runtime_error("a line goes away or comes back");
+            }
         } else if (word == "value" || word == "told") {
             step.kind = Step::Kind::value;
             step.retained = word == "value";
@@ -205,15 +264,37 @@ class Reader {
         } else if (word == "log") {
             step.kind = Step::Kind::log;
             step.number = number(take_word(text));
-            step.text = text;
+            step.text = unescaped(text);
         } else if (word == "sent") {
             step.kind = Step::Kind::sent;
             step.port = take_word(text);
-            step.text = text.empty() ? "" : hex::text(hex::bytes(text));
+            std::string times;
+            if (split(text, "times ", step.text, times)) {
+                step.times = number(times);
+            } else {
+                step.text = text;
+            }
+            frame_text::pattern(step.text);
+        } else if (word == "frames") {
+            step.kind = Step::Kind::frames;
+            step.port = text;
+            block([&step](std::string const& row) {
+                if (!row.empty() && row[0] != '#') {
+                    frame_text::pattern(row);
+                    step.frames.push_back(row);
+                }
+            });
         } else if (word == "nothing" && text == "more") {
             step.kind = Step::Kind::nothing_more;
         } else {
             throw std::runtime_error("unknown : '" + word + "'");
+        }
+        bool const is_asked = step.kind == Step::Kind::value || step.kind == Step::Kind::log || step.kind == Step::Kind::sent;
+        if (!step.wanted && !is_asked) {
+            throw std::runtime_error("'no' stands ahead of what may come");
+        }
+        if (!step.port.empty() && !scenario_.wires.contains(step.port)) {
+            throw std::runtime_error("no wire : '" + step.port + "'");
         }
         scenario_.steps.push_back(std::move(step));
     }
@@ -225,6 +306,7 @@ class Reader {
             step.topic = text;
             step.text = "*";
         }
+        step.text = unescaped(step.text);
         std::string qos;
         std::string topic;
         if (split(step.topic, " qos ", topic, qos)) {
@@ -239,6 +321,44 @@ class Reader {
 };
 
 }  // namespace
+
+long long time_of(std::string const& date) {
+    std::tm parts = {};
+    char const* const end = strptime(date.c_str(), "%Y-%m-%d %H:%M:%S", &parts);
+    if (end == nullptr || *end != '\0') {
+        throw std::runtime_error("no date : '" + date + "'");
+    }
+    parts.tm_isdst = -1;
+    return std::mktime(&parts);
+}
+
+Json::Value json_of(std::string const& text) {
+    std::unique_ptr<Json::CharReader> const reader(Json::CharReaderBuilder().newCharReader());
+    Json::Value root;
+    std::string errors;
+    if (!reader->parse(text.data(), text.data() + text.size(), &root, &errors)) {
+        throw std::invalid_argument(errors);
+    }
+    return root;
+}
+
+void Scenario::write(std::string const& port, PeerScript& script) const {
+    auto const wire = wires.find(port);
+    if (wire == wires.end()) {
+        return;
+    }
+    for (WireRow const& row : wire->second) {
+        if (row.request == "*") {
+            script.otherwise(row.reply);
+        } else if (row.kind == WireRow::Kind::once) {
+            script.once(row.request, row.reply);
+        } else if (row.kind == WireRow::Kind::turn) {
+            script.turn(row.request, row.reply);
+        } else {
+            script.on(row.request, row.reply);
+        }
+    }
+}
 
 Scenario Scenario::read(std::string const& path, std::string const& name) {
     Scenario scenario;

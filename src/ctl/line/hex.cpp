@@ -1,4 +1,4 @@
-#include "support/hex.h"
+#include "ctl/line/hex.h"
 
 #include <cctype>
 #include <stdexcept>

@@ -1,12 +1,10 @@
 #pragma once
 
-namespace sim {
-
-/// Listens on a free port of the loopback address.
+/// Listens on a port of the loopback address.
 class Listener {
  public:
-    /// Raises std::system_error.
-    Listener();
+    /// 0: a free one. Raises std::system_error.
+    explicit Listener(int port = 0);
     ~Listener();
     Listener(Listener const&) = delete;
     Listener& operator=(Listener const&) = delete;
@@ -20,5 +18,3 @@ class Listener {
     int descriptor_ = -1;
     int port_ = 0;
 };
-
-}  // namespace sim
