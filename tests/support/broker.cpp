@@ -25,14 +25,15 @@ std::string find_mosquitto() {
     throw std::runtime_error("mosquitto is not installed");
 }
 
-std::string configuration(int port) {
+/// Into a file: to standard output it would write through a buffer.
+std::string configuration(int port, std::string const& log) {
     std::ostringstream text;
     text << "listener " << port << " 127.0.0.1\n"
          << "allow_anonymous true\n"
          << "persistence false\n"
          << "max_queued_messages 0\n"
          << "set_tcp_nodelay true\n"
-         << "log_dest stdout\n"
+         << "log_dest file " << log << "\n"
          << "log_type all\n";
     if (geteuid() == 0) {
         text << "user root\n";
@@ -52,8 +53,8 @@ void Broker::start() {
     if (process_) {
         return;
     }
-    std::string const path = folder_.write("mosquitto.conf", configuration(port()));
-    int const output = open(folder_.file("mosquitto.log").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    std::string const path = folder_.write("mosquitto.conf", configuration(port(), folder_.file("mosquitto.log")));
+    int const output = open(folder_.file("mosquitto.out").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
     process_ = std::make_unique<ChildProcess>(ChildProcess::Launch{{find_mosquitto(), "-c", path}, {}, output});
     close(output);
     bool const ready = wait_until([this] { return accepts_connections(port()) || !process_->running(); }, seconds(10));
@@ -91,8 +92,10 @@ void Broker::resume() {
 }
 
 std::string Broker::log() const {
-    std::ifstream file(folder_.file("mosquitto.log"));
     std::ostringstream text;
-    text << file.rdbuf();
+    for (char const* name : {"mosquitto.out", "mosquitto.log"}) {
+        std::ifstream file(folder_.file(name));
+        text << std::string(std::istreambuf_iterator(file), {});
+    }
     return text.str();
 }
