@@ -132,17 +132,17 @@ int wsock::Recv(void* buffer, int count) {
     return receive(buffer, count, read_timeout_ms_);
 }
 
-bool wsock::RecvAll(void* buffer, int count) {
+int wsock::gather(void* buffer, int count) {
     Deadline const deadline(read_timeout_ms_);
     int got = 0;
     while (got < count) {
         int const piece = receive(static_cast<unsigned char*>(buffer) + got, count - got, deadline.left_ms());
         if (piece <= 0) {
-            return false;
+            return got > 0 ? got : piece;
         }
         got += piece;
     }
-    return true;
+    return got;
 }
 
 int wsock::Send(void const* buffer, int count) {

@@ -24,7 +24,9 @@ class wsock {
     /// Bytes sent within the send time-out; -1 when the connection is gone and nothing went out.
     int Send(void const* buffer, int count);
     /// True only if the whole count arrived within the read time-out.
-    bool RecvAll(void* buffer, int count);
+    bool RecvAll(void* buffer, int count) { return gather(buffer, count) == count; }
+    /// What arrives of `count` bytes within the read time-out; -1 on an unconnected object.
+    int gather(void* buffer, int count);
     bool SendAll(void const* buffer, int count);
     /// Reads away what is pending.
     void flush_input();

@@ -1,7 +1,8 @@
 #include "transport/itran.h"
 
-#include <chrono>
+#include <utility>
 
+#include "config/process.h"
 #include "foundation/deadline.h"
 
 bool iTran::reopen() {
@@ -10,6 +11,26 @@ bool iTran::reopen() {
     }
     close();
     return open();
+}
+
+void iTran::trace(char const* direction, unsigned char const* buffer, int count) {
+    if (!PH::IsPrintHex || count < 0) {
+        return;
+    }
+    auto const now = xCommon::xtime::steady();
+    auto const since = std::chrono::duration_cast<std::chrono::milliseconds>(now - std::exchange(last_trace_, now));
+    trace_hex(*cport, buffer, count, xCommon::xString::Format("%s +%d мс", direction, static_cast<int>(since.count())));
+}
+
+int iTran::noted(unsigned char const* buffer, int got) {
+    heard = heard || got > 0;
+    trace("приём", buffer, got);
+    return got;
+}
+
+int iTran::written(unsigned char const* buffer, int count) {
+    trace("передача", buffer, count);
+    return count;
 }
 
 void iTran::flush() {

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <chrono>
 #include <span>
 
 #include "config/cport.h"
 #include "foundation/byte_list.h"
+#include "foundation/xmisc.h"
 
 /// The one interface through which drivers reach their line. A port owns exactly one, and its worker alone uses it.
 /// Nothing here raises: time-outs and closed lines come back as short counts or false.
@@ -60,11 +62,10 @@ class iTran {
     bool heard = false;
 
  protected:
-    /// Notes what a read has brought, and gives it on.
-    int noted(int got) {
-        heard = heard || got > 0;
-        return got;
-    }
+    /// Notes what a read has brought, and gives its result on. With option -h each one, and each write, is an entry in
+    /// the log: direction, milliseconds since the one before on this line, and the bytes.
+    int noted(unsigned char const* buffer, int got);
+    int written(unsigned char const* buffer, int count);
     /// What the first arrival brings, as read().
     virtual int read_piece(unsigned char* buffer, int count) { return read(buffer, count); }
     /// The time-outs in force, in ms.
@@ -74,4 +75,7 @@ class iTran {
  private:
     template <typename Piece, typename End>
     int gather(unsigned char* buffer, int count, Piece next_piece, End is_end);
+    void trace(char const* direction, unsigned char const* buffer, int count);
+
+    std::chrono::steady_clock::time_point last_trace_ = xCommon::xtime::steady();
 };

@@ -59,14 +59,14 @@ int rsTran::read(unsigned char* buffer, int count) {
     if (!is_open()) {
         return -1;
     }
-    return count <= 0 ? 0 : noted(static_cast<int>(line_->read(buffer, static_cast<unsigned int>(count))));
+    return count <= 0 ? 0 : noted(buffer, static_cast<int>(line_->read(buffer, static_cast<unsigned int>(count))));
 }
 
 int rsTran::read_piece(unsigned char* buffer, int count) {
     if (!is_open()) {
         return -1;
     }
-    return count <= 0 ? 0 : noted(static_cast<int>(line_->readSome(buffer, static_cast<unsigned int>(count))));
+    return count <= 0 ? 0 : noted(buffer, static_cast<int>(line_->readSome(buffer, static_cast<unsigned int>(count))));
 }
 
 bool rsTran::read_all(unsigned char* buffer, int count) {
@@ -88,14 +88,15 @@ int rsTran::write(unsigned char* buffer, int count) {
     if (!is_open()) {
         return -1;
     }
-    return count <= 0 ? 0 : static_cast<int>(line_->write(buffer, static_cast<unsigned int>(count)));
+    return count <= 0 ? 0 : written(buffer, static_cast<int>(line_->write(buffer, static_cast<unsigned int>(count))));
 }
 
 int rsTran::write(xCommon::ByteList& bytes) {
     if (!is_open()) {
         return -1;
     }
-    return bytes.empty() ? 0 : static_cast<int>(line_->write(bytes.data(), static_cast<unsigned int>(bytes.size())));
+    auto const count = static_cast<unsigned int>(bytes.size());
+    return count == 0 ? 0 : written(bytes.data(), static_cast<int>(line_->write(bytes.data(), count)));
 }
 
 bool rsTran::write_all(unsigned char* buffer, int count) {

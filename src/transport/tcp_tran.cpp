@@ -1,7 +1,6 @@
 #include "transport/tcp_tran.h"
 
 #include <exception>
-#include <vector>
 
 using xCommon::lmtError;
 using xCommon::lmtTrace;
@@ -56,35 +55,32 @@ bool tcpTran::ready(char const* operation) {
 }
 
 int tcpTran::read(unsigned char* buffer, int count) {
-    return ready("read") ? noted(socket_->Recv(buffer, count)) : -1;
+    return ready("read") ? noted(buffer, socket_->Recv(buffer, count)) : -1;
 }
 
 bool tcpTran::read_all(unsigned char* buffer, int count) {
-    return ready("read_all") && noted(socket_->RecvAll(buffer, count) ? 1 : 0) > 0;
+    return ready("read_all") && noted(buffer, socket_->gather(buffer, count)) == count;
 }
 
 int tcpTran::write(unsigned char* buffer, int count) {
-    return ready("write") ? socket_->Send(buffer, count) : -1;
+    return ready("write") ? send(buffer, count) : -1;
 }
 
 int tcpTran::write(xCommon::ByteList& bytes) {
-    if (!ready("write(ByteList)")) {
-        return -1;
-    }
-    std::vector<unsigned char> copy(bytes.size());
-    return socket_->Send(copy.data(), bytes.pop_buf(copy.data(), static_cast<int>(copy.size())));
+    return ready("write(ByteList)") ? send(bytes.data(), static_cast<int>(bytes.size())) : -1;
 }
 
 bool tcpTran::write_all(unsigned char* buffer, int count) {
-    return ready("write_all") && socket_->SendAll(buffer, count);
+    return ready("write_all") && (count <= 0 || send(buffer, count) == count);
 }
 
 bool tcpTran::write_all(xCommon::ByteList& bytes) {
-    if (!ready("write_all(ByteList)")) {
-        return false;
-    }
-    std::vector<unsigned char> copy(bytes.size());
-    return socket_->SendAll(copy.data(), bytes.pop_buf(copy.data(), static_cast<int>(copy.size())));
+    int const count = static_cast<int>(bytes.size());
+    return ready("write_all(ByteList)") && (count == 0 || send(bytes.data(), count) == count);
+}
+
+int tcpTran::send(unsigned char const* bytes, int count) {
+    return written(bytes, socket_->Send(bytes, count));
 }
 
 void tcpTran::flush_in() {

@@ -28,6 +28,7 @@ class tcpTran : public iTran {
 
  private:
     bool ready(char const* operation);
+    int send(unsigned char const* bytes, int count);
 
     std::unique_ptr<xsock::wsock> socket_;
     bool abandoned_ = false;

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "config/constants.h"
+#include "config/process.h"
 #include "ctl/scenario/offset_clock.h"
 #include "ctl/scenario/port_bench.h"
 #include "scenario/runners.h"
@@ -18,6 +19,7 @@ class Surroundings {
  public:
     explicit Surroundings(Scenario const& scenario) {
         offset_clock::skip_delays(true);
+        PH::IsPrintHex = scenario.prints_frames;
         if (!scenario.zone.empty()) {
             setenv("TZ", scenario.zone.c_str(), 1);
             tzset();
@@ -28,6 +30,7 @@ class Surroundings {
         }
     }
     ~Surroundings() {
+        PH::IsPrintHex = false;
         offset_clock::reset();
         offset_clock::skip_delays(false);
         unsetenv("TZ");

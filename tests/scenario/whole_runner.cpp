@@ -68,7 +68,8 @@ class WholeRun {
         if (!scenario.zone.empty()) {
             setenv("TZ", scenario.zone.c_str(), 1);
         }
-        daemon_.start_with(config);
+        daemon_.start_with(config,
+                           scenario.prints_frames ? std::vector<std::string>{"-h"} : std::vector<std::string>{});
         unsetenv("TZ");
     }
 

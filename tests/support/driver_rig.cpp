@@ -17,7 +17,7 @@ int ScriptTran::read(unsigned char* buffer, int count) {
     size_t const taken = std::min(pending_.size(), static_cast<size_t>(std::max(count, 0)));
     std::copy_n(pending_.begin(), taken, buffer);
     pending_.erase(pending_.begin(), pending_.begin() + static_cast<std::ptrdiff_t>(taken));
-    return noted(static_cast<int>(taken));
+    return noted(buffer, static_cast<int>(taken));
 }
 
 int ScriptTran::write(unsigned char* buffer, int count) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <thread>
 
@@ -22,6 +23,7 @@ class SerialPeer {
     /// Plugged in from the start. A second plug() is a new terminal under the same path.
     void plug();
     void unplug();
+    bool is_plugged() const { return !path().empty() && std::filesystem::is_symlink(path()); }
     /// Bytes that nobody asked for, hexadecimal.
     void send(std::string const& frame);
 

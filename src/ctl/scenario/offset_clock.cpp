@@ -55,7 +55,8 @@ long long xtime::mono() {
 }
 
 std::chrono::steady_clock::time_point xtime::steady() {
-    return std::chrono::steady_clock::now() + std::chrono::milliseconds(steady_offset_ms);
+    static auto const start = std::chrono::steady_clock::now();
+    return (is_instant ? start : std::chrono::steady_clock::now()) + std::chrono::milliseconds(steady_offset_ms);
 }
 
 void xMisc::delay(int milliseconds) {

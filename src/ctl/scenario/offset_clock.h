@@ -12,7 +12,7 @@ void advance(long long seconds);
 void set(long long time);
 /// Moves the steady clock.
 void advance_steady(long long milliseconds);
-/// Delays pass at once, and move the steady clock.
+/// Delays pass at once, and nothing but them moves the steady clock.
 void skip_delays(bool skip);
 /// Back to the real time.
 void reset();

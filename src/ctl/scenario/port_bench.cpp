@@ -92,6 +92,18 @@ void PortBench::pass() {
     }
 }
 
+int PortBench::longest_interval() const {
+    int longest = 0;
+    for (auto const& port : ports_) {
+        for (auto const& device : port->cport->children) {
+            for (auto const& param : device->children) {
+                longest = std::max(longest, param->poll_interval);
+            }
+        }
+    }
+    return longest;
+}
+
 bool PortBench::message(std::string const& topic, std::string const& payload) {
     return std::any_of(clients_.begin(), clients_.end(),
                        [&](RecordingClient* client) { return client->take(topic, payload); });

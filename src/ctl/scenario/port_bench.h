@@ -33,6 +33,8 @@ class PortBench : public PortHost {
 
     /// One pass of each port.
     void pass();
+    /// Of a device or parameter, in s.
+    int longest_interval() const;
     /// A message from the broker; false where nobody has subscribed the topic.
     bool message(std::string const& topic, std::string const& payload);
     /// Raises std::out_of_range for a port that isn't there.

@@ -13,7 +13,6 @@
 
 #include <json/reader.h>
 
-
 namespace {
 
 std::string trimmed(std::string_view text) {
@@ -124,6 +123,11 @@ class Reader {
             parent.removeMember(text.substr(dot == std::string::npos ? 0 : dot + 1));
         } else if (word == "template") {
             scenario_.templates[text] = whole_block();
+        } else if (word == "option") {
+            scenario_.prints_frames = text == "-h";
+            if (!scenario_.prints_frames) {
+                throw std::runtime_error("the option is -h");
+            }
         } else if (word == "zone") {
             scenario_.zone = text;
         } else if (word == "wire") {
@@ -289,7 +293,8 @@ class Reader {
         } else {
             throw std::runtime_error("unknown : '" + word + "'");
         }
-        bool const is_asked = step.kind == Step::Kind::value || step.kind == Step::Kind::log || step.kind == Step::Kind::sent;
+        bool const is_asked =
+            step.kind == Step::Kind::value || step.kind == Step::Kind::log || step.kind == Step::Kind::sent;
         if (!step.wanted && !is_asked) {
             throw std::runtime_error("'no' stands ahead of what may come");
         }

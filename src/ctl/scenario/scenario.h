@@ -43,7 +43,8 @@ struct Scenario {
     std::string fault;  ///< why the file can't be read
     bool in_process = true;
     bool whole = false;
-    std::string zone;  ///< of time; empty: that of the machine
+    bool prints_frames = false;  ///< as with option -h
+    std::string zone;            ///< of time; empty: that of the machine
     Json::Value config;
     std::map<std::string, std::string> templates;       ///< files by their names
     std::map<std::string, std::vector<WireRow>> wires;  ///< by the port's name

@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <utility>
 
+#include "foundation/xmisc.h"
+
+using xCommon::xtime;
+
 bool ScriptLine::open() {
     abandoned_ = false;
     hangs_up_ = false;
@@ -36,19 +40,19 @@ int ScriptLine::take(unsigned char* buffer, int count, bool first_only) {
     if (!ready()) {
         return -1;
     }
-    long long const end_ms = now_ms_ + std::max(rto_, 0);
+    Time const end = xtime::steady() + std::chrono::milliseconds(std::max(rto_, 0));
     int got = 0;
     while (got < count) {
-        if (pieces_.empty() || pieces_.front().at_ms > end_ms) {
+        if (pieces_.empty() || pieces_.front().at > end) {
             if (pieces_.empty() && std::exchange(hangs_up_, false)) {
                 close();
-                return got > 0 ? noted(got) : -1;
+                return got > 0 ? noted(buffer, got) : -1;
             }
-            now_ms_ = end_ms;
+            wait_until(end);
             break;
         }
         Piece& piece = pieces_.front();
-        now_ms_ = std::max(now_ms_, piece.at_ms);
+        wait_until(piece.at);
         size_t const taken = std::min(piece.bytes.size(), static_cast<size_t>(count - got));
         std::copy_n(piece.bytes.begin(), taken, buffer + got);
         piece.bytes.erase(piece.bytes.begin(), piece.bytes.begin() + static_cast<std::ptrdiff_t>(taken));
@@ -60,7 +64,7 @@ int ScriptLine::take(unsigned char* buffer, int count, bool first_only) {
             break;
         }
     }
-    return noted(got);
+    return noted(buffer, got);
 }
 
 bool ScriptLine::read_all(unsigned char* buffer, int count) {
@@ -75,10 +79,15 @@ bool ScriptLine::read_all(unsigned char* buffer, int count) {
     return true;
 }
 
-void ScriptLine::arrive(hex::Bytes bytes, long long after_ms) {
+void ScriptLine::arrive(hex::Bytes bytes, int after_ms) {
     if (!bytes.empty()) {
-        pieces_.push_back({now_ms_ + after_ms, std::move(bytes)});
+        pieces_.push_back({xtime::steady() + std::chrono::milliseconds(after_ms), std::move(bytes)});
     }
+}
+
+void ScriptLine::wait_until(Time time) {
+    auto const left = std::chrono::ceil<std::chrono::milliseconds>(time - xtime::steady());
+    xCommon::xMisc::delay(static_cast<int>(left.count()));
 }
 
 int ScriptLine::write(unsigned char* buffer, int count) {
@@ -87,6 +96,7 @@ int ScriptLine::write(unsigned char* buffer, int count) {
     }
     std::span<unsigned char const> const frame(buffer, static_cast<size_t>(count));
     sent.push_back(hex::text(frame));
+    written(buffer, count);
     Reply const reply = script.answer(frame);
     if (reply.hang_up == HangUp::before_reply) {
         close();
@@ -95,7 +105,7 @@ int ScriptLine::write(unsigned char* buffer, int count) {
     hex::Bytes const bytes = hex::bytes(reply.garbage + reply.hex);
     size_t const size = reply.hang_up == HangUp::in_reply ? bytes.size() / 2 : bytes.size();
     size_t const step = reply.fragment > 0 ? static_cast<size_t>(reply.fragment) : std::max<size_t>(size, 1);
-    long long after_ms = reply.delay_ms;
+    int after_ms = reply.delay_ms;
     for (size_t at = 0; at < size; at += step, after_ms += reply.gap_ms) {
         auto const begin = bytes.begin() + static_cast<std::ptrdiff_t>(at);
         arrive({begin, begin + static_cast<std::ptrdiff_t>(std::min(step, size - at))}, after_ms);
@@ -116,7 +126,7 @@ bool ScriptLine::write_all(xCommon::ByteList& bytes) {
 
 void ScriptLine::flush_in() {
     resume();
-    std::erase_if(pieces_, [this](Piece const& piece) { return piece.at_ms <= now_ms_; });
+    std::erase_if(pieces_, [this](Piece const& piece) { return piece.at <= xtime::steady(); });
 }
 
 void ScriptLine::set_timeout(int rto, int /*sto*/) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <deque>
 #include <string>
 #include <vector>
@@ -7,8 +8,8 @@
 #include "ctl/line/peer_script.h"
 #include "transport/no_line_tran.h"
 
-/// A line whose other end is a script and whose time is counted, not waited for: what arrives behind a time-out lies
-/// there for the next read, as on a real one.
+/// A line whose other end is a script and whose time is that of xtime: what arrives behind a time-out lies there for
+/// the next read, as on a real one.
 class ScriptLine : public NoLineTran {
  public:
     explicit ScriptLine(CPort* port) : NoLineTran(port), is_tcp_(port->type_has("tcp")) {}
@@ -40,19 +41,20 @@ class ScriptLine : public NoLineTran {
     int read_piece(unsigned char* buffer, int count) override { return take(buffer, count, true); }
 
  private:
+    using Time = std::chrono::steady_clock::time_point;
     struct Piece {
-        long long at_ms;
+        Time at;
         hex::Bytes bytes;
     };
 
     bool ready();
     int take(unsigned char* buffer, int count, bool first_only);
-    void arrive(hex::Bytes bytes, long long after_ms);
+    void arrive(hex::Bytes bytes, int after_ms);
+    void wait_until(Time time);
 
     bool is_tcp_;
     bool is_away_ = false;
     bool abandoned_ = false;
     bool hangs_up_ = false;
-    long long now_ms_ = 0;
     std::deque<Piece> pieces_;
 };

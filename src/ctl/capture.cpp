@@ -1,0 +1,316 @@
+#include "ctl/capture.h"
+
+#include <algorithm>
+#include <fstream>
+#include <map>
+#include <ostream>
+#include <regex>
+#include <set>
+#include <stdexcept>
+
+#include <json/writer.h>
+
+#include "app/normalise.h"
+#include "config/constants.h"
+#include "ctl/scenario/offset_clock.h"
+#include "ctl/scenario/port_bench.h"
+#include "foundation/jutils.h"
+
+namespace {
+
+/// A request as the log has it, and all that was read until the next one.
+struct Exchange {
+    hex::Bytes request;
+    hex::Bytes reply;
+    int delay_ms = 0;
+};
+
+struct Captured {
+    std::vector<Exchange> exchanges;
+    std::vector<std::pair<std::string, std::string>> messages;  ///< topic and payload
+    std::map<std::string, std::set<std::string>> values;        ///< by the parameter's name
+};
+
+Captured read_log(std::string const& path, std::string const& port) {
+    std::ifstream file(path);
+    if (!file) {
+        throw std::runtime_error(path + ": can't be read");
+    }
+    static std::regex const frame(R"(\] \[(.*?)\] (передача|приём) \+(\d+) мс :((?: [0-9A-F]{2})*)$)");
+    static std::regex const message(R"(\] \[(.*?)\] обработка сообщения : (\S+) = (.*)\.$)");
+    static std::regex const value(R"(\] \[(.*?)\] ответ получен : (.*)$)");
+    Captured result;
+    for (std::string line; std::getline(file, line);) {
+        std::smatch found;
+        if (std::regex_search(line, found, frame) && found[1] == port) {
+            hex::Bytes const bytes = hex::bytes(found[4].str());
+            if (found[2] == "передача") {
+                result.exchanges.push_back({bytes, {}});
+            } else if (!result.exchanges.empty()) {
+                Exchange& exchange = result.exchanges.back();
+                exchange.delay_ms += exchange.reply.empty() ? std::stoi(found[3]) : 0;
+                exchange.reply.insert(exchange.reply.end(), bytes.begin(), bytes.end());
+            }
+        } else if (std::regex_search(line, found, message) && found[1] == port) {
+            result.messages.emplace_back(found[2], found[3]);
+        } else if (std::regex_search(line, found, value)) {
+            // Some drivers end the line with a dot.
+            std::string const text = found[2].str();
+            result.values[found[1]].insert({text, text.substr(0, text.rfind('.'))});
+        }
+    }
+    if (result.exchanges.empty()) {
+        throw std::runtime_error(path + ": no frames of port '" + port + "': has the daemon run with -h?");
+    }
+    return result;
+}
+
+/// The one port of the configuration, with one device where one is asked for.
+Json::Value cut_config(CaptureOptions const& options) {
+    Json::Value config = normalise(xCommon::jUtils::Load(options.config)).config;
+    Json::Value result;
+    for (Json::Value const& port : config["ports"]) {
+        if (port["name"] != options.port) {
+            continue;
+        }
+        Json::Value cut = port;
+        if (!options.device.empty()) {
+            cut["devices"] = Json::arrayValue;
+            for (Json::Value const& device : port["devices"]) {
+                if (device["name"] == options.device || device["cname"] == options.device) {
+                    cut["devices"].append(device);
+                }
+            }
+        }
+        // They tell where the line was, and matter to nobody else.
+        cut["rs"].removeMember("path");
+        if (cut["rs"].empty()) {
+            cut.removeMember("rs");
+        } else {
+            cut["rs"]["path"] = "/dev/null";
+        }
+        cut.removeMember("tcp");
+        result["ports"].append(cut);
+    }
+    if (result.empty() || result["ports"][0]["devices"].empty()) {
+        throw std::runtime_error(options.config + ": no port '" + options.port + "'" +
+                                 (options.device.empty() ? "" : " with a device '" + options.device + "'"));
+    }
+    return result;
+}
+
+/// What a request carries that is another one each time, and comes back in the reply.
+struct Changing {
+    char const* type;  ///< beginning of the device's type word
+    int begin;         ///< first byte, from the end if below 0
+    int count;
+    bool has_crc;  ///< of the whole frame behind it
+};
+constexpr Changing changing[] = {{"mb-tcp", 0, 2, false}, {"pulsar", -4, 2, true}};
+
+WireRow row_of(Exchange const& exchange, std::string const& type) {
+    WireRow row{hex::text(exchange.request), {.hex = hex::text(exchange.reply)}};
+    row.reply.delay_ms = exchange.reply.empty() ? 0 : exchange.delay_ms;
+    for (Changing const& rule : changing) {
+        size_t const size = exchange.request.size();
+        if (!type.starts_with(rule.type) || size < 4 || exchange.reply.size() < 4) {
+            continue;
+        }
+        size_t const begin = rule.begin < 0 ? size - 4 : 0;
+        size_t const reply_begin = rule.begin < 0 ? exchange.reply.size() - 4 : 0;
+        std::string const echo =
+            "{" + std::to_string(rule.begin) + ".." + std::to_string(rule.begin + rule.count - 1) + "}";
+        std::string const any = rule.has_crc ? "?? ?? ?? ??" : "?? ??";
+        size_t const text = rule.has_crc ? 11 : 5;
+        std::string reply = row.reply.hex;
+        reply.replace(3 * reply_begin, text, echo + (rule.has_crc ? " {crc}" : ""));
+        // Only where that is what the device has answered.
+        if (frame_text::reply(reply, exchange.request, 0) == exchange.reply) {
+            row.request.replace(3 * begin, text, any);
+            row.reply.hex = reply;
+        }
+    }
+    return row;
+}
+
+/// The last answer to a request repeats.
+std::vector<WireRow> rows_of(std::vector<Exchange> const& exchanges, std::string const& type) {
+    std::vector<WireRow> rows;
+    std::map<std::string, size_t> last;
+    for (Exchange const& exchange : exchanges) {
+        rows.push_back(row_of(exchange, type));
+        rows.back().kind = WireRow::Kind::once;
+        last[rows.back().request] = rows.size() - 1;
+    }
+    for (auto const& [request, at] : last) {
+        rows[at].kind = WireRow::Kind::always;
+    }
+    return rows;
+}
+
+/// A payload that a line of the scenario can hold, blanks at its ends included.
+std::string escaped(std::string const& text) {
+    std::string result;
+    for (size_t at = 0; at < text.size(); ++at) {
+        bool const is_end = at == 0 || at + 1 == text.size();
+        auto const symbol = static_cast<unsigned char>(text[at]);
+        if (symbol < ' ' || (symbol == ' ' && is_end) || text.compare(at, 2, "\\x") == 0) {
+            result += "\\x" + hex::text(std::span(&symbol, 1));
+        } else {
+            result.push_back(text[at]);
+        }
+    }
+    return result;
+}
+
+class Writer {
+ public:
+    Writer(CaptureOptions const& options, std::ostream& out, std::ostream& notes)
+        : options_(options), out_(out), notes_(notes), captured_(read_log(options.log, options.port)) {
+        scenario_.config = cut_config(options);
+        Json::Value const& port = scenario_.config["ports"][0];
+        std::string const type = port["devices"][0].get("type", port["type"]).asString();
+        scenario_.wires[options.port] = rows_of(captured_.exchanges, type);
+    }
+
+    void write() {
+        offset_clock::skip_delays(true);
+        {
+            PortBench bench(scenario_);
+            run(bench);
+        }
+        offset_clock::skip_delays(false);
+        write_head();
+        for (std::string const& step : steps_) {
+            out_ << step << "\n";
+        }
+    }
+
+ private:
+    void run(PortBench& bench) {
+        for (int round = 0; round < options_.passes && (round == 0 || has_more()); ++round) {
+            if (round > 0) {
+                int const interval = bench.longest_interval() + 1;
+                steps_.push_back("clock " + std::to_string(interval));
+                offset_clock::advance(interval);
+            }
+            pass(bench);
+        }
+        for (auto const& [topic, payload] : captured_.messages) {
+            if (bench.message(topic, payload)) {
+                steps_.push_back("message " + topic + " = " + escaped(payload));
+                pass(bench);
+            } else {
+                notes_ << "nobody takes the message to " << topic << "\n";
+            }
+        }
+    }
+
+    bool has_more() const {
+        auto const& rows = scenario_.wires.at(options_.port);
+        return std::any_of(rows.begin(), rows.end(), [this](WireRow const& row) {
+            return row.kind == WireRow::Kind::once && used(row.request) < captured(row.request);
+        });
+    }
+    int captured(std::string const& request) const {
+        auto const& rows = scenario_.wires.at(options_.port);
+        return static_cast<int>(
+            std::count_if(rows.begin(), rows.end(), [&](WireRow const& row) { return row.request == request; }));
+    }
+    int used(std::string const& request) const {
+        frame_text::Pattern const pattern = frame_text::pattern(request);
+        return static_cast<int>(std::count_if(sent_.begin(), sent_.end(), [&pattern](std::string const& frame) {
+            return frame_text::equals(pattern, hex::bytes(frame));
+        }));
+    }
+
+    /// Makes a pass, and looks at what came of it.
+    void pass(PortBench& bench) {
+        steps_.emplace_back("pass");
+        size_t const before = sent_.size();
+        bench.pass();
+        std::vector<std::string> const& sent = bench.line(options_.port).sent;
+        for (; sent_.size() < sent.size();) {
+            sent_.push_back(sent[sent_.size()]);
+            hex::Bytes const frame = hex::bytes(sent_.back());
+            auto const& rows = scenario_.wires.at(options_.port);
+            bool const is_known = std::any_of(rows.begin(), rows.end(), [&frame](WireRow const& row) {
+                return frame_text::equals(frame_text::pattern(row.request), frame);
+            });
+            if (!is_known && !frame.empty()) {
+                notes_ << "the log has no such request: " << sent_.back() << "\n";
+            }
+        }
+        for (; seen_ < bench.published.size(); ++seen_) {
+            tell(bench.published[seen_]);
+        }
+        // All that there is to say of a device that only takes commands.
+        bool const is_silent = steps_.back() == "pass";
+        for (size_t at = before; is_silent && at < sent_.size(); ++at) {
+            if (!sent_[at].empty()) {
+                steps_.push_back("sent " + options_.port + " " + sent_[at]);
+            }
+        }
+    }
+
+    void tell(Published const& item) {
+        if (item.topic.starts_with("stat/")) {
+            return;
+        }
+        int const usual = item.retained ? 2 : 0;
+        std::string const qos = item.qos == usual ? "" : " qos " + std::to_string(item.qos);
+        steps_.push_back((item.retained ? "value " : "told ") + item.topic + qos + " = " + escaped(item.payload));
+        std::string const name = item.topic.substr(item.topic.rfind('/') + 1);
+        // A bit has no line of its own.
+        auto const values = captured_.values.find(name);
+        if (item.retained && values != captured_.values.end() && !values->second.contains(item.payload)) {
+            notes_ << "the log has no such value: " << item.topic << " = " << item.payload << "\n";
+        }
+    }
+
+    void write_head() {
+        Json::StreamWriterBuilder style;
+        style["indentation"] = "  ";
+        style["emitUTF8"] = true;
+        style["precision"] = 15;
+        out_ << "# Captured on port " << options_.port << ".\n";
+        for (Json::Value const& device : scenario_.config["ports"][0]["devices"]) {
+            if (device["templ"].isString()) {
+                std::string const name = device["templ"].asString() + ".json";
+                std::ifstream file(path_templates + "/" + name);
+                out_ << "template " << name << "\n" << std::string(std::istreambuf_iterator(file), {}) << "\nend\n";
+            }
+        }
+        out_ << "config\n" << Json::writeString(style, scenario_.config) << "\nend\nwire " << options_.port << "\n";
+        std::map<std::string, int> written;
+        for (WireRow const& row : scenario_.wires.at(options_.port)) {
+            int const count = used(row.request);
+            if (++written[row.request] > count) {
+                continue;  // nobody came to ask for it
+            }
+            bool const is_last = written[row.request] == std::min(count, captured(row.request));
+            out_ << (is_last ? "" : "once ") << row.request << " -> "
+                 << (row.reply.hex.empty() ? "silence" : row.reply.hex);
+            if (row.reply.delay_ms > 0) {
+                out_ << " ; delay " << row.reply.delay_ms;
+            }
+            out_ << "\n";
+        }
+        out_ << "end\n";
+    }
+
+    CaptureOptions const& options_;
+    std::ostream& out_;
+    std::ostream& notes_;
+    Captured captured_;
+    Scenario scenario_;
+    std::vector<std::string> steps_;
+    std::vector<std::string> sent_;
+    size_t seen_ = 0;
+};
+
+}  // namespace
+
+void capture(CaptureOptions const& options, std::ostream& scenario, std::ostream& notes) {
+    Writer(options, scenario, notes).write();
+}

@@ -1,0 +1,79 @@
+// The companion of the daemon: what an engineer does around it, with the daemon's own loader and drivers.
+
+#include <fstream>
+#include <iostream>
+
+#include <CLI/CLI.hpp>
+
+#include "config/constants.h"
+#include "ctl/capture.h"
+#include "ctl/replay.h"
+
+namespace {
+
+void add_capture(CLI::App& app) {
+    auto options = std::make_shared<CaptureOptions>();
+    auto output = std::make_shared<std::string>();
+    options->config = path_config_second;
+    CLI::App* command = app.add_subcommand("capture", "make a scenario of a log that was written with -h");
+    command->add_option("LOG", options->log, "the log; its frames are found by the port's name")->required();
+    command->add_option("-p,--port", options->port, "name of the port, as in the configuration")->required();
+    command->add_option("-d,--device", options->device, "only this device of the port");
+    command->add_option("-c,--config", options->config, "the configuration that was in force")->capture_default_str();
+    command->add_option("--passes", options->passes, "passes over the port, at most")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 1000));
+    command->add_option("-o,--output", *output, "the scenario; standard output if absent");
+    command->footer(
+        "Run the daemon with -h for a while, then:\n"
+        "  ostrandctl capture /var/log/ostrand/ostrand.log --port line1 -o boiler.scn\n"
+        "What the daemon's drivers make of the captured frames stands in the scenario as what must come; a value that\n"
+        "the log doesn't have is told on standard error.");
+    command->callback([options, output] {
+        if (output->empty()) {
+            capture(*options, std::cout, std::cerr);
+            return;
+        }
+        std::ostringstream scenario;
+        capture(*options, scenario, std::cerr);
+        std::ofstream file(*output);
+        if (!(file << scenario.str() << std::flush)) {
+            throw std::runtime_error(*output + ": can't be written");
+        }
+    });
+}
+
+void add_replay(CLI::App& app) {
+    auto options = std::make_shared<ReplayOptions>();
+    CLI::App* command = app.add_subcommand("replay", "serve the far end of a line by a scenario");
+    command->add_option("FILE", options->scenario, "the scenario")->required();
+    command->add_option("-p,--port", options->port, "whose wire, where it has several");
+    auto* link = command->add_option("--tty", options->link, "make a pseudo-terminal under this path");
+    command->add_option("--tcp", options->tcp, "listen on this port of 127.0.0.1; 0 for a free one")
+        ->check(CLI::Range(0, 65535))
+        ->excludes(link);
+    command->add_flag("--fast", options->fast, "without the pauses of the scenario");
+    command->footer(
+        "  ostrandctl replay boiler.scn --tty /tmp/boiler\n"
+        "serves until Ctrl-C; rs.path of the daemon's port is then /tmp/boiler.");
+    command->callback([options] { replay(*options, std::cout); });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app("Works with the configurations and devices of ostrand.");
+    app.require_subcommand(1);
+    add_capture(app);
+    add_replay(app);
+    try {
+        app.parse(argc, argv);
+    } catch (CLI::ParseError const& e) {
+        int const status = app.exit(e);
+        return status == 0 ? 0 : 2;
+    } catch (std::exception const& e) {
+        std::cerr << "ostrandctl: " << e.what() << "\n";
+        return 1;
+    }
+    return 0;
+}

@@ -1,0 +1,83 @@
+#include "ctl/replay.h"
+
+#include <filesystem>
+#include <mutex>
+#include <optional>
+#include <ostream>
+#include <stdexcept>
+
+#include <poll.h>
+#include <unistd.h>
+
+#include "ctl/line/end_signals.h"
+#include "ctl/line/serial_peer.h"
+#include "ctl/line/tcp_far_end.h"
+#include "ctl/scenario/scenario.h"
+
+namespace {
+
+/// How soon a line that was hung up comes back.
+constexpr int look_ms = 500;
+
+std::string port_of(Scenario const& scenario, std::string const& wanted) {
+    if (!wanted.empty() && scenario.wires.contains(wanted)) {
+        return wanted;
+    }
+    if (wanted.empty() && scenario.wires.size() == 1) {
+        return scenario.wires.begin()->first;
+    }
+    std::string names;
+    for (auto const& [name, rows] : scenario.wires) {
+        names += " " + name;
+    }
+    throw std::runtime_error(scenario.path + ": which port? It has:" + names);
+}
+
+/// Serves until a signal comes; `tend` is called now and then.
+template <typename Tend>
+void serve(Tend tend) {
+    pollfd signal{end_signals(), POLLIN, 0};
+    while (poll(&signal, 1, look_ms) == 0) {
+        tend();
+    }
+    close(signal.fd);
+}
+
+}  // namespace
+
+void replay(ReplayOptions const& options, std::ostream& out) {
+    std::filesystem::path const path(options.scenario);
+    Scenario const scenario = Scenario::read(options.scenario, path.stem().string());
+    std::string const port = port_of(scenario, options.port);
+    std::mutex mutex;
+    auto const prepare = [&](PeerScript& script) {
+        script.otherwise([&out, &mutex](std::span<unsigned char const> request) {
+            std::lock_guard const lock(mutex);
+            out << "no row for " << hex::text(request) << std::endl;
+            return Reply{};
+        });
+        scenario.write(port, script);
+        if (options.fast) {
+            script.hurry();
+        }
+    };
+    // Ahead of the threads, which inherit that the signals are held.
+    close(end_signals());
+    if (options.tcp >= 0) {
+        TcpFarEnd peer(options.tcp);
+        prepare(peer.script());
+        out << "127.0.0.1:" << peer.port() << std::endl;
+        serve([] {});
+    } else if (!options.link.empty()) {
+        SerialPeer peer(options.link);
+        prepare(peer.script());
+        out << options.link << std::endl;
+        serve([&peer] {
+            if (!peer.is_plugged()) {
+                peer.plug();
+            }
+        });
+    } else {
+        throw std::runtime_error("where? Either --tty LINK or --tcp PORT");
+    }
+}
