@@ -28,7 +28,7 @@ bool start_port(CBase& node) {
         auto const creator = IBFac::stone_map().find(node.type + suffix_port);
         std::unique_ptr<IBase> port;
         if (creator != IBFac::stone_map().end()) {
-            port.reset(creator->second(nullptr, &node));
+            port = creator->second(nullptr, &node);
         }
         if (!port) {
             global_logf(lmtError, "%s : не зарегистрирован класс", label);

@@ -103,7 +103,7 @@ void CBase::load_element(CBase* parent_node, Json::Value& item, std::string cons
             Logf(lmtError, "Load : %s : тип элемента не найден : %s. Элемент будет пропущен.", item_name, key);
             return;
         }
-        std::unique_ptr<CBase> child(creator->second(parent_node, item));
+        std::unique_ptr<CBase> child = creator->second(parent_node, item);
         if (child) {
             by_name.emplace(child->name, child.get());
             children.push_back(std::move(child));
@@ -136,7 +136,7 @@ void CBase::LoadTemplate(std::string const& template_name, CBase* parent_node, s
 }
 
 CBFac::CBFac(std::string const& key, Creator creator) {
-    stone_map().emplace(key, std::move(creator));
+    stone_map().emplace(key, creator);
 }
 
 CBFac::Map& CBFac::stone_map() {

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <json/value.h>
@@ -53,14 +53,31 @@ class CBase : public xCommon::LogItem {
                       std::map<std::string, CBase*>& by_name);
 };
 
+/// Gives a class its static create(), which the registry calls.
+template <typename T>
+struct FromJson {
+    static std::unique_ptr<CBase> create(CBase* parent, Json::Value& node) {
+        if constexpr (std::is_constructible_v<T, CBase*, Json::Value&>) {
+            return std::make_unique<T>(parent, node);
+        } else {
+            return std::make_unique<T>(node);
+        }
+    }
+};
+
 /// Registrar of configuration classes: a static object of it in a driver enters the pair before main begins. The first
 /// registration of a key stands.
 class CBFac {
  public:
-    using Creator = std::function<CBase*(CBase* parent, Json::Value& node)>;
+    using Creator = std::unique_ptr<CBase> (*)(CBase* parent, Json::Value& node);
     using Map = std::map<std::string, Creator>;
 
     CBFac(std::string const& key, Creator creator);
+    /// Enters the class T by its static create().
+    template <typename T>
+    static CBFac add(std::string const& key) {
+        return {key, T::create};
+    }
     /// Key (type word plus suffix) to creator. Made at its first use, whatever the order of static initialisation.
     static Map& stone_map();
 };

@@ -10,11 +10,9 @@ using xCommon::xExceptionf;
 
 namespace {
 
-CBFac const registrars[] = {
-    {"base" + suffix_cport, CPort::create},      {"base.rs" + suffix_cport, CPort::create},
-    {"base.tcp" + suffix_cport, CPort::create},  {"base.z2t" + suffix_cport, CPort::create},
-    {"base.null" + suffix_cport, CPort::create},
-};
+CBFac const registrars[] = {CBFac::add<CPort>("base.cport"), CBFac::add<CPort>("base.rs.cport"),
+                            CBFac::add<CPort>("base.tcp.cport"), CBFac::add<CPort>("base.z2t.cport"),
+                            CBFac::add<CPort>("base.null.cport")};
 
 }  // namespace
 
@@ -51,10 +49,6 @@ void CPort::read_transport(Json::Value& node) {
         }
         z2t_id = xCommon::xString::Format("%s_%s", name, address);
     }
-}
-
-CBase* CPort::create(CBase* /*parent*/, Json::Value& node) {
-    return new CPort(node);
 }
 
 CBase* CPort::get_device(std::string const& topic) {

@@ -8,13 +8,12 @@
 class Config;
 
 /// Configuration of one port.
-class CPort : public CBase {
+class CPort : public CBase, public FromJson<CPort> {
  public:
     /// Reads the transport's keys by the type word: "rs" the serial settings, "tcp" host and port, "z2t" the bridge;
     /// and for a word with "base" the devices. Raises an xExceptionf for settings that can't be used and for a port
     /// without a usable device.
     explicit CPort(Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 
     /// The first device whose "/devices/" plus name occurs in `topic`; null when none does. It is a search for a part:
     /// the first of two devices whose names begin alike answers for the second too.

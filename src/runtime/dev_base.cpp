@@ -6,12 +6,13 @@
 #include "runtime/port_base.h"
 
 using xCommon::lmtError;
+using xCommon::lmtTrace;
 using xCommon::xException;
 using xCommon::xExceptionf;
 using xCommon::xString;
 
-DevBase::DevBase(IBase* port_object, CBase* node)
-    : IBase(port_object, node), port(dynamic_cast<PortBase*>(port_object)) {
+DevBase::DevBase(IBase* port_object, CBase* node, WalkRules const& rules)
+    : IBase(port_object, node), port(dynamic_cast<PortBase*>(port_object)), rules_(rules) {
     if (cfg == nullptr) {
         throw xException("DevBase::ctor : не указан 'cbase'.");
     }
@@ -33,14 +34,7 @@ void DevBase::Poll(long long now) {
     } else if (cfg->children.empty()) {
         port->CheckMessage(this);  // a bridge alone on its port lives by messages
     } else {
-        for (auto const& child : cfg->children) {
-            // Between any two parameters, so that a write doesn't wait for the end of a long cycle.
-            port->CheckMessage(this);
-            auto* param = dynamic_cast<CParam*>(child.get());
-            if (param != nullptr && param->enabled && param->is_due(now) && !fail_silently(*param, now)) {
-                poll_one(*param, now);
-            }
-        }
+        walk(now);
     }
     if (cfg->poll_reconnect && port->tran && port->tran->is_open()) {
         port->tran->close();
@@ -49,21 +43,56 @@ void DevBase::Poll(long long now) {
     CheckFault();
 }
 
-void DevBase::poll_one(CParam& param, long long now) {
-    xCommon::LogExchange const exchange;
-    param.last_poll = now;
+bool DevBase::walk(long long now) {
+    for (auto const& child : cfg->children) {
+        if (!goes_on()) {
+            return false;
+        }
+        auto* const param = dynamic_cast<CParam*>(child.get());
+        if (param == nullptr || !is_wanted(*param, now) || fail_silently(*param, now)) {
+            continue;
+        }
+        xCommon::LogExchange const exchange;
+        if (!ready(now)) {
+            return false;
+        }
+        param->last_poll = now;
+        poll_counted(*param);
+    }
+    return true;
+}
+
+void DevBase::poll_counted(CParam& param) {
     count_poll();
     bool ok = false;
     try {
-        need_line(cfg->poll_reconnect);
-        ok = poll_or_fail(param);
+        ok = ask(param);
     } catch (std::exception const& e) {
-        param.Logf(lmtError, "Poll : исключение при опросе параметра : %s", e.what());
+        param.Logf(lmtError, rules_.exception_line, e.what());
+        if (rules_.blame != WalkRules::Blame::all) {
+            // An exception is no sign that the device is away.
+            port->errors += rules_.blame == WalkRules::Blame::port ? 1 : 0;
+            return;
+        }
     }
     if (!ok) {
         count_error();
     }
     polled(ok);
+}
+
+bool DevBase::goes_on() {
+    port->CheckMessage(this);
+    return true;
+}
+
+bool DevBase::is_wanted(CParam& param, long long now) {
+    return param.enabled && param.is_due(now);
+}
+
+bool DevBase::ready(long long /*now*/) {
+    need_line(cfg->poll_reconnect);
+    return true;
 }
 
 void DevBase::begin_pass() {
@@ -93,8 +122,7 @@ bool DevBase::fail_silently(CParam& param, long long now) {
     param.last_poll = now;
     count_poll();
     count_error();
-    BaseResult failed;
-    port->publish_result(failed, this, &param);
+    publish_failure(param);
     return true;
 }
 
@@ -117,7 +145,7 @@ bool DevBase::poll_whole(long long now) {
                 param->last_poll = now;
                 count_poll();
                 count_error();
-                poll_or_fail(*param);
+                publish_failure(*param);
             }
         }
     } catch (std::exception const& e) {
@@ -127,14 +155,18 @@ bool DevBase::poll_whole(long long now) {
     return true;
 }
 
-bool DevBase::poll_or_fail(CParam& param) {
+bool DevBase::ask(CParam& param) {
     if (port->line_ready) {
         return poll_param(&param);
     }
     // An answer could only come from somebody else, so none is asked for.
+    publish_failure(param);
+    return false;
+}
+
+void DevBase::publish_failure(CParam& param) {
     BaseResult failed;
     port->publish_result(failed, this, &param);
-    return false;
 }
 
 void DevBase::need_line(bool connects) {
@@ -145,13 +177,36 @@ void DevBase::need_line(bool connects) {
 
 void DevBase::count_poll() {
     ++port->polls;
-    ++polls;
+    polls += rules_.counts_for_device ? 1 : 0;
 }
 
 void DevBase::count_error() {
     xCommon::LogExchange::fail();
     ++port->errors;
-    ++errors;
+    errors += rules_.counts_for_device ? 1 : 0;
+}
+
+std::string DevBase::on_topic(std::string const& control) {
+    return xString::Format(topic_on, get_device_name(), control);
+}
+
+void DevBase::add_commands(CommandMap& commands, CParam& param) {
+    if (!param.read_only) {
+        commands.add(on_topic(param.name), {&param});
+    }
+}
+
+void DevBase::subscribe_commands(char const* trace) {
+    commands_ = {};
+    for (auto const& child : cfg->children) {
+        if (auto* const param = dynamic_cast<CParam*>(child.get())) {
+            add_commands(commands_, *param);
+        }
+    }
+    for (xMQ::subsItem const& item : commands_.items()) {
+        cfg->Logf(lmtTrace, trace, item.topic);
+    }
+    port->mq_subscribe(commands_.items());
 }
 
 CParam* DevBase::get_param(DevBase* dev, std::string const& topic) {

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "config/cparam.h"
+#include "runtime/command_map.h"
 #include "runtime/ibase.h"
 
 class PortBase;
@@ -15,13 +16,24 @@ struct BaseResult {
     std::string err;         ///< failure text for the driver's own use
 };
 
+/// How the walk of one driver over its parameters differs from that of the others.
+struct WalkRules {
+    enum class Blame { all, port, nobody };
+    /// Line on the parameter for an exception that its poll lets out, with one "%s".
+    char const* exception_line = "Poll : исключение при опросе параметра : %s";
+    /// Whose error that is: as of any failed poll, the port's alone, or nobody's.
+    Blame blame = Blame::all;
+    /// The device's own counters move, so that it can be reported as failed.
+    bool counts_for_device = true;
+};
+
 /// Run-time object of one device, base of every driver's. It decides when each parameter is due, counts the outcomes
 /// and declares the device failed. Everything runs on the worker of its port.
 class DevBase : public IBase {
  public:
     /// Raises an xException or xExceptionf for a missing node or port, or a node without parameters (a device behind a
     /// bridge may have none).
-    DevBase(IBase* port_object, CBase* node);
+    DevBase(IBase* port_object, CBase* node, WalkRules const& rules = usual_rules);
 
     void Poll(long long now) override;
     /// The parameter that an "/on" topic names, for topics of exactly five pieces; null when there is none.
@@ -40,9 +52,33 @@ class DevBase : public IBase {
     PortBase* port;
 
  protected:
+    static constexpr WalkRules usual_rules = {};
+
+    /// The walk of a pass over the parameters: each that is due is polled and counted. False where goes_on() or ready()
+    /// ended it ahead of the last one.
+    bool walk(long long now);
+    /// Ahead of each parameter: messages are served, so that a write doesn't wait for the end of a long cycle.
+    virtual bool goes_on();
+    /// The parameter is to be polled now; one that is another driver's is told here.
+    virtual bool is_wanted(CParam& param, long long now);
+    /// Opens the line, or a session on it, ahead of a poll.
+    virtual bool ready(long long now);
+    /// poll_param(), or a failed result where the line could not be set up for this device.
+    virtual bool ask(CParam& param);
+    /// Publishes a failure without a poll.
+    virtual void publish_failure(CParam& param);
+    virtual void count_poll();
     /// Counts one failed poll, for the device and the port.
-    void count_error();
-    void count_poll();
+    virtual void count_error();
+
+    /// The topics of what may be written, as add_commands() enters them, are subscribed; each is traced with the
+    /// format.
+    void subscribe_commands(char const* trace);
+    /// Enters the commands of a parameter: by default its "/on" topic, unless it is read only.
+    virtual void add_commands(CommandMap& commands, CParam& param);
+    std::string on_topic(std::string const& control);
+    CommandMap commands_;
+
     /// Ahead of the first due parameter of a pass: opens the line where devices with `poll_reconnect` close it behind
     /// their polls. Not at the head of the pass, or a port on which nothing is due would connect once a second. Does
     /// nothing where the line couldn't be set up for this device. `connects` is for a device that opens the line for
@@ -56,13 +92,13 @@ class DevBase : public IBase {
     void polled(bool ok);
     bool fail_silently(CParam& param, long long now);
     bool is_silent() const { return probe_ == Probe::silent; }
-    /// poll_param(), or a failed result where the line could not be set up for this device.
-    bool poll_or_fail(CParam& param);
 
  private:
     enum class Probe { none, wanted, silent };
     Probe probe_ = Probe::none;
 
-    void poll_one(CParam& param, long long now);
+    WalkRules const& rules_;
+
+    void poll_counted(CParam& param);
     bool poll_whole(long long now);
 };

@@ -1,14 +1,12 @@
 #include "runtime/ibase.h"
 
-#include <utility>
-
 void IBase::Restart() {
     Stop();
     Start();
 }
 
 IBFac::IBFac(std::string const& key, Creator creator) {
-    stone_map().emplace(key, std::move(creator));
+    stone_map().emplace(key, creator);
 }
 
 IBFac::Map& IBFac::stone_map() {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <functional>
 #include <map>
+#include <memory>
 #include <string>
 
 #include <json/value.h>
@@ -41,12 +41,25 @@ class IBase {
     CBase* cfg;
 };
 
+/// Gives a class its static create(), which the registry calls.
+template <typename T>
+struct FromNode {
+    // A class may keep its base to itself and make this one a friend.
+    static std::unique_ptr<IBase> create(IBase* parent, CBase* node) {
+        return std::unique_ptr<IBase>(new T(parent, node));
+    }
+};
+
 /// Registrar of run-time classes, as CBFac.
 class IBFac {
  public:
-    using Creator = std::function<IBase*(IBase* parent, CBase* node)>;
+    using Creator = std::unique_ptr<IBase> (*)(IBase* parent, CBase* node);
     using Map = std::map<std::string, Creator>;
 
     IBFac(std::string const& key, Creator creator);
+    template <typename T>
+    static IBFac add(std::string const& key) {
+        return {key, T::create};
+    }
     static Map& stone_map();
 };

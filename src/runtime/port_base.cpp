@@ -19,11 +19,9 @@ using xCommon::xExceptionf;
 
 namespace {
 
-IBFac const registrars[] = {
-    {"base" + suffix_port, PortBase::create},      {"base.rs" + suffix_port, PortBase::create},
-    {"base.tcp" + suffix_port, PortBase::create},  {"base.z2t" + suffix_port, PortBase::create},
-    {"base.null" + suffix_port, PortBase::create},
-};
+IBFac const registrars[] = {IBFac::add<PortBase>("base.port"), IBFac::add<PortBase>("base.rs.port"),
+                            IBFac::add<PortBase>("base.tcp.port"), IBFac::add<PortBase>("base.z2t.port"),
+                            IBFac::add<PortBase>("base.null.port")};
 
 /// A port of this name stays closed between passes: its driver connects around each sweep.
 constexpr char self_connecting_port[] = "pulsar";
@@ -59,10 +57,6 @@ void PortBase::end() {
     }
 }
 
-IBase* PortBase::create(IBase* parent, CBase* node) {
-    return new PortBase(parent, dynamic_cast<CPort*>(node));
-}
-
 void PortBase::make_transport() {
     if (host_ != nullptr) {
         tran = host_->make_line(*cport);
@@ -86,7 +80,7 @@ void PortBase::make_devices() {
         auto const creator = IBFac::stone_map().find(child->type + suffix_dev);
         if (creator != IBFac::stone_map().end()) {
             try {
-                object.reset(creator->second(this, child.get()));
+                object = creator->second(this, child.get());
             } catch (std::exception const& e) {
                 cport->Logf(lmtError, "#%s : исключение при создании устройства : %s", child->name, e.what());
                 continue;

@@ -16,15 +16,22 @@
 #include "runtime/port_host.h"
 #include "transport/itran.h"
 
+/// Gives a class of ports its static create().
+template <typename T>
+struct PortFromNode {
+    static std::unique_ptr<IBase> create(IBase* parent, CBase* node) {
+        return std::make_unique<T>(parent, dynamic_cast<CPort*>(node));
+    }
+};
+
 /// Run-time object of one port: owns the transport, the broker client and the devices, and runs the one worker thread
 /// that polls them and handles every message. Ports share nothing but the read-only tree and the process log.
 /// A class derived from it calls end() in its own destructor, before its parts go that the worker uses.
-class PortBase : public IBase {
+class PortBase : public IBase, public PortFromNode<PortBase> {
  public:
     /// Raises an xException for a missing node, and an xExceptionf for a port of which no device could be made.
     PortBase(IBase* parent_object, CPort* node);
     ~PortBase() override;
-    static IBase* create(IBase* parent, CBase* node);
 
     bool Start() override;
     void Stop() override;

@@ -73,7 +73,7 @@ PortBench::PortBench(Scenario const& scenario) : scenario_(scenario) {
             continue;
         }
         try {
-            std::unique_ptr<IBase> port(creator->second(this, node.get()));
+            std::unique_ptr<IBase> port = creator->second(this, node.get());
             if (port && port->Start()) {
                 ports_.emplace_back(dynamic_cast<PortBase*>(port.release()));
             }

@@ -20,7 +20,7 @@ const std::string type_word = "dcon";
 /// A parameter outside of a template has to state its type: without one it has always been one of Modbus.
 const std::string default_param_type = "mb-rtu";
 
-CBFac const registrars[] = {{type_word + suffix_cdev, c_dev::create}, {type_word + suffix_cparam, c_param::create}};
+CBFac const registrars[] = {CBFac::add<c_dev>("dcon.cdev"), CBFac::add<c_param>("dcon.cparam")};
 
 }  // namespace
 
@@ -37,10 +37,6 @@ c_dev::c_dev(CBase* port_node, Json::Value& node) : CDev(port_node, node), port(
     crc_enabled = jUtils::get_bool(node, "crc_enabled", true);
     crc_size = crc_enabled ? 2 : 0;
     load_params(node, type_word, "ctor", default_param_type);
-}
-
-CBase* c_dev::create(CBase* parent, Json::Value& node) {
-    return new c_dev(parent, node);
 }
 
 c_param::c_param(CBase* device_node, Json::Value& node)
@@ -74,10 +70,6 @@ c_param::c_param(CBase* device_node, Json::Value& node)
         value_type = vt_u16;
         bits = std::make_unique<bholding::bhold>(this, node);
     }
-}
-
-CBase* c_param::create(CBase* parent, Json::Value& node) {
-    return new c_param(parent, node);
 }
 
 void c_param::Compare(Json::Value& node) {

@@ -21,11 +21,10 @@ enum Command : int {
 };
 
 /// Configuration of one module, type word "dcon". Its name gets the address appended, and so it stands in the topics.
-class c_dev : public CDev {
+class c_dev : public CDev, public FromJson<c_dev> {
  public:
     /// Raises an xExceptionf for a missing port or `sid`, and for a device without parameters.
     c_dev(CBase* port_node, Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 
     int sid = 0;
     /// The address as frames have it: two digits, and more for a `sid` above 255, which no module answers to.
@@ -36,12 +35,11 @@ class c_dev : public CDev {
 };
 
 /// Configuration of one command. It is polled while it is `read_only`, and only written otherwise.
-class c_param : public CParam {
+class c_param : public CParam, public FromJson<c_param> {
  public:
     /// Raises an xExceptionf for a parent that is no DCON device and for missing or faulty keys, an xException for
     /// faulty bits.
     c_param(CBase* device, Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 
     /// Takes `cmd` and `channel` as they come, without the checks of the constructor: a pair that no module knows is
     /// refused when it is polled.

@@ -19,7 +19,9 @@ using xCommon::xString;
 
 namespace {
 
-IBFac const registrar("dcon" + suffix_dev, dev::create);
+IBFac const registrar = IBFac::add<dev>("dcon.dev");
+
+constexpr WalkRules rules = {"Poll : исключение при опросе параметра : %s.", WalkRules::Blame::port};
 
 /// Behind the data and the checksum of an answer.
 constexpr int end_size = 1;
@@ -33,53 +35,34 @@ void trace_text(c_param const& param, char const* format, std::span<unsigned cha
 
 }  // namespace
 
-dev::dev(IBase* port_object, CBase* node) : DevBase(port_object, node), config_(dynamic_cast<c_dev*>(node)) {
+dev::dev(IBase* port_object, CBase* node) : DevBase(port_object, node, rules), config_(dynamic_cast<c_dev*>(node)) {
     if (config_ == nullptr) {
         throw xCommon::xExceptionf("#%s : ctor : узел не является модулем DCON.", cfg->name);
     }
 }
 
-IBase* dev::create(IBase* port_object, CBase* node) {
-    return new dev(port_object, node);
-}
-
 void dev::Poll(long long now) {
     port->check_for_personal_rs(this);
     begin_pass();
-    for (auto const& child : cfg->children) {
-        // Between any two parameters, so that a write doesn't wait for the end of a long cycle.
-        port->CheckMessage(this);
-        auto* const param = dynamic_cast<CParam*>(child.get());
-        if (param == nullptr || !param->enabled || !param->is_due(now)) {
-            continue;
-        }
-        auto* const own = dynamic_cast<c_param*>(param);
-        if (own == nullptr) {
-            param->last_poll = now;
-            param->Log(lmtError, "параметр не является параметром DCON : опрос пропущен.");
-        } else if (own->read_only && !fail_silently(*own, now)) {
-            poll_counted(*own, now);
-        }
-    }
+    walk(now);
     CheckFault();
 }
 
-void dev::poll_counted(c_param& param, long long now) {
-    xCommon::LogExchange const exchange;
-    param.last_poll = now;
-    count_poll();
-    try {
-        need_line();
-        bool const ok = poll_or_fail(param);
-        if (!ok) {
-            count_error();
-        }
-        polled(ok);
-    } catch (std::exception const& e) {
-        // The port's error alone: an exception is no sign that the module is away.
-        param.Logf(lmtError, "Poll : исключение при опросе параметра : %s.", e.what());
-        ++port->errors;
+bool dev::is_wanted(CParam& param, long long now) {
+    if (!DevBase::is_wanted(param, now)) {
+        return false;
     }
+    if (dynamic_cast<c_param*>(&param) == nullptr) {
+        param.last_poll = now;
+        param.Log(lmtError, "параметр не является параметром DCON : опрос пропущен.");
+        return false;
+    }
+    return param.read_only;
+}
+
+bool dev::ready(long long /*now*/) {
+    need_line();
+    return true;
 }
 
 bool dev::poll_param(CParam* base_param) {
@@ -157,36 +140,25 @@ bool dev::check_crc(c_param const* param, std::span<unsigned char const> reply, 
     return true;
 }
 
-std::string dev::on_topic(CParam const& param) {
-    return xString::Format(topic_on, get_device_name(), param.name);
+void dev::add_commands(CommandMap& commands, CParam& param) {
+    if (dynamic_cast<c_param*>(&param) != nullptr) {
+        DevBase::add_commands(commands, param);
+    }
 }
 
 void dev::ProcConnect() {
-    std::vector<xMQ::subsItem> items;
-    for (auto const& child : cfg->children) {
-        auto const* const param = dynamic_cast<c_param const*>(child.get());
-        if (param != nullptr && !param->read_only) {
-            items.push_back({on_topic(*param), 2});
-            cfg->Logf(lmtTrace, "subscribe on : %s.", items.back().topic);
-        }
-    }
-    port->mq_subscribe(items);
+    subscribe_commands("subscribe on : %s.");
 }
 
 bool dev::ProcMessage(std::string& topic, std::string& payload) {
     cfg->Logf(lmtTrace, "ProcMessage : %s = %s.", topic, payload);
-    if (!xString::EndsWith(topic, topic_on_suffix)) {
+    auto* const param = dynamic_cast<c_param*>(commands_.find(topic).param);
+    if (param == nullptr) {
         return false;
     }
-    for (auto const& child : cfg->children) {
-        auto* const param = dynamic_cast<c_param*>(child.get());
-        if (param != nullptr && !param->read_only && topic == on_topic(*param)) {
-            need_line();
-            write(param, payload);
-            return true;
-        }
-    }
-    return false;
+    need_line();
+    write(param, payload);
+    return true;
 }
 
 /// With the time-outs in force on the line, those of the poll before.

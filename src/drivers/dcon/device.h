@@ -10,10 +10,9 @@
 namespace dcon {
 
 /// The dialogue with one module. Owned by its port, whose worker alone calls it.
-class dev : public DevBase {
+class dev : public DevBase, public FromNode<dev> {
  public:
     dev(IBase* port_object, CBase* node);
-    static IBase* create(IBase* port_object, CBase* node);
 
     /// One poll cycle of what is `read_only`. `poll_reconnect` of the device has no effect here nor on writes.
     void Poll(long long now) override;
@@ -31,8 +30,9 @@ class dev : public DevBase {
     static bool check_crc(c_param const* param, std::span<unsigned char const> reply, int len);
 
  private:
-    void poll_counted(c_param& param, long long now);
-    std::string on_topic(CParam const& param);
+    bool is_wanted(CParam& param, long long now) override;
+    bool ready(long long now) override;
+    void add_commands(CommandMap& commands, CParam& param) override;
     bool send(c_param const& param, xCommon::ByteList const& frame, char const* trace);
     int receive(int offset, int count);
     std::span<unsigned char const> received(int count) const;

@@ -15,7 +15,7 @@ namespace {
 
 const std::string type_word = "emera";
 
-CBFac const registrars[] = {{type_word + suffix_cdev, ecdev::create}, {type_word + suffix_cparam, ecparam::create}};
+CBFac const registrars[] = {CBFac::add<ecdev>("emera.cdev"), CBFac::add<ecparam>("emera.cparam")};
 
 }  // namespace
 
@@ -30,16 +30,8 @@ ecdev::ecdev(CBase* port_node, Json::Value& node) : CDev(port_node, node) {
     load_params(node, type_word);
 }
 
-CBase* ecdev::create(CBase* parent, Json::Value& node) {
-    return new ecdev(parent, node);
-}
-
 ecparam::ecparam(CBase* device, Json::Value& node) : CParam(device, node) {
     read_keys(node);
-}
-
-CBase* ecparam::create(CBase* parent, Json::Value& node) {
-    return new ecparam(parent, node);
 }
 
 void ecparam::Compare(Json::Value& node) {

@@ -9,22 +9,20 @@
 namespace emera {
 
 /// Configuration of a meter, type word "emera".
-class ecdev : public CDev {
+class ecdev : public CDev, public FromJson<ecdev> {
  public:
     /// Raises an xExceptionf for a missing port, a missing or empty `sid`, and for a device without parameters.
     ecdev(CBase* port_node, Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 
     /// The meter's address, as text in each request and in the topics.
     std::string sid;
 };
 
 /// Configuration of one value of a register.
-class ecparam : public CParam {
+class ecparam : public CParam, public FromJson<ecparam> {
  public:
     /// Raises an xExceptionf for a missing or empty `cmd`.
     ecparam(CBase* device, Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 
     void Compare(Json::Value& node) override;
 

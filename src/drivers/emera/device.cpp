@@ -22,7 +22,7 @@ using xCommon::xString;
 
 namespace {
 
-IBFac const registrar("emera" + suffix_dev, edev::create);
+IBFac const registrar = IBFac::add<edev>("emera.dev");
 
 /// ETX and BCC behind one byte of text: a frame without a value.
 constexpr int empty_reply = 3;
@@ -82,10 +82,6 @@ edev::edev(IBase* port_object, CBase* node) : DevBase(port_object, node), config
     if (config_ == nullptr) {
         throw xCommon::xExceptionf("#%s : ctor : узел не является счётчиком Emera.", cfg->name);
     }
-}
-
-IBase* edev::create(IBase* port_object, CBase* node) {
-    return new edev(port_object, node);
 }
 
 std::string edev::get_device_name() {

@@ -9,10 +9,9 @@
 namespace emera {
 
 /// The dialogue with one meter: every poll is one exchange of its own, nothing is kept in between. Takes no writes.
-class edev : public DevBase {
+class edev : public DevBase, public FromNode<edev> {
  public:
     edev(IBase* port_object, CBase* node);
-    static IBase* create(IBase* port_object, CBase* node);
 
     /// An exception of the decoding leaves, before anything is published.
     bool poll_param(CParam* param) override;

@@ -6,17 +6,15 @@
 namespace mbrtu {
 
 /// Configuration of a slave, type word "mb-rtu".
-class c_dev : public modbus::c_dev {
+class c_dev : public modbus::c_dev, public FromJson<c_dev> {
  public:
     c_dev(CBase* port_node, Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 };
 
 /// Configuration of a parameter, type word "mb-rtu".
-class c_param : public modbus::c_param {
+class c_param : public modbus::c_param, public FromJson<c_param> {
  public:
     using modbus::c_param::c_param;
-    static CBase* create(CBase* parent, Json::Value& node);
 };
 
 }  // namespace mbrtu

@@ -16,7 +16,7 @@ using xCommon::lmtTrace;
 
 namespace {
 
-IBFac const registrar("mb-rtu" + suffix_dev, dev::create);
+IBFac const registrar = IBFac::add<dev>("mb-rtu.dev");
 
 /// Reply to function 16: address, function, register address, count, CRC.
 constexpr int write_registers_reply = 8;
@@ -24,10 +24,6 @@ constexpr int write_registers_reply = 8;
 constexpr int refusal_size = 5;
 
 }  // namespace
-
-IBase* dev::create(IBase* port_object, CBase* node) {
-    return new dev(port_object, node);
-}
 
 BaseResult dev::get_response(c_param* param) {
     BaseResult result;

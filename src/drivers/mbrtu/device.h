@@ -6,10 +6,9 @@
 namespace mbrtu {
 
 /// The dialogue with one RTU slave. Owned by its port, whose worker alone calls it.
-class dev : public modbus::device {
+class dev : public modbus::device, public FromNode<dev> {
  public:
     using modbus::device::device;
-    static IBase* create(IBase* port_object, CBase* node);
 
     BaseResult get_response(modbus::c_param* param) override;
     void write(modbus::c_param* param, std::string value, bholding::bitem const* item) override;

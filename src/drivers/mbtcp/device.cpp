@@ -14,13 +14,9 @@ using xCommon::lmtInfo;
 
 namespace {
 
-IBFac const registrar("mb-tcp" + suffix_dev, dev::create);
+IBFac const registrar = IBFac::add<dev>("mb-tcp.dev");
 
 }  // namespace
-
-IBase* dev::create(IBase* port_object, CBase* node) {
-    return new dev(port_object, node);
-}
 
 /// Reads as many bytes as the header in the port's buffer announces, over that header. Gives their count, or -1 when
 /// they didn't all come or are more than a unit can have. The connection is closed then, and when they are too few.

@@ -7,10 +7,9 @@ namespace mbtcp {
 
 /// The dialogue with one TCP slave. Owned by its port, whose worker alone calls it. Values aren't held back: `debounce`
 /// has no effect here.
-class dev : public modbus::device {
+class dev : public modbus::device, public FromNode<dev> {
  public:
     using modbus::device::device;
-    static IBase* create(IBase* port_object, CBase* node);
 
     BaseResult get_response(modbus::c_param* param) override;
     void write(modbus::c_param* param, std::string value, bholding::bitem const* item) override;

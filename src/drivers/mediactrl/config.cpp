@@ -13,7 +13,7 @@ namespace {
 
 const std::string type_word = "media_ctrl";
 
-CBFac const registrars[] = {{type_word + suffix_cdev, c_dev::create}, {type_word + suffix_cparam, c_param::create}};
+CBFac const registrars[] = {CBFac::add<c_dev>("media_ctrl.cdev"), CBFac::add<c_param>("media_ctrl.cparam")};
 
 }  // namespace
 
@@ -25,14 +25,6 @@ c_dev::c_dev(CBase* port_node, Json::Value& node) : CDev(port_node, node), port(
         throw xExceptionf("#%s : ctor : не указан аргумент 'sid'.", name);
     }
     load_params(node, type_word);
-}
-
-CBase* c_dev::create(CBase* parent, Json::Value& node) {
-    return new c_dev(parent, node);
-}
-
-CBase* c_param::create(CBase* parent, Json::Value& node) {
-    return new c_param(parent, node);
 }
 
 }  // namespace mediactrl

@@ -17,7 +17,7 @@ using xCommon::xString;
 
 namespace {
 
-IBFac const registrar("media_ctrl" + suffix_dev, dev::create);
+IBFac const registrar = IBFac::add<dev>("media_ctrl.dev");
 
 }  // namespace
 
@@ -27,32 +27,23 @@ dev::dev(IBase* port_object, CBase* node) : DevBase(port_object, node), config_(
     }
 }
 
-IBase* dev::create(IBase* port_object, CBase* node) {
-    return new dev(port_object, node);
+void dev::ProcConnect() {
+    subscribe_commands("subscribe on : %s");
 }
 
-void dev::ProcConnect() {
-    std::vector<xMQ::subsItem> items;
-    for (auto const& child : config_->children) {
-        items.push_back({xString::Format(topic_on, get_device_name(), child->name), 2});
-        cfg->Logf(lmtTrace, "subscribe on : %s", items.back().topic);
-    }
-    port->mq_subscribe(items);
+void dev::add_commands(CommandMap& commands, CParam& param) {
+    commands.add(on_topic(param.name), {&param});
 }
 
 bool dev::ProcMessage(std::string& topic, std::string& payload) {
     cfg->Logf(lmtTrace, "ProcMessage : %s = %s.", topic, payload);
-    if (!xString::EndsWith(topic, "/on")) {
+    CParam* const param = commands_.find(topic).param;
+    if (param == nullptr) {
         return false;
     }
-    for (auto const& child : config_->children) {
-        if (topic == xString::Format(topic_on, get_device_name(), child->name)) {
-            CommandConnection const connection(*this);
-            write(dynamic_cast<c_param*>(child.get()), payload);
-            return true;
-        }
-    }
-    return false;
+    CommandConnection const connection(*this);
+    write(dynamic_cast<c_param*>(param), payload);
+    return true;
 }
 
 void dev::write(c_param* param, std::string const& value) {

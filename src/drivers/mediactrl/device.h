@@ -8,10 +8,9 @@
 namespace mediactrl {
 
 /// Turns each "/on" message into one frame. It polls nothing and publishes nothing.
-class dev : public DevBase {
+class dev : public DevBase, public FromNode<dev> {
  public:
     dev(IBase* port_object, CBase* node);
-    static IBase* create(IBase* port_object, CBase* node);
 
     void ProcConnect() override;
     using DevBase::ProcMessage;
@@ -24,6 +23,8 @@ class dev : public DevBase {
     void write(c_param* param, std::string const& value);
 
  private:
+    void add_commands(CommandMap& commands, CParam& param) override;
+
     c_dev* config_;
 };
 

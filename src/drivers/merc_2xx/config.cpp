@@ -41,10 +41,6 @@ c_dev::c_dev(CBase* port_node, Json::Value& node) : meter::c_dev(port_node, node
     load_params(node, type);
 }
 
-CBase* c_dev::create(CBase* parent, Json::Value& node) {
-    return new c_dev(parent, node);
-}
-
 c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
     if (!jUtils::has(node, "reg_type")) {
         throw xExceptionf("%s : не указан атрибут 'reg_type'.", name);
@@ -58,10 +54,6 @@ c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
         this->*row.field = static_cast<unsigned char>(value);
     }
     bwri = Utils::jToInt(jUtils::at(node, "bwri"));
-}
-
-CBase* c_param::create(CBase* parent, Json::Value& node) {
-    return new c_param(parent, node);
 }
 
 int c_param::GetRegType(Json::Value const& node) const {

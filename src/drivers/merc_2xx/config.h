@@ -22,19 +22,17 @@ enum RegType : int {
 };
 
 /// Configuration of a meter.
-class c_dev : public meter::c_dev {
+class c_dev : public meter::c_dev, public FromJson<c_dev> {
  public:
     /// Raises an xExceptionf for a missing port or `sid`, and for a device without parameters.
     c_dev(CBase* port_node, Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 };
 
 /// Configuration of one value, and its reading from a reply.
-class c_param : public CParam {
+class c_param : public CParam, public FromJson<c_param> {
  public:
     /// Raises an xExceptionf for a missing or unknown `reg_type` and for a key out of its limits.
     c_param(CBase* device, Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 
     /// No limits are checked here: a device may go beyond them with what it lays over its template.
     void Compare(Json::Value& node) override;

@@ -21,8 +21,8 @@ namespace {
     return true;
 }();
 
-constexpr meter::Family family = {"Poll : исключение при опросе параметра : %s.", "исключение при опросе : %s", true,
-                                  true};
+constexpr meter::Family family = {{"Poll : исключение при опросе параметра : %s.", WalkRules::Blame::port, true},
+                                  "исключение при опросе : %s"};
 
 /// The size of the reply isn't relied on: whatever comes within the time-out is read.
 constexpr int longest_reply = 257;
@@ -38,10 +38,6 @@ constexpr long long idle_limit = 240;
 }  // namespace
 
 dev::dev(IBase* port_object, CBase* node) : meter::device(port_object, node, family) {}
-
-IBase* dev::create(IBase* port_object, CBase* node) {
-    return new dev(port_object, node);
-}
 
 bool dev::Start() {
     try {
@@ -107,7 +103,7 @@ bool dev::poll_param(CParam* param) {
     return answered;
 }
 
-BaseResult dev::ask(CParam& param) {
+BaseResult dev::read(CParam& param) {
     return get_response(dynamic_cast<c_param*>(&param));
 }
 

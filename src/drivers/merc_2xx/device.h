@@ -7,10 +7,9 @@ namespace merc_2xx {
 
 /// The dialogue with one meter. A meter answers on a channel that was opened with a password, and closes it by itself
 /// when it hears nothing for long.
-class dev : public meter::device {
+class dev : public meter::device, public FromNode<dev> {
  public:
     dev(IBase* port_object, CBase* node);
-    static IBase* create(IBase* port_object, CBase* node);
 
     /// The outcome is `opened`.
     bool Start() override;
@@ -23,7 +22,7 @@ class dev : public meter::device {
  private:
     bool is_own(CParam const& param) const override;
     bool ready_link(long long now) override;
-    BaseResult ask(CParam& param) override;
+    BaseResult read(CParam& param) override;
     bool _start();
     void _stop();
     BaseResult get_response(c_param* param);

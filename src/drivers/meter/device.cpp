@@ -11,7 +11,7 @@ using xCommon::lmtError;
 using xCommon::xString;
 
 device::device(IBase* port_object, CBase* node, Family const& family)
-    : DevBase(port_object, node), config_(dynamic_cast<c_dev*>(node)), family_(family) {
+    : DevBase(port_object, node, family.walk), config_(dynamic_cast<c_dev*>(node)), family_(family) {
     if (config_ == nullptr) {
         throw xCommon::xExceptionf("#%s : ctor : узел не является счётчиком.", cfg->name);
     }
@@ -20,27 +20,13 @@ device::device(IBase* port_object, CBase* node, Family const& family)
 void device::Poll(long long now) {
     port->check_for_personal_rs(this);
     begin_pass();
-    for (auto const& child : cfg->children) {
-        port->CheckMessage(this);
-        auto* const param = dynamic_cast<CParam*>(child.get());
-        if (param == nullptr || !is_due_here(*param, now) || fail_silently(*param, now)) {
-            continue;
-        }
-        xCommon::LogExchange const exchange;
-        need_line();
-        if (port->line_ready && !ready_link(now)) {
-            return;
-        }
-        param->last_poll = now;
-        poll_counted(*param);
-    }
-    if (family_.counts_for_device) {
+    if (walk(now) && family_.walk.counts_for_device) {
         CheckFault();
     }
 }
 
-bool device::is_due_here(CParam& param, long long now) const {
-    if (!param.enabled || !param.is_due(now)) {
+bool device::is_wanted(CParam& param, long long now) {
+    if (!DevBase::is_wanted(param, now)) {
         return false;
     }
     if (is_own(param)) {
@@ -51,21 +37,9 @@ bool device::is_due_here(CParam& param, long long now) const {
     return false;
 }
 
-void device::poll_counted(CParam& param) {
-    long long const own = family_.counts_for_device ? 1 : 0;
-    ++port->polls;
-    polls += own;
-    try {
-        bool const ok = poll_or_fail(param);
-        if (!ok) {
-            ++port->errors;
-            errors += own;
-        }
-        polled(ok);
-    } catch (std::exception const& e) {
-        param.Logf(lmtError, family_.poll_exception, e.what());
-        port->errors += family_.counts_exception ? 1 : 0;
-    }
+bool device::ready(long long now) {
+    need_line();
+    return !port->line_ready || ready_link(now);
 }
 
 bool device::poll_param(CParam* param) {
@@ -73,7 +47,7 @@ bool device::poll_param(CParam* param) {
         return false;
     }
     try {
-        BaseResult result = ask(*param);
+        BaseResult result = read(*param);
         port->publish_result(result, this, param);
         return result.is_ok;
     } catch (std::exception const& e) {

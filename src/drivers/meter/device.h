@@ -11,10 +11,8 @@ namespace meter {
 
 /// What the families do differently around one and the same poll cycle.
 struct Family {
-    char const* poll_exception;   ///< line on the parameter for what its poll lets out, with one "%s"
+    WalkRules walk;
     char const* param_exception;  ///< line on the device for what its exchange lets out, with one "%s"
-    bool counts_for_device;       ///< the device's own counters move, and a fault check ends the cycle
-    bool counts_exception;        ///< an exception of a poll is an error of the port
 };
 
 /// How the opening or the closing of a session names itself, and the size of its reply.
@@ -44,7 +42,9 @@ class device : public DevBase {
     /// Sees to the session before a due parameter is asked for; false ends the cycle.
     virtual bool ready_link(long long now) = 0;
     /// One read exchange for a parameter of its own. What can't be decoded raises an exception.
-    virtual BaseResult ask(CParam& param) = 0;
+    virtual BaseResult read(CParam& param) = 0;
+    bool is_wanted(CParam& param, long long now) override;
+    bool ready(long long now) override;
     /// A reply to opening or closing that refuses; it has been told then.
     virtual bool is_refused(std::span<unsigned char const> /*reply*/) { return false; }
 
@@ -58,9 +58,6 @@ class device : public DevBase {
     iTran& line();
 
  private:
-    bool is_due_here(CParam& param, long long now) const;
-    void poll_counted(CParam& param);
-
     c_dev* config_;
     Family const& family_;
 };

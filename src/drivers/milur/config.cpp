@@ -15,7 +15,7 @@ namespace {
 
 const std::string type_word = "milur";
 
-CBFac const registrars[] = {{type_word + suffix_cdev, c_dev::create}, {type_word + suffix_cparam, c_param::create}};
+CBFac const registrars[] = {CBFac::add<c_dev>("milur.cdev"), CBFac::add<c_param>("milur.cparam")};
 
 struct ValueRow {
     int value_type;
@@ -56,19 +56,11 @@ c_dev::c_dev(CBase* port_node, Json::Value& node) : meter::c_dev(port_node, node
     }
 }
 
-CBase* c_dev::create(CBase* parent, Json::Value& node) {
-    return new c_dev(parent, node);
-}
-
 c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
     if (!jUtils::has(node, "object_id")) {
         throw xExceptionf("milur::c_param::ctor : %s : не указан атрибут 'object_id'.", name);
     }
     object_id = jUtils::get_uint(node, "object_id", 0);
-}
-
-CBase* c_param::create(CBase* parent, Json::Value& node) {
-    return new c_param(parent, node);
 }
 
 void c_param::Compare(Json::Value& node) {

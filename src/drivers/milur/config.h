@@ -9,19 +9,17 @@
 namespace milur {
 
 /// Configuration of a meter, type word "milur".
-class c_dev : public meter::c_dev {
+class c_dev : public meter::c_dev, public FromJson<c_dev> {
  public:
     /// Raises an xExceptionf for a missing port or `sid`, and for a device without parameters.
     c_dev(CBase* port_node, Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 };
 
 /// Configuration of one object of a meter, and its reading from a reply.
-class c_param : public CParam {
+class c_param : public CParam, public FromJson<c_param> {
  public:
     /// Raises an xExceptionf for a missing or negative `object_id`.
     c_param(CBase* device, Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 
     void Compare(Json::Value& node) override;
     /// Text of the value in `n` bytes of data. Raises an xExceptionf for no or too few bytes, and for a value type that

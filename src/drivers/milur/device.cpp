@@ -15,10 +15,11 @@ using xCommon::lmtTrace;
 
 namespace {
 
-IBFac const registrar("milur" + suffix_dev, dev::create);
+IBFac const registrar = IBFac::add<dev>("milur.dev");
 
-constexpr meter::Family family = {"milur::Poll : исключение при опросе параметра : %s.",
-                                  "milur::poll_param : исключение при опросе : %s", true, false};
+constexpr meter::Family family = {
+    {"milur::Poll : исключение при опросе параметра : %s.", WalkRules::Blame::nobody, true},
+    "milur::poll_param : исключение при опросе : %s"};
 
 constexpr meter::LinkStep start_step = {"milur::Start", "milur::Start", pdu::short_reply, pdu::short_reply};
 constexpr meter::LinkStep stop_step = {"milur::Stop", "milur::Stop", pdu::short_reply, pdu::short_reply};
@@ -29,10 +30,6 @@ constexpr unsigned char password[] = {0x5C, 0xA7, 0x31, 0xE2, 0x0D, 0x9B};
 }  // namespace
 
 dev::dev(IBase* port_object, CBase* node) : meter::device(port_object, node, family) {}
-
-IBase* dev::create(IBase* port_object, CBase* node) {
-    return new dev(port_object, node);
-}
 
 bool dev::Start() {
     try {
@@ -84,7 +81,7 @@ bool dev::is_own(CParam const& param) const {
     return dynamic_cast<c_param const*>(&param) != nullptr;
 }
 
-BaseResult dev::ask(CParam& param) {
+BaseResult dev::read(CParam& param) {
     return get_response(dynamic_cast<c_param*>(&param));
 }
 

@@ -25,75 +25,63 @@ device::device(IBase* port_object, CBase* node) : DevBase(port_object, node), co
     }
 }
 
-std::string device::on_topic(std::string const& control) {
-    return xString::Format(topic_on, get_device_name(), control);
+void add_register_commands(CommandMap& commands, DevBase& device, c_register& param, bool by_bits) {
+    auto const add = [&](std::string const& control, int bit) {
+        commands.add(xString::Format(topic_on, device.get_device_name(), control), {&param, bit});
+    };
+    if (param.read_only) {
+        return;
+    }
+    if (!by_bits) {
+        add(param.name, -1);
+    } else if (param.bits) {
+        for (size_t bit = 0; bit < param.bits->items.size(); ++bit) {
+            add(param.bits->items[bit].control_name(), static_cast<int>(bit));
+        }
+    }
+}
+
+bholding::bitem const* check_bit(CommandMap::Target const& target, std::string const& payload) {
+    auto const* const param = dynamic_cast<c_register const*>(target.param);
+    if (target.bit < 0 || param == nullptr || !param->bits) {
+        return nullptr;
+    }
+    bholding::bitem const& item = param->bits->items.at(static_cast<size_t>(target.bit));
+    if (payload != "0" && payload != "1") {
+        param->Logf(lmtError, "значение %s нельзя писать в бит %s.", payload, item.name);
+    }
+    return &item;
 }
 
 void device::ProcConnect() {
-    std::vector<xMQ::subsItem> items;
-    for (auto const& child : cfg->children) {
-        auto* param = dynamic_cast<c_param*>(child.get());
-        if (param == nullptr || !param->enabled) {
-            continue;
-        }
-        if (cfg->all_params) {
-            enter_in_set(param);
-        }
-        if (param->read_only) {
-            continue;
-        }
-        std::vector<std::string> controls;
-        if (param->reg_type != reg_holding_bit) {
-            controls.push_back(param->name);
-        } else if (param->bits) {
-            for (bholding::bitem const& item : param->bits->items) {
-                controls.push_back(item.control_name());
+    if (cfg->all_params) {
+        for (auto const& child : cfg->children) {
+            auto* const param = dynamic_cast<c_param*>(child.get());
+            if (param != nullptr && param->enabled) {
+                enter_in_set(param);
             }
         }
-        for (std::string const& control : controls) {
-            items.push_back({on_topic(control), 2});
-            cfg->Logf(lmtTrace, "subscribe on : %s", items.back().topic);
-        }
     }
-    port->mq_subscribe(items);
+    subscribe_commands("subscribe on : %s");
 }
 
-std::pair<c_param*, bholding::bitem const*> device::find_target(std::string const& topic) {
-    for (auto const& child : cfg->children) {
-        auto* param = dynamic_cast<c_param*>(child.get());
-        if (param == nullptr || param->read_only) {
-            continue;
-        }
-        if (param->reg_type != reg_holding_bit) {
-            if (topic == on_topic(param->name)) {
-                return {param, nullptr};
-            }
-        } else if (param->bits) {
-            for (bholding::bitem const& item : param->bits->items) {
-                if (topic == on_topic(item.control_name())) {
-                    return {param, &item};
-                }
-            }
-        }
+void device::add_commands(CommandMap& commands, CParam& param) {
+    auto* const own = dynamic_cast<c_param*>(&param);
+    if (own != nullptr && own->enabled) {
+        add_register_commands(commands, *this, *own, own->reg_type == reg_holding_bit);
     }
-    return {nullptr, nullptr};
 }
 
 bool device::ProcMessage(std::string& topic, std::string& payload) {
     cfg->Logf(lmtTrace, "ProcMessage : %s = %s.", topic, payload);
-    if (!xString::EndsWith(topic, "/on")) {
+    CommandMap::Target const target = commands_.find(topic);
+    if (target.param == nullptr) {
         return false;
     }
-    auto const [param, item] = find_target(topic);
-    if (param == nullptr) {
-        return false;
-    }
-    if (item != nullptr && payload != "0" && payload != "1") {
-        // The write goes ahead all the same, and set_value() refuses the text.
-        param->Logf(lmtError, "значение %s нельзя писать в бит %s.", payload, item->name);
-    }
+    // A text that is no bit is written ahead all the same, and set_value() refuses it.
+    bholding::bitem const* const item = check_bit(target, payload);
     CommandConnection const connection(*this);
-    write(param, payload, item);
+    write(dynamic_cast<c_param*>(target.param), payload, item);
     return true;
 }
 

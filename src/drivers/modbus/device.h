@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "drivers/modbus/config.h"
@@ -10,6 +9,11 @@
 #include "runtime/port_base.h"
 
 namespace modbus {
+
+/// Enters the commands of a register: one, or one for each of its bits.
+void add_register_commands(CommandMap& commands, DevBase& device, c_register& param, bool by_bits);
+/// The bit that a command is for, or null; a payload that is no bit's is told.
+bholding::bitem const* check_bit(CommandMap::Target const& target, std::string const& payload);
 
 /// Run-time object of one slave, above the frame: subscriptions, commands, and what becomes of an answer. A transport's
 /// driver adds the two exchanges.
@@ -63,9 +67,7 @@ class device : public DevBase {
     void tell_limit(c_param const& param, std::exception const& e);
     void poll_set(RegisterSet& set, char const* name);
     void enter_in_set(c_param* param);
-    std::string on_topic(std::string const& control);
-    /// The parameter that an "/on" topic writes to, with the bit where it names one.
-    std::pair<c_param*, bholding::bitem const*> find_target(std::string const& topic);
+    void add_commands(CommandMap& commands, CParam& param) override;
 
     register_set_t<eFunCode::coils, bit_limit> coils_;
     register_set_t<eFunCode::discrete_inputs, bit_limit> statuses_;

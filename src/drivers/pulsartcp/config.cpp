@@ -16,7 +16,7 @@ namespace {
 
 const std::string type_word = "pulsar-tcp";
 
-CBFac const registrars[] = {{type_word + suffix_cdev, c_dev::create}, {type_word + suffix_cparam, c_param::create}};
+CBFac const registrars[] = {CBFac::add<c_dev>("pulsar-tcp.cdev"), CBFac::add<c_param>("pulsar-tcp.cparam")};
 
 unsigned int get_unsigned(std::string const& name, Json::Value const& node, char const* key, unsigned int fallback) {
     double const value = jUtils::get_double(node, key, fallback);
@@ -34,10 +34,6 @@ c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
         throw xExceptionf("%s : не указан атрибут 'parameter_number'.", name);
     }
     parameter_number = static_cast<unsigned int>(Utils::jToInt(node["parameter_number"]));
-}
-
-CBase* c_param::create(CBase* parent, Json::Value& node) {
-    return new c_param(parent, node);
 }
 
 void c_param::Compare(Json::Value& /*node*/) {
@@ -65,10 +61,6 @@ c_dev::c_dev(CBase* port_node, Json::Value& node) : CDev(port_node, node), port(
     if (children.empty()) {
         throw xExceptionf("#%s : ctor : устройство не содержит ни одного параметра.", name);
     }
-}
-
-CBase* c_dev::create(CBase* parent, Json::Value& node) {
-    return new c_dev(parent, node);
 }
 
 }  // namespace pulsartcp

@@ -11,11 +11,10 @@
 namespace pulsartcp {
 
 /// Configuration of a parameter, type word "pulsar-tcp".
-class c_param : public CParam {
+class c_param : public CParam, public FromJson<c_param> {
  public:
     /// Raises an xExceptionf for a missing `parameter_number`.
     c_param(CBase* device, Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 
     /// A second parameter of the same name changes nothing.
     void Compare(Json::Value& node) override;
@@ -26,12 +25,11 @@ class c_param : public CParam {
 };
 
 /// Configuration of a meter, type word "pulsar-tcp". There are no templates for it.
-class c_dev : public CDev {
+class c_dev : public CDev, public FromJson<c_dev> {
  public:
     /// Raises an xExceptionf for a missing port, `sid`, `delay` or `type_device`, for a number out of range and for a
     /// device without parameters. The name gets `sid` appended, and the messages behind `sid` bear the new one.
     c_dev(CBase* port_node, Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 
     CBase* port;
     /// Kind of the meter, by which its decoders are looked up; any text is taken here.

@@ -20,7 +20,9 @@ using xCommon::xString;
 
 namespace {
 
-IBFac const registrar("pulsar-tcp" + suffix_dev, dev::create);
+IBFac const registrar = IBFac::add<dev>("pulsar-tcp.dev");
+
+constexpr WalkRules rules = {"Poll : исключение при опросе параметра : %s."};
 
 /// How long a meter is left alone behind a connection.
 constexpr int rest_ms = 3000;
@@ -58,14 +60,10 @@ Handler const* find_handler(c_dev const& config, c_param const& param, BaseResul
 
 }  // namespace
 
-dev::dev(IBase* port_object, CBase* node) : DevBase(port_object, node), config_(dynamic_cast<c_dev*>(node)) {
+dev::dev(IBase* port_object, CBase* node) : DevBase(port_object, node, rules), config_(dynamic_cast<c_dev*>(node)) {
     if (config_ == nullptr) {
         throw xExceptionf("#%s : ctor : узел не является счётчиком Пульсар.", cfg->name);
     }
-}
-
-IBase* dev::create(IBase* port_object, CBase* node) {
-    return new dev(port_object, node);
 }
 
 void dev::Poll(long long now) {
@@ -83,23 +81,7 @@ void dev::Poll(long long now) {
             return;
         }
     }
-    for (auto const& child : cfg->children) {
-        port->CheckMessage(this);
-        auto* param = dynamic_cast<CParam*>(child.get());
-        if (param == nullptr || !param->enabled) {
-            continue;
-        }
-        xCommon::LogExchange const exchange;
-        count_poll();
-        try {
-            if (!poll_param(param)) {
-                count_error();
-            }
-        } catch (std::exception const& e) {
-            count_error();
-            param->Logf(lmtError, "Poll : исключение при опросе параметра : %s.", e.what());
-        }
-    }
+    walk(now);
     if (port->tran->is_open()) {
         port->tran->close();
         port->line_released = true;

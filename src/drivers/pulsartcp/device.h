@@ -9,10 +9,9 @@
 namespace pulsartcp {
 
 /// The dialogue with one meter. Owned by its port, whose worker alone calls it.
-class dev : public DevBase {
+class dev : public DevBase, public FromNode<dev> {
  public:
     dev(IBase* port_object, CBase* node);
-    static IBase* create(IBase* port_object, CBase* node);
 
     /// One sweep: when the device is due, every enabled parameter over one connection, which is closed behind it for
     /// three seconds at least. There is no fault check.
@@ -31,6 +30,10 @@ class dev : public DevBase {
     bool read_failed = false;
 
  private:
+    // The device alone is due or not, and it has connected then.
+    bool is_wanted(CParam& param, long long /*now*/) override { return param.enabled; }
+    bool ready(long long /*now*/) override { return true; }
+    bool ask(CParam& param) override { return poll_param(&param); }
     void recover(CParam const& param, std::exception const& error);
 
     c_dev* config_;

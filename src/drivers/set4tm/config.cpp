@@ -12,7 +12,7 @@ namespace {
 
 const std::string type_word = "set-4tm";
 
-CBFac const registrars[] = {{type_word + suffix_cdev, c_dev::create}, {type_word + suffix_cparam, c_param::create}};
+CBFac const registrars[] = {CBFac::add<c_dev>("set-4tm.cdev"), CBFac::add<c_param>("set-4tm.cparam")};
 
 struct Key {
     char const* name;
@@ -28,10 +28,6 @@ c_dev::c_dev(CBase* port_node, Json::Value& node) : meter::c_dev(port_node, node
     load_params(node, type_word);
 }
 
-CBase* c_dev::create(CBase* parent, Json::Value& node) {
-    return new c_dev(parent, node);
-}
-
 c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
     for (Key const& key : keys) {
         if (!jUtils::has(node, key.name)) {
@@ -39,10 +35,6 @@ c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
         }
         this->*key.field = jUtils::get_uint(node, key.name, 0);
     }
-}
-
-CBase* c_param::create(CBase* parent, Json::Value& node) {
-    return new c_param(parent, node);
 }
 
 void c_param::Compare(Json::Value& node) {

@@ -10,22 +10,20 @@
 namespace set4tm {
 
 /// Configuration of a meter, type word "set-4tm".
-class c_dev : public meter::c_dev {
+class c_dev : public meter::c_dev, public FromJson<c_dev> {
  public:
     /// Raises an xExceptionf for a missing port or `sid`, and for a device without parameters.
     c_dev(CBase* port_node, Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 
     /// Six characters by form. Kept for pdu::open, which isn't sent yet.
     std::string password = "164937";
 };
 
 /// Configuration of one value. Neither key reaches the line yet.
-class c_param : public CParam {
+class c_param : public CParam, public FromJson<c_param> {
  public:
     /// Raises an xExceptionf for a missing or negative `command` or `param`.
     c_param(CBase* device, Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 
     void Compare(Json::Value& node) override;
 

@@ -17,11 +17,11 @@ using xCommon::lmtTrace;
 
 namespace {
 
-IBFac const registrar("set-4tm" + suffix_dev, dev::create);
+IBFac const registrar = IBFac::add<dev>("set-4tm.dev");
 
 /// The device's own counters stand still, so it is never reported as failed.
-constexpr meter::Family family = {"Poll : исключение при опросе параметра : %s.", "исключение при опросе : %s", false,
-                                  true};
+constexpr meter::Family family = {{"Poll : исключение при опросе параметра : %s.", WalkRules::Blame::port, false},
+                                  "исключение при опросе : %s"};
 
 constexpr meter::LinkStep start_step = {"Start", "Start", pdu::short_reply, pdu::short_reply};
 constexpr meter::LinkStep stop_step = {"dev::Stop", "Stop", pdu::short_reply, pdu::short_reply};
@@ -29,10 +29,6 @@ constexpr meter::LinkStep stop_step = {"dev::Stop", "Stop", pdu::short_reply, pd
 }  // namespace
 
 dev::dev(IBase* port_object, CBase* node) : meter::device(port_object, node, family) {}
-
-IBase* dev::create(IBase* port_object, CBase* node) {
-    return new dev(port_object, node);
-}
 
 bool dev::Start() {
     try {
@@ -90,7 +86,7 @@ bool dev::is_own(CParam const& param) const {
     return dynamic_cast<c_param const*>(&param) != nullptr;
 }
 
-BaseResult dev::ask(CParam& param) {
+BaseResult dev::read(CParam& param) {
     return get_response(dynamic_cast<c_param*>(&param));
 }
 

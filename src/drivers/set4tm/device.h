@@ -6,10 +6,9 @@
 namespace set4tm {
 
 /// The dialogue with one meter, as far as it goes: no session is opened, no parameter is named, no value is decoded.
-class dev : public meter::device {
+class dev : public meter::device, public FromNode<dev> {
  public:
     dev(IBase* port_object, CBase* node);
-    static IBase* create(IBase* port_object, CBase* node);
 
     /// The outcome is `opened`.
     bool Start() override;
@@ -18,7 +17,7 @@ class dev : public meter::device {
  private:
     bool is_own(CParam const& param) const override;
     bool ready_link(long long now) override;
-    BaseResult ask(CParam& param) override;
+    BaseResult read(CParam& param) override;
     bool is_refused(std::span<unsigned char const> reply) override;
     void _start();
     void _stop();

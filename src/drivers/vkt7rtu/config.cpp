@@ -10,7 +10,7 @@ const std::string type_word = "vkt7-rtu";
 /// Configurations and templates in use leave the type of plain registers out, and so make them of this one.
 const std::string param_type_word = "mb-rtu";
 
-CBFac const registrars[] = {{type_word + suffix_cdev, c_dev::create}, {type_word + suffix_cparam, c_param::create}};
+CBFac const registrars[] = {CBFac::add<c_dev>("vkt7-rtu.cdev"), CBFac::add<c_param>("vkt7-rtu.cparam")};
 
 constexpr modbus::RegTypes::Word words[] = {
     {"coil", reg_coil},           {"status", reg_status},           {"input", reg_input},
@@ -21,15 +21,7 @@ constexpr modbus::RegTypes reg_types = {words, reg_holding, reg_holding_bit, reg
 
 c_dev::c_dev(CBase* port_node, Json::Value& node) : modbus::c_dev(port_node, node, param_type_word) {}
 
-CBase* c_dev::create(CBase* parent, Json::Value& node) {
-    return new c_dev(parent, node);
-}
-
 c_param::c_param(CBase* device, Json::Value& node) : c_register(device, node, reg_types) {}
-
-CBase* c_param::create(CBase* parent, Json::Value& node) {
-    return new c_param(parent, node);
-}
 
 int c_param::GetRegType(Json::Value const& node) {
     return reg_types.code_of(node);

@@ -20,22 +20,20 @@ enum RegType : int {
 
 /// Configuration of a calculator, type word "vkt7-rtu": that of a Modbus slave, down to the type word of its
 /// parameters. One without a `type` of its own becomes a Modbus parameter, and is a plain register here.
-class c_dev : public modbus::c_dev {
+class c_dev : public modbus::c_dev, public FromJson<c_dev> {
  public:
     /// Raises what modbus::c_dev raises.
     c_dev(CBase* port_node, Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 
     /// The last one that the calculator told.
     unsigned char server_version = 0;
 };
 
 /// Configuration of a parameter, type word "vkt7-rtu".
-class c_param : public modbus::c_register {
+class c_param : public modbus::c_register, public FromJson<c_param> {
  public:
     /// Raises what c_register raises.
     c_param(CBase* device, Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 
     /// Code of the key `reg_type`.
     static int GetRegType(Json::Value const& node);

@@ -1,9 +1,8 @@
 #include "drivers/vkt7rtu/device.h"
 
-#include <algorithm>
-
 #include "config/constants.h"
 #include "config/process.h"
+#include "drivers/modbus/device.h"
 #include "drivers/vkt7rtu/pdu.h"
 #include "drivers/vkt7rtu/registers.h"
 #include "drivers/vkt7rtu/reply.h"
@@ -21,7 +20,7 @@ using xCommon::xString;
 
 namespace {
 
-IBFac const registrar("vkt7-rtu" + suffix_dev, dev::create);
+IBFac const registrar = IBFac::add<dev>("vkt7-rtu.dev");
 
 constexpr char trace_prefix[] = "vkt7-rtu : ";
 
@@ -38,54 +37,23 @@ dev::dev(IBase* port_object, CBase* node) : DevBase(port_object, node), config_(
     }
 }
 
-IBase* dev::create(IBase* port_object, CBase* node) {
-    return new dev(port_object, node);
-}
-
-std::vector<dev::Command> dev::commands() {
-    std::vector<Command> result;
-    auto const add = [&](std::string const& control, CParam* param, bholding::bitem const* item) {
-        result.push_back({xString::Format(topic_on, get_device_name(), control), param, item});
-    };
-    for (auto const& child : cfg->children) {
-        auto* const param = dynamic_cast<modbus::c_register*>(child.get());
-        if (param == nullptr || param->read_only) {
-            continue;
-        }
-        if (!is_own(param) || param->reg_type != reg_holding_bit) {
-            add(param->name, param, nullptr);
-        } else if (param->bits) {
-            for (bholding::bitem const& item : param->bits->items) {
-                add(item.control_name(), param, &item);
-            }
-        }
-    }
-    return result;
-}
-
 void dev::ProcConnect() {
-    std::vector<xMQ::subsItem> items;
-    for (Command const& command : commands()) {
-        items.push_back({command.topic, 2});
-        cfg->Logf(lmtTrace, "subscribe on : %s.", command.topic);
+    subscribe_commands("subscribe on : %s.");
+}
+
+void dev::add_commands(CommandMap& commands, CParam& param) {
+    if (auto* const own = dynamic_cast<modbus::c_register*>(&param)) {
+        modbus::add_register_commands(commands, *this, *own, is_own(own) && own->reg_type == reg_holding_bit);
     }
-    port->mq_subscribe(items);
 }
 
 bool dev::ProcMessage(std::string& topic, std::string& payload) {
     cfg->Logf(lmtTrace, "ProcMessage : %s = %s.", topic, payload);
-    if (!xString::EndsWith(topic, "/on")) {
+    CommandMap::Target const target = commands_.find(topic);
+    if (target.param == nullptr) {
         return false;
     }
-    std::vector<Command> const all = commands();
-    auto const command =
-        std::find_if(all.begin(), all.end(), [&topic](Command const& entry) { return entry.topic == topic; });
-    if (command == all.end()) {
-        return false;
-    }
-    if (command->item != nullptr && payload != "0" && payload != "1") {
-        command->param->Logf(lmtError, "значение %s нельзя писать в бит %s.", payload, command->item->name);
-    }
+    modbus::check_bit(target, payload);
     if (cfg->poll_reconnect) {
         // Nothing is written, but the line is left as behind any command.
         CommandConnection const connection(*this);

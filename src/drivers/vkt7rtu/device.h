@@ -2,7 +2,6 @@
 
 #include <span>
 #include <string>
-#include <vector>
 
 #include "drivers/vkt7rtu/config.h"
 #include "foundation/byte_list.h"
@@ -12,10 +11,9 @@ namespace vkt7rtu {
 
 /// The dialogue with one calculator, gone through from its beginning for each value. Takes subscriptions as a Modbus
 /// slave does, but writes nothing.
-class dev : public DevBase {
+class dev : public DevBase, public FromNode<dev> {
  public:
     dev(IBase* port_object, CBase* node);
-    static IBase* create(IBase* port_object, CBase* node);
 
     void ProcConnect() override;
     using DevBase::ProcMessage;
@@ -33,13 +31,7 @@ class dev : public DevBase {
     std::span<unsigned char const> last_reply() const { return reply_; }
 
  private:
-    /// A topic on which commands come, and what it is about.
-    struct Command {
-        std::string topic;
-        CParam* param;
-        bholding::bitem const* item;  ///< null except for a bit
-    };
-    std::vector<Command> commands();
+    void add_commands(CommandMap& commands, CParam& param) override;
 
     c_dev* config_;
     std::span<unsigned char const> reply_;

@@ -17,13 +17,9 @@ namespace {
 
 const std::string type_word = "dlms";
 
-CBFac const registrars[] = {
-    {type_word + suffix_cparam, dparam::create},
-    {type_word + suffix_cdev, cddev::create},
-    {type_word + ".tcp" + suffix_cport, cdport::create},
-    {type_word + ".rs" + suffix_cport, cdport::create},
-    {type_word + ".rs.old" + suffix_cport, cdport::create},
-};
+CBFac const registrars[] = {CBFac::add<dparam>("dlms.cparam"), CBFac::add<cddev>("dlms.cdev"),
+                            CBFac::add<cdport>("dlms.tcp.cport"), CBFac::add<cdport>("dlms.rs.cport"),
+                            CBFac::add<cdport>("dlms.rs.old.cport")};
 
 constexpr char default_mac[] = "eeeeeeeeeeee";
 
@@ -44,10 +40,6 @@ void push_text(ByteList& out, size_t length, std::string const& text) {
 
 dparam::dparam(CBase* parent_node, Json::Value& node)
     : CParam(parent_node, node), address(node), device(device_of(parent_node, name)) {}
-
-CBase* dparam::create(CBase* parent, Json::Value& node) {
-    return new dparam(parent, node);
-}
 
 void dparam::Compare(Json::Value& node) {
     address.compare(node);
@@ -110,10 +102,6 @@ cddev::cddev(CBase* port_node, Json::Value& node) : CDev(port_node, node) {
     load_params(node, type_word, "cddev.ctor");
 }
 
-CBase* cddev::create(CBase* parent, Json::Value& node) {
-    return new cddev(parent, node);
-}
-
 dparam* cddev::find_param(std::string const& topic) {
     if (topic.empty()) {
         return nullptr;
@@ -135,10 +123,6 @@ cdport::cdport(Json::Value& node) : CPort(node) {
     if (children.empty()) {
         throw xExceptionf("#%s : ctor : список устройств пуст.", name);
     }
-}
-
-CBase* cdport::create(CBase* /*parent*/, Json::Value& node) {
-    return new cdport(node);
 }
 
 }  // namespace xdlms

@@ -12,11 +12,10 @@ namespace xdlms {
 class cddev;
 
 /// One attribute of a meter.
-class dparam : public CParam {
+class dparam : public CParam, public FromJson<dparam> {
  public:
     /// Raises an xExceptionf outside of a DLMS device, and as cad.
     dparam(CBase* device, Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 
     void Compare(Json::Value& node) override;
     /// Appends the tagged item that writes the text `value`: the value type's number is its tag. Nothing for an empty
@@ -29,11 +28,10 @@ class dparam : public CParam {
 };
 
 /// One meter.
-class cddev : public CDev {
+class cddev : public CDev, public FromJson<cddev> {
  public:
     /// Raises an xExceptionf without a port or a parameter.
     cddev(CBase* port_node, Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 
     /// The first parameter whose "/controls/" and name lie somewhere in the topic, so one whose name begins another's
     /// is found for that one too.
@@ -49,11 +47,11 @@ class cddev : public CDev {
 };
 
 /// A port of DLMS meters.
-class cdport : public CPort {
+class cdport : public CPort, public FromJson<cdport> {
  public:
+    using FromJson<cdport>::create;
     /// Raises as CPort, and an xExceptionf without a device.
     explicit cdport(Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 
     uint16_t dlms_addr = 1;  ///< the gateway's own wrapper address
     xCommon::ByteList mac;

@@ -17,6 +17,8 @@ using xCommon::xString;
 
 namespace {
 
+constexpr WalkRules rules = {"ошибка опроса : %s."};
+
 constexpr char command_topic[] = "ostrand";
 constexpr char command_word[] = "cmd";
 constexpr char clear_word[] = "er";
@@ -31,6 +33,44 @@ cdport* checked(CBase* node) {
 
 }  // namespace
 
+dmeter::dmeter(dport* port_object, cddev* meter_node)
+    : DevBase(port_object, meter_node, rules), node(meter_node), dport_(port_object) {}
+
+/// A meter that was blocked at the start is polled all the same: only its flag is cleared, and its polls show in the
+/// log what is wrong.
+bool dmeter::pass(long long now) {
+    fault = node->fault;
+    begin_pass();
+    return walk(now);
+}
+
+bool dmeter::goes_on() {
+    dport_->CheckMessage(nullptr);
+    return dport_->is_connected();
+}
+
+bool dmeter::is_wanted(CParam& param, long long now) {
+    return dynamic_cast<dparam*>(&param) != nullptr && DevBase::is_wanted(param, now);
+}
+
+bool dmeter::ask(CParam& param) {
+    return dport_->poll_param(node, dynamic_cast<dparam*>(&param));
+}
+
+void dmeter::publish_failure(CParam& param) {
+    dport_->publish_failure(*node, param);
+}
+
+void dmeter::count_poll() {
+    ++dport_->polls;
+    ++node->polls;
+}
+
+void dmeter::count_error() {
+    ++dport_->errors;
+    ++node->errors;
+}
+
 dport::dport(IBase* parent_object, CPort* node) : PortBase(parent_object, node), node_(checked(node)) {
     find_meters();
 }
@@ -38,7 +78,7 @@ dport::dport(IBase* parent_object, CPort* node) : PortBase(parent_object, node),
 void dport::find_meters() {
     for (auto const& child : node_->children) {
         if (auto* const meter = dynamic_cast<cddev*>(child.get())) {
-            meters_.push_back(meter);
+            meters_.push_back(std::make_unique<dmeter>(this, meter));
         } else {
             child->Log(lmtError, "устройство не является устройством DLMS : пропущено.");
         }
@@ -58,62 +98,18 @@ void dport::Poll(long long now) {
         return;
     }
     long long const polls_before = polls;
-    for (cddev* const dev : meters_) {
-        if (!poll_device(*dev, now)) {
+    for (auto const& meter : meters_) {
+        if (!meter->pass(now)) {
             return;
         }
-        CheckFault(dev);
+        CheckFault(meter->node);
     }
     if (polls != polls_before) {
         show_stat();
     }
 }
 
-/// False when the broker has gone. A device that was blocked at the start is polled all the same: only its flag is
-/// cleared, and its polls show in the log what is wrong.
-bool dport::poll_device(cddev& dev, long long now) {
-    bool probes = dev.fault && dev.silent_probe;
-    bool is_silent = false;
-    for (auto const& child : dev.children) {
-        CheckMessage(nullptr);
-        if (!is_connected()) {
-            return false;
-        }
-        auto* const param = dynamic_cast<dparam*>(child.get());
-        if (param != nullptr && param->enabled && param->is_due(now)) {
-            param->last_poll = now;
-            tran->heard = false;
-            bool const ok = poll_one(dev, *param, is_silent);
-            // Anything that comes back is an answer: the other parameters may do better.
-            is_silent = is_silent || (probes && !ok && !tran->heard);
-            probes = false;
-        }
-    }
-    return true;
-}
-
-bool dport::poll_one(cddev& dev, dparam& param, bool is_silent) {
-    xCommon::LogExchange const exchange;
-    ++polls;
-    ++dev.polls;
-    bool ok = false;
-    try {
-        if (is_silent) {
-            publish_failure(dev, param);
-        } else {
-            ok = poll_param(&dev, &param);
-        }
-    } catch (std::exception const& e) {
-        param.Logf(lmtError, "ошибка опроса : %s.", e.what());
-    }
-    if (!ok) {
-        ++errors;
-        ++dev.errors;
-    }
-    return ok;
-}
-
-void dport::publish_failure(cddev const& dev, dparam const& param) {
+void dport::publish_failure(cddev const& dev, CParam const& param) {
     param.Log(lmtError, "ответ НЕ получен.");
     mq_publish(xString::Format(topic_meta, dev.name, param.name, topic_meta_error), "r", 0, false);
 }
@@ -197,11 +193,11 @@ void dport::CheckFault(cddev* dev) {
 
 void dport::ProcConnect() {
     std::vector<xMQ::subsItem> items{{command_topic, 2}};
-    for (cddev const* const dev : meters_) {
-        for (auto const& child : dev->children) {
+    for (auto const& meter : meters_) {
+        for (auto const& child : meter->node->children) {
             auto const* const param = dynamic_cast<dparam const*>(child.get());
             if (param != nullptr && !param->read_only) {
-                items.push_back({xString::Format(topic_on, dev->name, param->name), 2});
+                items.push_back({xString::Format(topic_on, meter->node->name, param->name), 2});
             }
         }
     }
@@ -263,12 +259,12 @@ void dport::proc_command_er(std::vector<std::string> const& pieces) {
         return;
     }
     auto const found =
-        std::find_if(meters_.begin(), meters_.end(), [&](cddev const* dev) { return dev->sn == pieces[2]; });
+        std::find_if(meters_.begin(), meters_.end(), [&](auto const& meter) { return meter->node->sn == pieces[2]; });
     if (found == meters_.end()) {
         node_->Log(lmtError, "proc_command : ER : не найдено устройство с указаным серийным номером.");
         return;
     }
-    clear_meter(**found);
+    clear_meter(*(*found)->node);
 }
 
 void dport::clear_meter(cddev& dev) {

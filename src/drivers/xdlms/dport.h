@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -8,6 +9,31 @@
 #include "runtime/port_base.h"
 
 namespace xdlms {
+
+class dport;
+
+/// The walk over the parameters of one meter. The counters and the fault are those of its node, where they are found.
+class dmeter : public DevBase {
+ public:
+    dmeter(dport* port_object, cddev* node);
+
+    /// One pass; false when the broker has gone.
+    bool pass(long long now);
+    void CheckFault() override {}
+
+    cddev* const node;
+
+ private:
+    bool goes_on() override;
+    bool is_wanted(CParam& param, long long now) override;
+    bool ready(long long /*now*/) override { return true; }
+    bool ask(CParam& param) override;
+    void publish_failure(CParam& param) override;
+    void count_poll() override;
+    void count_error() override;
+
+    dport* dport_;
+};
 
 /// What the serial and the TCP port have in common: the poll cycle, writes, the fault report, subscriptions and the
 /// command. Each parameter is one request and one answer; there is no association.
@@ -31,6 +57,8 @@ class dport : public PortBase {
     virtual dlms_reply get_response(xCommon::ByteList& request, cddev* dev, dparam* param);
     /// Opens the line if it isn't, also after a stop, which takes it away.
     virtual bool reconnect();
+    void publish_failure(cddev const& dev, CParam const& param);
+    using PortBase::is_connected;
     /// Reports a meter of which every poll since the last check has failed, once until one succeeds.
     virtual void CheckFault(cddev* dev);
 
@@ -39,13 +67,10 @@ class dport : public PortBase {
     xCommon::ByteList wrap(cddev const& dev, xCommon::ByteList const& data) const;
 
     cdport* node_;
-    std::vector<cddev*> meters_;  ///< of the configuration tree, which outlives every port
+    std::vector<std::unique_ptr<dmeter>> meters_;
 
  private:
     void find_meters();
-    bool poll_device(cddev& dev, long long now);
-    bool poll_one(cddev& dev, dparam& param, bool is_silent);
-    void publish_failure(cddev const& dev, dparam const& param);
     void proc_command(std::string const& payload);
     void proc_command_er(std::vector<std::string> const& pieces);
     void clear_meter(cddev& dev);

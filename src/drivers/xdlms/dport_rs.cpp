@@ -23,8 +23,7 @@ using xCommon::xMisc;
 
 namespace {
 
-IBFac const registrars[] = {{"dlms.rs" + suffix_port, dport_rs::create},
-                            {"dlms.rs.old" + suffix_port, dport_rs::create}};
+IBFac const registrars[] = {IBFac::add<dport_rs>("dlms.rs.port"), IBFac::add<dport_rs>("dlms.rs.old.port")};
 
 constexpr int pause_ms = 100;
 /// An answer is over when nothing has come for so long.
@@ -56,10 +55,6 @@ constexpr unsigned int flags_repeat = 0x0C;
 dport_rs::dport_rs(IBase* parent_object, CPort* node)
     : dport(parent_object, node), frame_delay_(static_cast<int>(frame_bits / std::max(node->rs.baudrate, 1U)) + 1) {}
 
-IBase* dport_rs::create(IBase* parent, CBase* node) {
-    return new dport_rs(parent, dynamic_cast<CPort*>(node));
-}
-
 bool dport_rs::Start() {
     if (!reconnect()) {
         return false;
@@ -70,7 +65,8 @@ bool dport_rs::Start() {
 
 void dport_rs::poll_devices() {
     int address = address_base;
-    for (cddev* const dev : meters_) {
+    for (auto const& meter : meters_) {
+        cddev* const dev = meter->node;
         ++address;
         if (mac_from_sn(dev->sn, dev->mac)) {
             dev->dlms_addr = static_cast<uint16_t>(address);

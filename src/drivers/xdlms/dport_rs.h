@@ -7,11 +7,11 @@ namespace xdlms {
 /// Meters on a serial line, each at a MAC that is made of its serial number. Two link disciplines: "dlms.rs" sends a
 /// frame and reads a frame; "dlms.rs.old" announces the request with a select frame, asks for a status until it tells
 /// the size of the answer, and acknowledges each step.
-class dport_rs : public dport {
+class dport_rs : public dport, public PortFromNode<dport_rs> {
  public:
+    using PortFromNode<dport_rs>::create;
     dport_rs(IBase* parent, CPort* node);
     ~dport_rs() override { end(); }
-    static IBase* create(IBase* parent, CBase* node);
 
     /// Raises what mac_from_sn() raises.
     bool Start() override;

@@ -18,16 +18,12 @@ using xCommon::xString;
 
 namespace {
 
-IBFac const registrar("dlms.tcp" + suffix_port, dport_tcp::create);
+IBFac const registrar = IBFac::add<dport_tcp>("dlms.tcp.port");
 
 /// The concentrator itself, and who asks for its list.
 constexpr uint16_t management_address = 1;
 
 }  // namespace
-
-IBase* dport_tcp::create(IBase* parent, CBase* node) {
-    return new dport_tcp(parent, dynamic_cast<CPort*>(node));
-}
 
 bool dport_tcp::Start() {
     if (!reconnect()) {
@@ -43,7 +39,7 @@ bool dport_tcp::poll_devices() {
     ByteList request;
     wpdu::wrap(request, management_address, management_address, data);
     // So that the answer passes the check of its sender.
-    cddev* const first = meters_.front();
+    cddev* const first = meters_.front()->node;
     first->dlms_addr = management_address;
     dlms_reply const reply = get_response(request, first, nullptr);
     if (!reply.ok) {
@@ -52,7 +48,8 @@ bool dport_tcp::poll_devices() {
     // In whole, however long: it is what a device's address is looked up in by hand.
     node_->Logf(lmtInfo, "%s", xCommon::Whole{xString::Shown(reply.value, reply.value.size())});
     std::vector<std::string> const entries = xString::Split(reply.value, "#a#");
-    for (cddev* const dev : meters_) {
+    for (auto const& meter : meters_) {
+        cddev* const dev = meter->node;
         find_address(*dev, entries);
     }
     return true;

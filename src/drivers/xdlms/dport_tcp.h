@@ -5,11 +5,11 @@
 namespace xdlms {
 
 /// Meters behind a TCP concentrator: the wrapper goes on the connection by itself, and its length frames the stream.
-class dport_tcp : public dport {
+class dport_tcp : public dport, public PortFromNode<dport_tcp> {
  public:
+    using PortFromNode<dport_tcp>::create;
     using dport::dport;
     ~dport_tcp() override { end(); }
-    static IBase* create(IBase* parent, CBase* node);
 
     bool Start() override;
     dlms_reply get_response(xCommon::ByteList& request, cddev* dev, dparam* param) override;

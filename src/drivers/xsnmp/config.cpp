@@ -15,11 +15,8 @@ namespace {
 
 const std::string type_word = "snmp";
 
-CBFac const registrars[] = {
-    {type_word + suffix_cport, csport::create},
-    {type_word + suffix_cdev, csdev::create},
-    {type_word + suffix_cparam, sparam::create},
-};
+CBFac const registrars[] = {CBFac::add<csport>("snmp.cport"), CBFac::add<csdev>("snmp.cdev"),
+                            CBFac::add<sparam>("snmp.cparam")};
 
 }  // namespace
 
@@ -28,10 +25,6 @@ csport::csport(Json::Value& node) : CPort(node) {
     if (children.empty()) {
         throw xExceptionf("#%s : ctor : список устройств пуст.", name);
     }
-}
-
-CBase* csport::create(CBase* /*parent*/, Json::Value& node) {
-    return new csport(node);
 }
 
 csdev::csdev(CBase* port_node, Json::Value& node) : CDev(port_node, node), port(dynamic_cast<csport*>(port_node)) {
@@ -49,10 +42,6 @@ csdev::csdev(CBase* port_node, Json::Value& node) : CDev(port_node, node), port(
     library::start(name);
 }
 
-CBase* csdev::create(CBase* parent, Json::Value& node) {
-    return new csdev(parent, node);
-}
-
 sparam::sparam(CBase* device_node, Json::Value& node)
     : CParam(device_node, node), device(dynamic_cast<csdev*>(device_node)) {
     if (!jUtils::has(node, "oid")) {
@@ -62,10 +51,6 @@ sparam::sparam(CBase* device_node, Json::Value& node)
 }
 
 sparam::~sparam() = default;
-
-CBase* sparam::create(CBase* parent, Json::Value& node) {
-    return new sparam(parent, node);
-}
 
 void sparam::Compare(Json::Value& node) {
     if (node.empty()) {

@@ -13,19 +13,18 @@ namespace xsnmp {
 struct inner_oid;
 
 /// A port of agents.
-class csport : public CPort {
+class csport : public CPort, public FromJson<csport> {
  public:
+    using FromJson<csport>::create;
     /// Raises as CPort, and an xExceptionf without a device.
     explicit csport(Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 };
 
 /// One agent. Its `rto` is the time that one request waits for its answer, before it is repeated.
-class csdev : public CDev {
+class csdev : public CDev, public FromJson<csdev> {
  public:
     /// Raises an xExceptionf outside of an SNMP port, without `url`, and without parameters.
     csdev(CBase* port_node, Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 
     std::string url;  ///< peer name of the library, handed on as it stands
     std::string community = "kelvar";
@@ -34,12 +33,11 @@ class csdev : public CDev {
 };
 
 /// One object of an agent.
-class sparam : public CParam {
+class sparam : public CParam, public FromJson<sparam> {
  public:
     /// Raises an xExceptionf without `oid`. An empty one is refused later, when the session is opened.
     sparam(CBase* device_node, Json::Value& node);
     ~sparam() override;
-    static CBase* create(CBase* parent, Json::Value& node);
 
     void Compare(Json::Value& node) override;
 

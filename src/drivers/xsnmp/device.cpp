@@ -24,6 +24,8 @@ namespace {
 constexpr long us_in_ms = 1000;
 constexpr size_t text_size = 4096;
 
+constexpr WalkRules rules = {"Poll : исключение при опросе параметра : %s.", WalkRules::Blame::port};
+
 constexpr char no_object[] = "No Such";
 
 /// What the library prints ahead of a value. The last row that lies in a text wins: "STRING: " lies in "Hex-STRING: "
@@ -54,7 +56,7 @@ Pdu make_request(inner_oid const& address) {
 
 }  // namespace
 
-sdev::sdev(sport* port_object, csdev* node) : DevBase(port_object, node), sport_(port_object), config_(node) {
+sdev::sdev(sport* port_object, csdev* node) : DevBase(port_object, node, rules), sport_(port_object), config_(node) {
     find_params();
     if (params_.empty()) {
         throw xCommon::xExceptionf("sdev::ctor : %s : список параметров пуст.", config_->name);
@@ -155,32 +157,21 @@ void sdev::Poll(long long now) {
         return;
     }
     begin_pass();
-    for (sparam* const param : params_) {
-        if (!sport_->is_connected()) {
-            return;
-        }
-        port->CheckMessage(this);
-        if (param->enabled && param->is_due(now) && !fail_silently(*param, now)) {
-            poll_one(*param, now);
-        }
+    if (walk(now)) {
+        CheckFault();
     }
-    CheckFault();
 }
 
-void sdev::poll_one(sparam& param, long long now) {
-    xCommon::LogExchange const exchange;
-    param.last_poll = now;
-    count_poll();
-    try {
-        bool const ok = poll_param(&param);
-        if (!ok) {
-            count_error();
-        }
-        polled(ok);
-    } catch (std::exception const& e) {
-        param.Logf(lmtError, "Poll : исключение при опросе параметра : %s.", e.what());
-        ++port->errors;
-    }
+bool sdev::goes_on() {
+    return sport_->is_connected() && DevBase::goes_on();
+}
+
+bool sdev::is_wanted(CParam& param, long long now) {
+    return DevBase::is_wanted(param, now) && dynamic_cast<sparam*>(&param) != nullptr;
+}
+
+bool sdev::ask(CParam& param) {
+    return poll_param(dynamic_cast<sparam*>(&param));
 }
 
 bool sdev::poll_param(sparam* param) {

@@ -45,7 +45,10 @@ class sdev : public DevBase {
     void find_params();
     bool open_session();
     bool find_address(sparam& param);
-    void poll_one(sparam& param, long long now);
+    bool goes_on() override;
+    bool is_wanted(CParam& param, long long now) override;
+    bool ready(long long /*now*/) override { return true; }
+    bool ask(CParam& param) override;
     int get_response(sparam const& param, snmp_pdu*& response);
     bool is_stream() const;
     bool is_lost() const;

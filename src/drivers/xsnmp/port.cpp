@@ -11,7 +11,7 @@ using xCommon::xExceptionf;
 
 namespace {
 
-IBFac const registrar("snmp" + suffix_port, sport::create);
+IBFac const registrar = IBFac::add<sport>("snmp.port");
 
 csport* checked(CPort* node) {
     auto* const port = dynamic_cast<csport*>(node);
@@ -35,10 +35,6 @@ sport::sport(IBase* parent_object, CPort* node) : PortBase(parent_object, checke
     if (devices.empty()) {
         throw xExceptionf("sport::ctor : %s : список устройств пуст.", node_->name);
     }
-}
-
-IBase* sport::create(IBase* parent, CBase* node) {
-    return new sport(parent, dynamic_cast<CPort*>(node));
 }
 
 void sport::add_device(CBase& child) {

@@ -16,8 +16,7 @@ namespace {
 
 const std::string type_word = "z2t";
 
-CBFac const registrars[] = {{type_word + suffix_cdev, config_device_t::create},
-                            {type_word + suffix_cparam, config_param_t::create}};
+CBFac const registrars[] = {CBFac::add<config_device_t>("z2t.cdev"), CBFac::add<config_param_t>("z2t.cparam")};
 
 }  // namespace
 
@@ -41,10 +40,6 @@ config_device_t::config_device_t(CBase* port_node, Json::Value& node) : CDev(por
     }
 }
 
-CBase* config_device_t::create(CBase* parent, Json::Value& node) {
-    return new config_device_t(parent, node);
-}
-
 bool has_bridge(CBase const& port_node) {
     return std::any_of(port_node.children.begin(), port_node.children.end(), [](auto const& child) {
         auto const* device = dynamic_cast<config_device_t const*>(child.get());
@@ -60,10 +55,6 @@ config_param_t::config_param_t(CBase* device, Json::Value& node) : CParam(device
     if (z2t_name.empty()) {
         throw xException("Не указано имя параметра z2t_name");
     }
-}
-
-CBase* config_param_t::create(CBase* parent, Json::Value& node) {
-    return new config_param_t(parent, node);
 }
 
 }  // namespace z2t_tasmota

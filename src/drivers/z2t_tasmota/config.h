@@ -12,12 +12,11 @@ namespace z2t_tasmota {
 inline const std::string bridge_cname = "z2t_tasmota";
 
 /// Configuration of a Zigbee device, type word "z2t".
-class config_device_t : public CDev {
+class config_device_t : public CDev, public FromJson<config_device_t> {
  public:
     /// Raises an xExceptionf for a missing port, `sid` or `cname`, and for a device without parameters, unless the port
     /// has a bridge.
     config_device_t(CBase* port_node, Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 
     /// The bridge's name for the device.
     std::string sid;
@@ -33,11 +32,10 @@ class config_device_t : public CDev {
 bool has_bridge(CBase const& port_node);
 
 /// Configuration of one control.
-class config_param_t : public CParam {
+class config_param_t : public CParam, public FromJson<config_param_t> {
  public:
     /// Raises an xException for a missing or empty `z2t_name`.
     config_param_t(CBase* device, Json::Value& node);
-    static CBase* create(CBase* parent, Json::Value& node);
 
     /// Name of the member in the bridge's JSON, in reports and in commands.
     std::string z2t_name;

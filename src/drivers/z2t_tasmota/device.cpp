@@ -18,7 +18,7 @@ using xCommon::xString;
 
 namespace {
 
-IBFac const registrar("z2t" + suffix_dev, device_t::create);
+IBFac const registrar = IBFac::add<device_t>("z2t.dev");
 
 /// Null has no members, as an object without any.
 bool has_members(Json::Value const& value) {
@@ -45,41 +45,23 @@ device_t::device_t(IBase* port_object, CBase* node)
     }
 }
 
-IBase* device_t::create(IBase* port_object, CBase* node) {
-    return new device_t(port_object, node);
-}
-
 std::string device_t::get_device_name() {
     return xString::Format("%s_%s", config_->cname, config_->sid);
 }
 
-std::string device_t::write_topic(CParam const& param) {
-    return xString::Format(topic_on, get_device_name(), param.name);
+void device_t::ProcConnect() {
+    subscribe_commands("subscribe on : %s.");
 }
 
-void device_t::ProcConnect() {
-    std::vector<xMQ::subsItem> items;
-    for (auto const& child : config_->children) {
-        auto const* param = dynamic_cast<config_param_t const*>(child.get());
-        if (param != nullptr && !param->read_only) {
-            items.push_back({write_topic(*param), 2});
-            cfg->Logf(lmtTrace, "subscribe on : %s.", items.back().topic);
-        }
+void device_t::add_commands(CommandMap& commands, CParam& param) {
+    if (dynamic_cast<config_param_t*>(&param) != nullptr) {
+        DevBase::add_commands(commands, param);
     }
-    port->mq_subscribe(items);
 }
 
 bool device_t::ProcMessage(std::string& topic, std::string& payload) {
-    if (!xString::EndsWith(topic, topic_on_suffix)) {
-        return false;
-    }
-    for (auto const& child : config_->children) {
-        auto* param = dynamic_cast<config_param_t*>(child.get());
-        if (param != nullptr && !param->read_only && topic == write_topic(*param)) {
-            return send_cmd(param, payload);
-        }
-    }
-    return false;
+    auto* const param = dynamic_cast<config_param_t*>(commands_.find(topic).param);
+    return param != nullptr && send_cmd(param, payload);
 }
 
 bool device_t::ProcMessage(std::string const& /*topic*/, std::string const& key, Json::Value value) {

@@ -15,11 +15,12 @@ namespace z2t_tasmota {
 ///        {"ZbState": {"Status": 0, ...}}                                      state of the bridge
 /// out  cmnd/<z2t_id>/ZbSend
 ///        {"Device":"<sid>","Endpoint":1,"Send":{"<z2t_name>":"1"}}            one line, and a line feed
-class device_t : private DevBase {
+class device_t : private DevBase, public FromNode<device_t> {
+    friend FromNode<device_t>;
+
  public:
     /// Raises an xExceptionf for a node that is no config_device_t.
     device_t(IBase* port_object, CBase* node);
-    static IBase* create(IBase* port_object, CBase* node);
 
     void ProcConnect() override;
     /// A write on the topic of a control; false when it is for nobody here, or didn't go out.
@@ -40,7 +41,7 @@ class device_t : private DevBase {
     void take_values(Json::Value const& values);
     void take_endpoint(Json::Value const& values);
     void take_value(config_param_t& param, Json::Value const& value);
-    std::string write_topic(CParam const& param);
+    void add_commands(CommandMap& commands, CParam& param) override;
 
     config_device_t* config_;
 };
