@@ -4,6 +4,7 @@
 
 #include "config/constants.h"
 #include "config/cparam.h"
+#include "config/keys.h"
 #include "foundation/jutils.h"
 #include "foundation/xexception.h"
 
@@ -11,6 +12,34 @@ using xCommon::jUtils;
 using xCommon::lmtError;
 using xCommon::lmtTrace;
 using xCommon::xException;
+
+namespace {
+
+using keys::Overlay;
+using keys::Type;
+
+constexpr keys::Key table[] = {
+    {"name", Type::text, nullptr, "", "a name, shown in the log and in topics", "имя, видно в журнале и в топиках"},
+    {"type", Type::text, keys::text<&CBase::type>, nullptr, "the kind: its driver", "вид: драйвер узла"},
+    {"enabled", Type::flag, keys::flag<&CBase::enabled>, nullptr, "false: it isn't polled and takes no writes",
+     "false: не опрашивается и не принимает записи"},
+    {"poll_interval", Type::integer, keys::integer<&CBase::poll_interval>, nullptr,
+     "least distance between two polls; 0: at every pass", "наименьшее время между опросами; 0: в каждом проходе",
+     Overlay::taken, nullptr, "s"},
+    {"rto", Type::integer, keys::integer<&CBase::rto>, nullptr, "time-out for an answer", "тайм-аут ответа",
+     Overlay::taken, nullptr, "ms"},
+    {"sto", Type::integer, keys::integer<&CBase::sto>, nullptr,
+     "time-out for sending; on TCP also for connecting, at least 1 s",
+     "тайм-аут отправки; для TCP и соединения, не меньше 1 с", Overlay::taken, nullptr, "ms"},
+    {"poll_reconnect", Type::flag, keys::flag<&CBase::poll_reconnect>, nullptr,
+     "the line is opened for each poll of a device and closed behind it",
+     "линия открывается на каждый опрос устройства и затем закрывается", Overlay::taken},
+    {"silent_probe", Type::flag, keys::flag<&CBase::silent_probe>, nullptr,
+     "a device that is away is asked for one parameter a pass",
+     "у пропавшего устройства за проход опрашивается один параметр"},
+};
+
+}  // namespace
 
 CBase::CBase(std::string const& node_name) : LogItem(nullptr, node_name), parent(nullptr) {}
 
@@ -31,13 +60,11 @@ CBase::CBase(CBase* parent_node, Json::Value& node) : LogItem(parent_node), pare
         poll_reconnect = parent->poll_reconnect;
         silent_probe = parent->silent_probe;
     }
-    type = jUtils::get_string(node, "type", type);
-    enabled = jUtils::get_bool(node, "enabled", enabled);
-    poll_interval = jUtils::get_int(node, "poll_interval", poll_interval);
-    rto = jUtils::get_int(node, "rto", rto);
-    sto = jUtils::get_int(node, "sto", sto);
-    poll_reconnect = jUtils::get_bool(node, "poll_reconnect", poll_reconnect);
-    silent_probe = jUtils::get_bool(node, "silent_probe", silent_probe);
+    keys::read(table, *this, node);
+}
+
+keys::Tables CBase::key_tables() {
+    return {table};
 }
 
 int CBase::Load(CBase* parent_node, Json::Value& node, std::string const& list_name, std::string const& suffix,
@@ -137,6 +164,11 @@ void CBase::LoadTemplate(std::string const& template_name, CBase* parent_node, s
 
 CBFac::CBFac(std::string const& key, Creator creator) {
     stone_map().emplace(key, creator);
+}
+
+std::map<std::string, keys::Tables>& CBFac::key_map() {
+    static auto* const map = new std::map<std::string, keys::Tables>;
+    return *map;
 }
 
 CBFac::Map& CBFac::stone_map() {

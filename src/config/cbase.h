@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <span>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -9,6 +10,11 @@
 #include <json/value.h>
 
 #include "foundation/xlog.h"
+
+namespace keys {
+struct Key;
+using Tables = std::vector<std::span<Key const>>;
+}  // namespace keys
 
 /// A node of the configuration tree. The tree is built once, on the main thread, and lives to the end of the process;
 /// afterwards only the worker of the port that a node belongs to writes its few run-time fields.
@@ -30,6 +36,7 @@ class CBase : public xCommon::LogItem {
     /// Loads the parameters of a template file into this node; an empty name does nothing. Failures are logged, and
     /// the device goes on without the template.
     virtual void LoadTemplate(std::string const& template_name, CBase* parent, std::string const& default_type);
+    static keys::Tables key_tables();
 
     std::string type;
     bool enabled = true;
@@ -76,8 +83,11 @@ class CBFac {
     /// Enters the class T by its static create().
     template <typename T>
     static CBFac add(std::string const& key) {
+        key_map().emplace(key, T::key_tables());
         return {key, T::create};
     }
+    /// Key to the tables of the class's keys, those of its bases first.
+    static std::map<std::string, keys::Tables>& key_map();
     /// Key (type word plus suffix) to creator. Made at its first use, whatever the order of static initialisation.
     static Map& stone_map();
 };

@@ -1,5 +1,6 @@
 #include "config/cparam.h"
 
+#include "config/keys.h"
 #include "foundation/jutils.h"
 #include "foundation/xexception.h"
 #include "foundation/xmisc.h"
@@ -41,6 +42,79 @@ std::string without_hex_prefix(std::string const& text) {
     return xString::Replace(xString::Replace(text, "0X", ""), "0x", "");
 }
 
+CParam& param(xCommon::LogItem& node) {
+    return static_cast<CParam&>(node);
+}
+
+/// For keys whose absence matters: the member, and that the key was there.
+template <auto Has, auto Member>
+void number_if_there(xCommon::LogItem& node, Json::Value const& json, keys::Key const& key) {
+    if (jUtils::has(json, key.name)) {
+        // A limit is as exact as the values that it is compared with.
+        keys::member<Member>(node) = static_cast<float>(jUtils::get_double(json, key.name, 0));
+        keys::member<Has>(node) = true;
+    }
+}
+
+void read_value_type(xCommon::LogItem& node, Json::Value const& json, keys::Key const& key) {
+    param(node).value_type = param(node).GetValueType(jUtils::get_string(json, key.name, ""));
+}
+
+void read_word_order(xCommon::LogItem& node, Json::Value const& json, keys::Key const& /*key*/) {
+    param(node).word_order = param(node).GetWordOrder(json);
+}
+
+void read_correction(xCommon::LogItem& node, Json::Value const& json, keys::Key const& key) {
+    keys::integer<&CParam::correction>(node, json, key);
+    param(node).has_correction |= jUtils::has(json, key.name);
+}
+
+void read_error_value(xCommon::LogItem& node, Json::Value const& json, keys::Key const& key) {
+    if (jUtils::has(json, key.name)) {
+        param(node).error_value = without_hex_prefix(jUtils::get_string(json, key.name, ""));
+        param(node).has_error_value = true;
+    }
+}
+
+using keys::Overlay;
+using keys::Type;
+
+constexpr char const* value_words[] = {"bit", "i8",   "u8",      "i16",     "u16",       "i24",    "u24",
+                                       "i32", "u32",  "float16", "float32", "fixi16",    "fixu16", "bcd32",
+                                       "str", "str2", "str4",    "str8",    "date_time", "ma",     "m0a",
+                                       "m0r", "m1",   "m3",      "m6",      "m7",        ""};
+constexpr char const* order_words[] = {"big_endian", "little_endian", "mid_big_endian", "mid_little_endian"};
+
+/// An overlay takes these, then those of CBase, then the others.
+constexpr keys::Key first_table[] = {
+    {"value_type", Type::text, read_value_type, "", "how the bytes are read; the words are the driver's",
+     "как читаются байты; набор слов зависит от драйвера", Overlay::taken, nullptr, "", value_words},
+    {"word_order", Type::text, read_word_order, "big_endian", "order of the bytes", "порядок байтов", Overlay::taken,
+     nullptr, "", order_words},
+    {"read_only", Type::flag, keys::flag<&CParam::read_only>, "true", "false: the value can be written",
+     "false: значение можно записывать", Overlay::taken},
+};
+constexpr keys::Key table[] = {
+    {"scale", Type::number, number_if_there<&CParam::has_scale, &CParam::scale>, "",
+     "the raw value is multiplied by it", "множитель исходного значения", Overlay::taken},
+    {"correction", Type::integer, read_correction, "", "added behind the scale", "прибавляется после масштаба",
+     Overlay::taken},
+    {"inverted", Type::flag, keys::flag<&CParam::inverted>, "false", "default of the same key of the bits in `bh_list`",
+     "умолчание того же ключа битов в `bh_list`", Overlay::taken},
+    {"unit", Type::text, keys::text<&CParam::unit>, "", "appended to the text behind a blank",
+     "добавляется к тексту через пробел", Overlay::taken},
+    {"min", Type::number, number_if_there<&CParam::has_min, &CParam::min>, "",
+     "least scaled value, ahead of the correction, that is published",
+     "наименьшее публикуемое значение: с масштабом, без поправки"},
+    {"max", Type::number, number_if_there<&CParam::has_max, &CParam::max>, "",
+     "highest scaled value, ahead of the correction, that is published",
+     "наибольшее публикуемое значение: с масштабом, без поправки"},
+    {"error_value", Type::text, read_error_value, "", "bytes in hexadecimal that stand for \"no value\"",
+     "байты в шестнадцатеричном виде, означающие «нет значения»", Overlay::taken},
+    {"debounce", Type::integer, keys::integer<&CParam::debounce>, "0", "a changed value is held back for so long",
+     "на это время задерживается изменившееся значение", Overlay::taken, nullptr, "s"},
+};
+
 std::string fixed(float value, int precision) {
     return xString::Format("%.*f", precision, value);
 }
@@ -48,24 +122,13 @@ std::string fixed(float value, int precision) {
 }  // namespace
 
 CParam::CParam(CBase* parent_node, Json::Value& node) : CBase(parent_node, node) {
-    // Virtual calls, but no driver gives these two another meaning.
-    value_type = CParam::GetValueType(jUtils::get_string(node, "value_type", ""));
-    word_order = CParam::GetWordOrder(node);
-    read_only = jUtils::get_bool(node, "read_only", true);
-    has_scale = jUtils::has(node, "scale");
-    scale = static_cast<float>(jUtils::get_double(node, "scale", 0));
+    keys::read(first_table, *this, node);
+    keys::read(table, *this, node);
     precision = has_scale ? scale_precision(scale) : 2;
-    has_correction = jUtils::has(node, "correction");
-    correction = jUtils::get_int(node, "correction", correction);
-    inverted = jUtils::get_bool(node, "inverted", false);
-    unit = jUtils::get_string(node, "unit", "");
-    has_min = jUtils::has(node, "min");
-    min = static_cast<float>(jUtils::get_double(node, "min", 0));
-    has_max = jUtils::has(node, "max");
-    max = static_cast<float>(jUtils::get_double(node, "max", 0));
-    has_error_value = jUtils::has(node, "error_value");
-    error_value = without_hex_prefix(jUtils::get_string(node, "error_value", ""));
-    debounce = jUtils::get_int(node, "debounce", 0);
+}
+
+keys::Tables CParam::key_tables() {
+    return CBase::key_tables() + first_table + table;
 }
 
 int CParam::scale_precision(float scale) {
@@ -82,36 +145,12 @@ int CParam::scale_precision(float scale) {
 }
 
 void CParam::Compare(Json::Value& node) {
-    if (node.empty()) {
-        return;
-    }
-    if (jUtils::has(node, "value_type")) {
-        value_type = GetValueType(jUtils::get_string(node, "value_type", ""));
-    }
-    if (jUtils::has(node, "word_order")) {
-        word_order = GetWordOrder(node);
-    }
-    read_only = jUtils::get_bool(node, "read_only", read_only);
-    poll_interval = jUtils::get_int(node, "poll_interval", poll_interval);
-    rto = jUtils::get_int(node, "rto", rto);
-    sto = jUtils::get_int(node, "sto", sto);
-    poll_reconnect = jUtils::get_bool(node, "poll_reconnect", poll_reconnect);
-    if (jUtils::has(node, "scale")) {
+    if (!node.empty()) {
+        keys::lay_over(first_table, *this, node);
+        keys::lay_over(CBase::key_tables().front(), *this, node);
         // The precision stays that of the first scale: what subscribers see keeps its digits under a new template.
-        scale = static_cast<float>(jUtils::get_double(node, "scale", scale));
-        has_scale = true;
+        keys::lay_over(table, *this, node);
     }
-    if (jUtils::has(node, "correction")) {
-        correction = jUtils::get_int(node, "correction", correction);
-        has_correction = true;
-    }
-    inverted = jUtils::get_bool(node, "inverted", inverted);
-    unit = jUtils::get_string(node, "unit", unit);
-    if (jUtils::has(node, "error_value")) {
-        error_value = without_hex_prefix(jUtils::get_string(node, "error_value", error_value));
-        has_error_value = true;
-    }
-    debounce = jUtils::get_int(node, "debounce", debounce);
 }
 
 bool CParam::check_value(std::string const& value) {

@@ -41,6 +41,7 @@ class CParam : public CBase {
  public:
     /// Raises an xExceptionf for an unknown `value_type` or `word_order`.
     CParam(CBase* parent, Json::Value& node);
+    static keys::Tables key_tables();
 
     /// Lays the keys present in `node` over this parameter. `min` and `max` aren't overlaid, and `precision` stays as
     /// it was even under a new `scale`.

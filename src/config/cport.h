@@ -14,6 +14,7 @@ class CPort : public CBase, public FromJson<CPort> {
     /// and for a word with "base" the devices. Raises an xExceptionf for settings that can't be used and for a port
     /// without a usable device.
     explicit CPort(Json::Value& node);
+    static keys::Tables key_tables();
 
     /// The first device whose "/devices/" plus name occurs in `topic`; null when none does. It is a search for a part:
     /// the first of two devices whose names begin alike answers for the second too.
@@ -40,6 +41,7 @@ class CDev : public CBase {
  public:
     /// Reads `rs` (personal serial settings, not validated here), `display_name` and, for Modbus, `all_params`.
     CDev(CBase* parent, Json::Value& node);
+    static keys::Tables key_tables();
 
     xserial::xco rs;
     bool personal_rs = false;

@@ -7,6 +7,7 @@
 
 #include "config/constants.h"
 #include "ctl/capture.h"
+#include "ctl/key_table.h"
 #include "ctl/replay.h"
 
 namespace {
@@ -59,6 +60,16 @@ void add_replay(CLI::App& app) {
     command->callback([options] { replay(*options, std::cout); });
 }
 
+/// For scripts/docs.
+void add_keys(CLI::App& app) {
+    auto key = std::make_shared<std::string>();
+    auto language = std::make_shared<std::string>("en");
+    CLI::App* command = app.add_subcommand("keys", "print the keys of a class of nodes as a table")->group("");
+    command->add_option("CLASS", *key, "as mb-rtu.cparam")->required();
+    command->add_option("--language", *language)->check(CLI::IsMember({"en", "ru"}));
+    command->callback([key, language] { std::cout << key_table(*key, *language == "ru"); });
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -66,6 +77,7 @@ int main(int argc, char** argv) {
     app.require_subcommand(1);
     add_capture(app);
     add_replay(app);
+    add_keys(app);
     try {
         app.parse(argc, argv);
     } catch (CLI::ParseError const& e) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "foundation/format_text.h"
 #include "foundation/xstring.h"
 
 namespace xCommon {
@@ -22,8 +23,8 @@ class xException : public std::exception {
 class xExceptionf : public xException {
  public:
     template <typename... Args>
-    explicit xExceptionf(std::string const& format, Args const&... args)
-        : xException(xString::Format(format, args...)) {}
+    explicit xExceptionf(CheckedFormat<Args...> format, Args const&... args)
+        : xException(xString::Format(format.text(), args...)) {}
 };
 
 }  // namespace xCommon

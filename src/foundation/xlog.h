@@ -11,6 +11,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "foundation/format_text.h"
 #include "foundation/xstring.h"
 
 namespace spdlog::sinks {
@@ -69,7 +70,7 @@ class LogArgument {
 
 /// printf semantics with arguments from outside: see LogArgument. The line breaks of the format itself stay.
 template <typename... Args>
-std::string log_text(std::string const& format, Args const&... args) {
+std::string log_text(std::string_view format, Args const&... args) {
     return xString::Format(format, LogArgument::value(LogArgument::of(args))...);
 }
 
@@ -109,9 +110,9 @@ class xLog {
     }
     void Log(LMT type, std::string const& text) { write(type, nullptr, LogArgument(text).text()); }
     template <typename... Args>
-    void Logf(LMT type, std::string const& format, Args const&... args) {
+    void Logf(LMT type, CheckedFormat<Args...> format, Args const&... args) {
         if (enabled(type)) {
-            write(type, nullptr, log_text(format, args...));
+            write(type, nullptr, log_text(format.text(), args...));
         }
     }
     /// One entry with the title and the bytes in hexadecimal, whatever the debug detail, under a node's name if one is
@@ -193,7 +194,7 @@ void global_log(LMT type, Text const& text) {
 }
 
 template <typename... Args>
-void global_logf(LMT type, std::string const& format, Args const&... args) {
+void global_logf(LMT type, CheckedFormat<Args...> format, Args const&... args) {
     if (xLog::gv != nullptr) {
         xLog::gv->Logf(type, format, args...);
     }
@@ -218,9 +219,9 @@ class LogItem {
         }
     }
     template <typename... Args>
-    void Logf(LMT type, std::string const& format, Args const&... args) const {
+    void Logf(LMT type, CheckedFormat<Args...> format, Args const&... args) const {
         if (xLog::gv != nullptr && xLog::gv->enabled(type)) {
-            xLog::gv->write(type, &name, log_text(format, args...));
+            xLog::gv->write(type, &name, log_text(format.text(), args...));
         }
     }
     LogItem* log_parent() const { return log_parent_; }

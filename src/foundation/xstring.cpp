@@ -11,12 +11,12 @@
 
 namespace xCommon {
 
-std::string xString::vformat(std::string const& format, fmt::printf_args args) {
+std::string xString::vformat(std::string_view format, fmt::printf_args args) {
     try {
-        return fmt::vsprintf(fmt::string_view(format), args);
+        return fmt::vsprintf(fmt::string_view(format.data(), format.size()), args);
     } catch (fmt::format_error const&) {
         // A format that doesn't fit its arguments must not cost the line that it was meant for.
-        return format;
+        return std::string(format);
     }
 }
 

@@ -16,7 +16,7 @@ class xString {
     /// printf semantics, but every argument carries its own type: a std::string goes to "%s" as it is, and a
     /// conversion that doesn't fit its argument can't read foreign memory. Foreign text is an argument, never a format.
     template <typename... Args>
-    static std::string Format(std::string const& format, Args const&... args) {
+    static std::string Format(std::string_view format, Args const&... args) {
         return vformat(format, fmt::make_printf_args(args...));
     }
 
@@ -48,7 +48,7 @@ class xString {
     static void string_to_hex(ByteList& target, std::string const& text);
 
  private:
-    static std::string vformat(std::string const& format, fmt::printf_args args);
+    static std::string vformat(std::string_view format, fmt::printf_args args);
 };
 
 }  // namespace xCommon

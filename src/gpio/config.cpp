@@ -1,12 +1,11 @@
 #include "gpio/config.h"
 
 #include <algorithm>
-#include <iterator>
 #include <set>
-#include <span>
 
 #include "config/constants.h"
 #include "config/cparam.h"
+#include "config/keys.h"
 #include "foundation/jutils.h"
 #include "foundation/xexception.h"
 
@@ -14,61 +13,128 @@ namespace xgpio {
 
 using xCommon::jUtils;
 using xCommon::lmtError;
+using xCommon::LogItem;
 using xCommon::xException;
 using xCommon::xExceptionf;
-using xCommon::xString;
 
 namespace {
 
-struct Word {
-    char const* text;
-    int code;
+void read_name(LogItem& node, Json::Value const& json, keys::Key const& key) {
+    node.name = jUtils::get_string(json, key.name, "");
+    if (node.name.empty()) {
+        throw xException(key.missing);
+    }
+}
+
+void read_gpio(LogItem& node, Json::Value const& json, keys::Key const& key) {
+    keys::integer<&channel_t::gpio>(node, json, key);
+    if (keys::member<&channel_t::gpio>(node) < key.least) {
+        throw xExceptionf(xCommon::RuntimeFormat(key.missing), node.name);
+    }
+}
+
+/// The place of a text in the words of its key.
+int place_of(std::string const& text, LogItem const& node, keys::Key const& key) {
+    auto const row = std::find(key.words.begin(), key.words.end(), text);
+    if (row == key.words.end()) {
+        throw xExceptionf("#%s : параметр '%s' имеет неверное значение : %s.", node.name, key.name, text);
+    }
+    return static_cast<int>(row - key.words.begin());
+}
+
+/// The words are in the order of their codes. An empty one counts as none.
+template <auto Member, int First>
+void read_word(LogItem& node, Json::Value const& json, keys::Key const& key) {
+    std::string const text = jUtils::get_string(json, key.name, "");
+    if (!text.empty()) {
+        keys::member<Member>(node) = First + place_of(text, node, key);
+    }
+}
+
+void read_edge(LogItem& node, Json::Value const& json, keys::Key const& key) {
+    std::string& edge = keys::member<&channel_t::edge>(node);
+    edge = jUtils::get_string(json, key.name, key.fallback);
+    place_of(edge, node, key);
+}
+
+void read_scale(LogItem& node, Json::Value const& json, keys::Key const& key) {
+    float& scale = keys::member<&channel_t::scale>(node);
+    scale = static_cast<float>(jUtils::get_double(json, key.name, scale));
+}
+
+void read_mqtt(LogItem& node, Json::Value const& json, keys::Key const& key) {
+    Json::Value const& mqtt = jUtils::at(json, key.name);
+    auto& config = static_cast<config_t&>(node);
+    config.url = jUtils::get_string(mqtt, "url", config.url);
+    config.port = jUtils::get_int(mqtt, "port", config.port);
+}
+
+void read_wto(LogItem& node, Json::Value const& json, keys::Key const& key) {
+    int& wto = keys::member<&config_t::wto>(node);
+    int const asked = jUtils::get_int(json, key.name, wto);
+    if (asked < key.least) {
+        node.Logf(lmtError, "wto = %d : недопустимое значение, принято %d.", asked, wto);
+    } else {
+        wto = asked;
+    }
+}
+
+using keys::Overlay;
+using keys::Type;
+
+constexpr char const* types[] = {"base", "electro", "water"};
+constexpr char const* directions[] = {"input", "output"};
+char const* const edges[] = {gpio_edge_none.c_str(), gpio_edge_both.c_str(), gpio_edge_rising.c_str(),
+                             gpio_edge_falling.c_str()};
+
+constexpr keys::Key channel_table[] = {
+    {"name", Type::text, read_name, "", "the control in topics", "имя в топиках", Overlay::ignored,
+     "channel::ctor : не указано имя канала (name)."},
+    {"gpio", Type::integer, read_gpio, "", "the kernel's number of the line, 1 or more", "номер линии в ядре, от 1",
+     Overlay::ignored, "%s : channel::ctor : не указан номер прерывания канала (gpio).", "", keys::any_text, 1},
+    {"type", Type::text, read_word<&channel_t::type, type_base>, "base",
+     "`base`: plain input or output; `electro`, `water`: pulse counter, both work alike",
+     "`base`: простой вход или выход; `electro`, `water`: счётчик импульсов, работают одинаково", Overlay::ignored,
+     nullptr, "", types},
+    {"enabled", Type::flag, keys::flag<&channel_t::enabled>, "true", "has no effect", "ни на что не влияет"},
+    {"inverted", Type::flag, keys::flag<&channel_t::inverted>, "false", "the level is turned over, both ways",
+     "уровень инвертируется, в обе стороны"},
+    {"direction", Type::text, read_word<&channel_t::direction, direction_input>, "input", "input or output",
+     "вход или выход", Overlay::ignored, nullptr, "", directions},
+    {"edge", Type::text, read_edge, "none", "which edges raise an interrupt", "какие фронты вызывают прерывание",
+     Overlay::ignored, nullptr, "", edges},
+    {"debounce", Type::integer, keys::integer<&channel_t::debounce>, "0",
+     "time from the first sign of a change to the look that counts",
+     "время от первого признака изменения до решающего чтения", Overlay::ignored, nullptr, "ms"},
+    {"poll_interval", Type::integer, keys::integer<&channel_t::poll_interval>, "1", "has no effect",
+     "ни на что не влияет"},
+    {"scale", Type::number, read_scale, "1", "counters: what one pulse adds", "счётчики: сколько добавляет импульс"},
 };
 
-constexpr Word types[] = {{"base", type_base}, {"electro", type_electro}, {"water", type_water}};
-constexpr Word directions[] = {{"input", direction_input}, {"output", direction_output}};
+constexpr char no_channels[] = "config : в конфигурационно0м файле не задано ни одного канала.";
 
-/// The code of the word under a key; `fallback` when there is none.
-int code_of(std::string const& name, Json::Value const& node, char const* key, std::span<Word const> words,
-            int fallback) {
-    std::string const text = jUtils::get_string(node, key, "");
-    if (text.empty()) {
-        return fallback;
-    }
-    auto const* const row = std::find_if(words.data(), words.data() + words.size(),
-                                         [&text](Word const& word) { return text == word.text; });
-    if (row == words.data() + words.size()) {
-        throw xExceptionf("#%s : параметр '%s' имеет неверное значение : %s.", name, key, text);
-    }
-    return row->code;
-}
+constexpr keys::Key table[] = {
+    {"name", Type::text, read_name, "", "second piece of every topic", "вторая часть всех топиков", Overlay::ignored,
+     "config : не указано имя драйвера."},
+    {"mqtt", Type::object, read_mqtt, "", "the broker: `url` (127.0.0.1) and `port` (1883)",
+     "брокер: `url` (127.0.0.1) и `port` (1883)"},
+    {"wto", Type::integer, read_wto, "500",
+     "how long the loop waits for interrupts; also the interval of polling and of `debounce`",
+     "сколько цикл ждёт прерываний; также период опроса и проверки `debounce`", Overlay::ignored, nullptr, "ms",
+     keys::any_text, 1},
+    {"channels", Type::list, nullptr, "", "the lines", "линии", Overlay::ignored, no_channels},
+};
+
+[[maybe_unused]] bool const described = CBFac::key_map().emplace("gpio", keys::Tables{table}).second &&
+                                        CBFac::key_map().emplace("gpio.channel", keys::Tables{channel_table}).second;
 
 }  // namespace
 
-channel_t::channel_t(xCommon::LogItem* parent, Json::Value const& node) : LogItem(parent) {
+channel_t::channel_t(LogItem* parent, Json::Value const& node) : LogItem(parent) {
     if (node.empty()) {
         throw xException("channel::ctor : пустой узел канала.");
     }
-    name = jUtils::get_string(node, "name", "");
-    if (name.empty()) {
-        throw xException("channel::ctor : не указано имя канала (name).");
-    }
-    gpio = jUtils::get_int(node, "gpio", gpio);
-    if (gpio < 1) {
-        throw xExceptionf("%s : channel::ctor : не указан номер прерывания канала (gpio).", name);
-    }
-    type = code_of(name, node, "type", types, type);
-    enabled = jUtils::get_bool(node, "enabled", enabled);
-    inverted = jUtils::get_bool(node, "inverted", inverted);
-    direction = code_of(name, node, "direction", directions, direction);
-    edge = jUtils::get_string(node, "edge", gpio_edge_none);
-    std::string const edges[] = {gpio_edge_none, gpio_edge_both, gpio_edge_rising, gpio_edge_falling};
-    if (std::find(std::begin(edges), std::end(edges), edge) == std::end(edges)) {
-        throw xExceptionf("#%s : параметр 'edge' имеет неверное значение : %s.", name, edge);
-    }
-    debounce = jUtils::get_int(node, "debounce", debounce);
-    poll_interval = jUtils::get_int(node, "poll_interval", poll_interval);
-    scale = static_cast<float>(jUtils::get_double(node, "scale", scale));
+    keys::read(channel_table, *this, node);
     precision = CParam::scale_precision(scale);
 }
 
@@ -76,25 +142,13 @@ config_t::config_t(Json::Value const& root) : LogItem(nullptr) {
     if (root.empty()) {
         throw xException("config : пустой файл конфигурации.");
     }
-    name = jUtils::get_string(root, "name", "");
-    if (name.empty()) {
-        throw xException("config : не указано имя драйвера.");
-    }
-    Json::Value const& mqtt = jUtils::at(root, "mqtt");
-    url = jUtils::get_string(mqtt, "url", url);
-    port = jUtils::get_int(mqtt, "port", port);
-    int const asked = jUtils::get_int(root, "wto", wto);
-    if (asked < 1) {
-        Logf(lmtError, "wto = %d : недопустимое значение, принято %d.", asked, wto);
-    } else {
-        wto = asked;
-    }
+    keys::read(table, *this, root);
     load_channels(jUtils::at(root, "channels"));
 }
 
 void config_t::load_channels(Json::Value const& nodes) {
     if (!nodes.isArray() || nodes.empty()) {
-        throw xException("config : в конфигурационно0м файле не задано ни одного канала.");
+        throw xException(no_channels);
     }
     std::set<std::string> names;
     std::set<int> numbers;

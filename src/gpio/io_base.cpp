@@ -32,7 +32,7 @@ io_base::io_base(xCommon::LogItem* parent, channel_t const* line_channel) : LogI
     }
     if (fault != nullptr) {
         close_value();  // no destructor runs for what was never made
-        throw xCommon::xExceptionf(fault, name);
+        throw xCommon::xExceptionf(xCommon::RuntimeFormat(fault), name);
     }
     event.events = EPOLLET;
     event.data.fd = value_fd;

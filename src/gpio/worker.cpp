@@ -228,7 +228,7 @@ void worker::serve(io_base& line, bool from_event, char const* fault) {
             line.last_value = std::string(io_base::never_read);  // to be published when the connection stands again
         }
     } catch (std::exception const& e) {
-        line.Logf(lmtError, fault, e.what());
+        line.Logf(lmtError, xCommon::RuntimeFormat(fault), e.what());
     }
 }
 

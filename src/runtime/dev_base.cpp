@@ -68,7 +68,7 @@ void DevBase::poll_counted(CParam& param) {
     try {
         ok = ask(param);
     } catch (std::exception const& e) {
-        param.Logf(lmtError, rules_.exception_line, e.what());
+        param.Logf(lmtError, xCommon::RuntimeFormat(rules_.exception_line), e.what());
         if (rules_.blame != WalkRules::Blame::all) {
             // An exception is no sign that the device is away.
             port->errors += rules_.blame == WalkRules::Blame::port ? 1 : 0;
@@ -204,7 +204,7 @@ void DevBase::subscribe_commands(char const* trace) {
         }
     }
     for (xMQ::subsItem const& item : commands_.items()) {
-        cfg->Logf(lmtTrace, trace, item.topic);
+        cfg->Logf(lmtTrace, xCommon::RuntimeFormat(trace), item.topic);
     }
     port->mq_subscribe(commands_.items());
 }

@@ -1,6 +1,7 @@
 #include "drivers/bholding/bholding.h"
 
 #include "config/constants.h"
+#include "config/keys.h"
 #include "foundation/jutils.h"
 #include "foundation/xexception.h"
 #include "foundation/xmisc.h"
@@ -16,6 +17,21 @@ namespace {
 
 constexpr unsigned int value_bits = 32;
 
+using keys::Type;
+
+/// No readers: a bit is no node of the tree.
+constexpr keys::Key table[] = {
+    {"name", Type::text, nullptr, "", "the bit's name, behind the parameter's and \"_\" in topics",
+     "имя бита, в топиках после имени параметра и «_»", keys::Overlay::ignored,
+     "bitem.ctor : параметр 'node' не содержит 'name'"},
+    {"offset", Type::integer, nullptr, "", "bit number, 0 is the lowest; up to 15, with `u24` 23, with `u32` 31",
+     "номер бита, 0 младший; не больше 15, для `u24` 23, для `u32` 31", keys::Overlay::ignored,
+     "bitem.ctor : параметр 'node' не содержит 'offset'", "", keys::any_text, keys::Key().least, 31},
+    {"inverted", Type::flag, nullptr, nullptr, "true: a set bit reads as 0", "true: установленный бит читается как 0"},
+};
+
+[[maybe_unused]] bool const described = CBFac::key_map().emplace("bh_list", keys::Tables{table}).second;
+
 int max_offset_of(int value_type) {
     if (value_type == vt_u24) {
         return 23;
@@ -30,11 +46,10 @@ bitem::bitem(CParam* bit_param, Json::Value const& node, int max_offset)
     if (node.empty()) {
         throw xException("bitem.ctor : параметр 'node' пуст");
     }
-    if (!jUtils::has(node, "name")) {
-        throw xException("bitem.ctor : параметр 'node' не содержит 'name'");
-    }
-    if (!jUtils::has(node, "offset")) {
-        throw xException("bitem.ctor : параметр 'node' не содержит 'offset'");
+    for (keys::Key const& key : table) {
+        if (key.missing != nullptr && !jUtils::has(node, key.name)) {
+            throw xException(key.missing);
+        }
     }
     name = jUtils::get_string(node, "name", "");
     offset = jUtils::get_int(node, "offset", -1);

@@ -3,7 +3,7 @@
 #include <cctype>
 
 #include "config/constants.h"
-#include "config/utils.h"
+#include "config/keys.h"
 #include "drivers/dcon/pdu.h"
 #include "foundation/jutils.h"
 #include "foundation/xexception.h"
@@ -22,21 +22,46 @@ const std::string default_param_type = "mb-rtu";
 
 CBFac const registrars[] = {CBFac::add<c_dev>("dcon.cdev"), CBFac::add<c_param>("dcon.cparam")};
 
+using keys::Overlay;
+using keys::Type;
+
+constexpr keys::Key device_table[] = {
+    {"sid", Type::number_or_text, keys::code<&c_dev::sid>, "", "the module's address, two hexadecimal digits in frames",
+     "адрес модуля, в кадрах две шестнадцатеричные цифры", Overlay::ignored, "#%s : ctor : не указан аргумент 'sid'."},
+    {"crc_enabled", Type::flag, keys::flag<&c_dev::crc_enabled>, "true", "checksums, in both directions",
+     "контрольные суммы, в обе стороны"},
+};
+
+constexpr keys::Key command_table[] = {
+    {"cmd", Type::integer, keys::integer<&c_param::cmd>, "", "the command: 1, 9, 10, 13, 15 or 21",
+     "команда: 1, 9, 10, 13, 15 или 21", Overlay::taken, "%s : не указан атрибут 'cmd'.", "", keys::any_text, 1, 21},
+};
+constexpr keys::Key channel_table[] = {
+    {"channel", Type::text, keys::text<&c_param::channel>, "",
+     "for command 9: one character, 0 to F; a lower-case letter is raised",
+     "для команды 9: один символ от 0 до F; строчная буква становится прописной", Overlay::taken},
+};
+constexpr keys::Key state_table[] = {
+    {"offset", Type::integer, keys::integer<&c_param::offset>, "0", "has no effect", "ни на что не влияет"},
+    {"bh_list", Type::list, nullptr, "", "named bits, required for commands 13 and 21",
+     "именованные биты, обязательны для команд 13 и 21"},
+};
+
 }  // namespace
 
 c_dev::c_dev(CBase* port_node, Json::Value& node) : CDev(port_node, node), port(port_node) {
     if (port == nullptr) {
         throw xExceptionf("#%s : ctor : не указан порт.", name);
     }
-    if (!jUtils::has(node, "sid")) {
-        throw xExceptionf("#%s : ctor : не указан аргумент 'sid'.", name);
-    }
-    sid = Utils::jToInt(node["sid"]);
+    keys::read(device_table, *this, node);
     sid_hex = xString::Format("%02X", sid);
     name = xString::Format("%s_%d", name, sid);
-    crc_enabled = jUtils::get_bool(node, "crc_enabled", true);
     crc_size = crc_enabled ? 2 : 0;
     load_params(node, type_word, "ctor", default_param_type);
+}
+
+keys::Tables c_dev::key_tables() {
+    return CDev::key_tables() + device_table;
 }
 
 c_param::c_param(CBase* device_node, Json::Value& node)
@@ -44,14 +69,11 @@ c_param::c_param(CBase* device_node, Json::Value& node)
     if (device == nullptr) {
         throw xExceptionf("%s : не указана ссылка на параметры устройства.", name);
     }
-    if (!jUtils::has(node, "cmd")) {
-        throw xExceptionf("%s : не указан атрибут 'cmd'.", name);
-    }
-    cmd = jUtils::get_int(node, "cmd", cmd);
+    keys::read(command_table, *this, node);
     if (pdu::get_resp_size(this) < 0) {
         throw xExceptionf("%s : неверное значение атрибута 'cmd'. Допустимые значения : 1, 9, 10, 13, 15 и 21.", name);
     }
-    channel = jUtils::get_string(node, "channel", "");
+    keys::read(channel_table, *this, node);
     if (cmd == cmd_read_channel && channel.size() != 1) {
         // The number in the text is wrong, and stays: it is what installers search for.
         throw xExceptionf("%s : для команды 15 должен быть указан номер канала из одного символа от 0 до F.", name);
@@ -59,7 +81,7 @@ c_param::c_param(CBase* device_node, Json::Value& node)
     if (!channel.empty()) {
         channel[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(channel[0])));
     }
-    offset = jUtils::get_int(node, "offset", 0);
+    keys::read(state_table, *this, node);
     if (cmd == cmd_configure || cmd == cmd_clear_counter) {
         read_only = false;
     }
@@ -72,12 +94,16 @@ c_param::c_param(CBase* device_node, Json::Value& node)
     }
 }
 
+keys::Tables c_param::key_tables() {
+    return CParam::key_tables() + command_table + channel_table + state_table;
+}
+
 void c_param::Compare(Json::Value& node) {
     if (node.empty()) {
         return;
     }
     int const new_cmd = jUtils::get_int(node, "cmd", cmd);
-    channel = jUtils::get_string(node, "channel", channel);
+    keys::lay_over(channel_table, *this, node);
     cmd = new_cmd;
     CParam::Compare(node);
 }

@@ -29,7 +29,7 @@ constexpr int end_size = 1;
 /// For option -h: this protocol is read as text, without the carriage return that would break the line.
 void trace_text(c_param const& param, char const* format, std::span<unsigned char const> bytes) {
     if (PH::IsPrintHex) {
-        param.Logf(lmtTrace, format, xString::Replace(pdu::text_of(bytes), "\r", ""));
+        param.Logf(lmtTrace, xCommon::RuntimeFormat(format), xString::Replace(pdu::text_of(bytes), "\r", ""));
     }
 }
 

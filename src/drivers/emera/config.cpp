@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "config/constants.h"
+#include "config/keys.h"
 #include "foundation/jutils.h"
 #include "foundation/xexception.h"
 
@@ -17,38 +18,71 @@ const std::string type_word = "emera";
 
 CBFac const registrars[] = {CBFac::add<ecdev>("emera.cdev"), CBFac::add<ecparam>("emera.cparam")};
 
+/// An empty text counts as none.
+template <auto Member>
+void filled_text(xCommon::LogItem& node, Json::Value const& json, keys::Key const& key) {
+    keys::text<Member>(node, json, key);
+    if (keys::member<Member>(node).empty()) {
+        throw xExceptionf(xCommon::RuntimeFormat(key.missing), node.name);
+    }
+}
+
+void read_offset(xCommon::LogItem& node, Json::Value const& json, keys::Key const& key) {
+    int& offset = keys::member<&ecparam::offset>(node);
+    offset = std::max(jUtils::get_int(json, key.name, offset), 0);
+}
+
+using keys::Overlay;
+using keys::Type;
+
+constexpr keys::Key device_table[] = {
+    {"sid", Type::text, filled_text<&ecdev::sid>, "", "the meter's address, as text in each request",
+     "адрес счётчика, текстом в каждом запросе", Overlay::ignored, "#%s : ctor : не указан аргумент 'sid'."},
+};
+
+constexpr keys::Key table[] = {
+    {"cmd", Type::text, filled_text<&ecparam::cmd>, "",
+     "the register as it goes out, with its brackets; may hold `%day%`, `%month%` and `%year%`",
+     "регистр в том виде, как передаётся, со скобками; может содержать `%day%`, `%month%` и `%year%`", Overlay::taken,
+     "#%s : ctor : не указан аргумент 'cmd'."},
+    {"offset", Type::integer, read_offset, "0", "which bracket of the answer to take, from 0; below 0 counts as 0",
+     "какую скобку ответа брать, с 0; меньше 0 считается нулём", Overlay::taken},
+};
+
 }  // namespace
 
 ecdev::ecdev(CBase* port_node, Json::Value& node) : CDev(port_node, node) {
     if (port_node == nullptr) {
         throw xExceptionf("#%s : ctor : не указан порт.", name);
     }
-    sid = jUtils::get_string(node, "sid", "");
-    if (sid.empty()) {
-        throw xExceptionf("#%s : ctor : не указан аргумент 'sid'.", name);
-    }
+    keys::read(device_table, *this, node);
     load_params(node, type_word);
 }
 
+keys::Tables ecdev::key_tables() {
+    return CDev::key_tables() + device_table;
+}
+
 ecparam::ecparam(CBase* device, Json::Value& node) : CParam(device, node) {
-    read_keys(node);
+    keys::read(table, *this, node);
+}
+
+keys::Tables ecparam::key_tables() {
+    return CParam::key_tables() + table;
 }
 
 void ecparam::Compare(Json::Value& node) {
     if (node.empty()) {
         return;
     }
-    read_keys(node);
-    CParam::Compare(node);
-}
-
-void ecparam::read_keys(Json::Value const& node) {
-    std::string const new_cmd = jUtils::get_string(node, "cmd", cmd);
-    if (new_cmd.empty()) {
-        throw xExceptionf("#%s : ctor : не указан аргумент 'cmd'.", name);
+    std::string const old_cmd = cmd;
+    try {
+        keys::lay_over(table, *this, node);
+    } catch (...) {
+        cmd = old_cmd;
+        throw;
     }
-    offset = std::max(jUtils::get_int(node, "offset", offset), 0);
-    cmd = new_cmd;
+    CParam::Compare(node);
 }
 
 }  // namespace emera

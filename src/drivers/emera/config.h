@@ -13,6 +13,7 @@ class ecdev : public CDev, public FromJson<ecdev> {
  public:
     /// Raises an xExceptionf for a missing port, a missing or empty `sid`, and for a device without parameters.
     ecdev(CBase* port_node, Json::Value& node);
+    static keys::Tables key_tables();
 
     /// The meter's address, as text in each request and in the topics.
     std::string sid;
@@ -23,6 +24,7 @@ class ecparam : public CParam, public FromJson<ecparam> {
  public:
     /// Raises an xExceptionf for a missing or empty `cmd`.
     ecparam(CBase* device, Json::Value& node);
+    static keys::Tables key_tables();
 
     void Compare(Json::Value& node) override;
 
@@ -30,10 +32,6 @@ class ecparam : public CParam, public FromJson<ecparam> {
     std::string cmd;
     /// Which bracket of the answer to take, from 0.
     int offset = 0;
-
- private:
-    /// Takes the keys that `node` has; an empty `cmd` raises.
-    void read_keys(Json::Value const& node);
 };
 
 }  // namespace emera

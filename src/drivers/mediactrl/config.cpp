@@ -1,13 +1,10 @@
 #include "drivers/mediactrl/config.h"
 
 #include "config/constants.h"
-#include "foundation/jutils.h"
+#include "config/keys.h"
 #include "foundation/xexception.h"
 
 namespace mediactrl {
-
-using xCommon::jUtils;
-using xCommon::xExceptionf;
 
 namespace {
 
@@ -15,16 +12,23 @@ const std::string type_word = "media_ctrl";
 
 CBFac const registrars[] = {CBFac::add<c_dev>("media_ctrl.cdev"), CBFac::add<c_param>("media_ctrl.cparam")};
 
+constexpr keys::Key table[] = {
+    {"sid", keys::Type::number_or_text, nullptr, "", "must be there; its value isn't used",
+     "должен быть указан; значение не используется", keys::Overlay::ignored, "#%s : ctor : не указан аргумент 'sid'."},
+};
+
 }  // namespace
 
 c_dev::c_dev(CBase* port_node, Json::Value& node) : CDev(port_node, node), port(port_node) {
     if (port == nullptr) {
-        throw xExceptionf("#%s : ctor : не указан порт.", name);
+        throw xCommon::xExceptionf("#%s : ctor : не указан порт.", name);
     }
-    if (!jUtils::has(node, "sid")) {
-        throw xExceptionf("#%s : ctor : не указан аргумент 'sid'.", name);
-    }
+    keys::read(table, *this, node);
     load_params(node, type_word);
+}
+
+keys::Tables c_dev::key_tables() {
+    return CDev::key_tables() + table;
 }
 
 }  // namespace mediactrl

@@ -60,7 +60,8 @@ void dev::write(c_param* param, std::string const& value) {
     if (!sent) {
         xCommon::LogExchange::fail();
     }
-    param->Logf(lmtInfo, sent ? "записано новое значение : %s" : "значение %s не записано", value);
+    param->Logf(lmtInfo, xCommon::RuntimeFormat(sent ? "записано новое значение : %s" : "значение %s не записано"),
+                value);
 }
 
 }  // namespace mediactrl

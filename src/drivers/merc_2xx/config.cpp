@@ -1,7 +1,11 @@
 #include "drivers/merc_2xx/config.h"
 
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+
 #include "config/constants.h"
-#include "config/utils.h"
+#include "config/keys.h"
 #include "foundation/jutils.h"
 #include "foundation/xexception.h"
 
@@ -14,8 +18,8 @@ namespace {
 
 [[maybe_unused]] bool const registered = [] {
     for (std::string const& word : model_words) {
-        CBFac(word + suffix_cdev, c_dev::create);
-        CBFac(word + suffix_cparam, c_param::create);
+        CBFac::add<c_dev>(word + suffix_cdev);
+        CBFac::add<c_param>(word + suffix_cparam);
     }
     return true;
 }();
@@ -23,17 +27,50 @@ namespace {
 /// In the order of their codes.
 constexpr char const* reg_types[] = {"array12", "array16", "param"};
 
-struct Limit {
-    char const* key;
-    unsigned char c_param::*field;
-    int most;
-    int step;
+void read_reg_type(xCommon::LogItem& node, Json::Value const& json, keys::Key const& key) {
+    std::string const word = jUtils::get_string(json, key.name, "");
+    auto const* const row = std::find(std::begin(reg_types), std::end(reg_types), word);
+    if (row == std::end(reg_types)) {
+        throw xExceptionf("%s : указан недопустимый атрибут 'reg_type' = %s.", node.name, word);
+    }
+    keys::member<&c_param::reg_type>(node) = static_cast<int>(row - std::begin(reg_types));
+}
+
+using keys::integer;
+using keys::Overlay;
+using keys::Type;
+
+constexpr keys::Key kind_table[] = {
+    {"reg_type", Type::text, read_reg_type, "", "kind of request", "вид запроса", Overlay::taken,
+     "%s : не указан атрибут 'reg_type'.", "", reg_types},
+};
+constexpr keys::Key value_table[] = {
+    {"arr_num", Type::integer, integer<&c_param::arr_num>, "0", "number of the array of energies",
+     "номер массива энергий", Overlay::taken, nullptr, "", keys::any_text, 0, 13},
+    {"month", Type::integer, integer<&c_param::month>, "1", "month, for arrays by month",
+     "месяц, для помесячных массивов", Overlay::taken, nullptr, "", keys::any_text, 0, 12},
+    {"tarif", Type::integer, integer<&c_param::tarif>, "1", "tariff, 1 to 4; 0: the sum", "тариф, от 1 до 4; 0: сумма",
+     Overlay::taken, nullptr, "", keys::any_text, 0, 4},
+    {"offset", Type::integer, integer<&c_param::offset>, "0",
+     "which energy of the answer: 0, 4, 8, and 12 for `array16`",
+     "какая энергия из ответа: 0, 4, 8, для `array16` и 12", Overlay::taken, nullptr, "", keys::any_text, 0, 12},
+    {"bwri", Type::number_or_text, keys::code<&c_param::bwri>, "0", "number of the instantaneous value",
+     "номер мгновенного значения", Overlay::taken},
 };
 
-constexpr Limit limits[] = {{"arr_num", &c_param::arr_num, 13, 1},
-                            {"month", &c_param::month, 12, 1},
-                            {"tarif", &c_param::tarif, 4, 1},
-                            {"offset", &c_param::offset, 12, 4}};
+/// An overlay isn't checked so.
+void check_limits(std::string const& name, Json::Value const& node) {
+    for (keys::Key const& key : value_table) {
+        if (key.type != Type::integer) {
+            continue;
+        }
+        int const value = jUtils::get_int(node, key.name, 0);
+        int const step = key.name == std::string_view("offset") ? 4 : 1;
+        if (value < key.least || value > key.most || value % step != 0) {
+            throw xExceptionf("%s : недопустимое значение атрибута '%s'.", name, key.name);
+        }
+    }
+}
 
 }  // namespace
 
@@ -42,46 +79,21 @@ c_dev::c_dev(CBase* port_node, Json::Value& node) : meter::c_dev(port_node, node
 }
 
 c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
-    if (!jUtils::has(node, "reg_type")) {
-        throw xExceptionf("%s : не указан атрибут 'reg_type'.", name);
-    }
-    reg_type = GetRegType(node);
-    for (Limit const& row : limits) {
-        int const value = jUtils::get_int(node, row.key, this->*row.field);
-        if (value < 0 || value > row.most || value % row.step != 0) {
-            throw xExceptionf("%s : недопустимое значение атрибута '%s'.", name, row.key);
-        }
-        this->*row.field = static_cast<unsigned char>(value);
-    }
-    bwri = Utils::jToInt(jUtils::at(node, "bwri"));
+    keys::read(kind_table, *this, node);
+    check_limits(name, node);
+    keys::read(value_table, *this, node);
 }
 
-int c_param::GetRegType(Json::Value const& node) const {
-    std::string const word = jUtils::get_string(node, "reg_type", "");
-    int code = 0;
-    for (char const* text : reg_types) {
-        if (word == text) {
-            return code;
-        }
-        ++code;
-    }
-    throw xExceptionf("%s : указан недопустимый атрибут 'reg_type' = %s.", name, word);
+keys::Tables c_param::key_tables() {
+    return CParam::key_tables() + kind_table + value_table;
 }
 
 void c_param::Compare(Json::Value& node) {
-    if (node.empty()) {
-        return;
+    if (!node.empty()) {
+        keys::lay_over(kind_table, *this, node);
+        keys::lay_over(value_table, *this, node);
+        CParam::Compare(node);
     }
-    if (jUtils::has(node, "reg_type")) {
-        reg_type = GetRegType(node);
-    }
-    for (Limit const& row : limits) {
-        this->*row.field = static_cast<unsigned char>(jUtils::get_int(node, row.key, this->*row.field));
-    }
-    if (jUtils::has(node, "bwri")) {
-        bwri = Utils::jToInt(node["bwri"]);
-    }
-    CParam::Compare(node);
 }
 
 }  // namespace merc_2xx

@@ -33,6 +33,7 @@ class c_param : public CParam, public FromJson<c_param> {
  public:
     /// Raises an xExceptionf for a missing or unknown `reg_type` and for a key out of its limits.
     c_param(CBase* device, Json::Value& node);
+    static keys::Tables key_tables();
 
     /// No limits are checked here: a device may go beyond them with what it lays over its template.
     void Compare(Json::Value& node) override;
@@ -52,7 +53,6 @@ class c_param : public CParam, public FromJson<c_param> {
     int bwri = 0;              ///< number of the instantaneous value; the wire carries its low byte
 
  private:
-    int GetRegType(Json::Value const& node) const;
     std::string array_value(std::span<unsigned char const> data) const;
     std::string param_value(std::span<unsigned char const> data) const;
 };

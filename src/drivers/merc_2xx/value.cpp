@@ -95,7 +95,7 @@ std::string c_param::array_value(std::span<unsigned char const> data) const {
     }
     ArrayKind const& kind = array_kinds[reg_type];
     if (offset > kind.last_offset) {
-        throw xExceptionf(kind.wrong_offset, name);
+        throw xExceptionf(xCommon::RuntimeFormat(kind.wrong_offset), name);
     }
     if (data.size() < offset + energy_size) {
         throw xExceptionf("%s # буфер слишком мал для значения.", name);

@@ -12,6 +12,7 @@ class c_dev : public CDev {
     /// Raises an xExceptionf for a missing port or `sid`; `error_head` is the format of its beginning, with one "%s"
     /// for the name. The family's constructor loads the parameters.
     c_dev(CBase* port_node, Json::Value& node, std::string const& error_head);
+    static keys::Tables key_tables();
 
     /// Address of the meter. The wire carries its low byte, the name all of it.
     int sid = 0;

@@ -52,7 +52,7 @@ bool device::poll_param(CParam* param) {
         return result.is_ok;
     } catch (std::exception const& e) {
         // A value that can't be decoded is an error without an "r": the meter has answered.
-        cfg->Logf(lmtError, family_.param_exception, e.what());
+        cfg->Logf(lmtError, xCommon::RuntimeFormat(family_.param_exception), e.what());
         return false;
     }
 }

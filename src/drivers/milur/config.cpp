@@ -1,6 +1,7 @@
 #include "drivers/milur/config.h"
 
 #include "config/constants.h"
+#include "config/keys.h"
 #include "config/utils.h"
 #include "foundation/jutils.h"
 #include "foundation/xexception.h"
@@ -16,6 +17,12 @@ namespace {
 const std::string type_word = "milur";
 
 CBFac const registrars[] = {CBFac::add<c_dev>("milur.cdev"), CBFac::add<c_param>("milur.cparam")};
+
+constexpr keys::Key table[] = {
+    {"object_id", keys::Type::natural, keys::natural<&c_param::object_id>, "",
+     "number of the object; its low byte goes on the wire", "номер объекта; в линию идёт младший байт",
+     keys::Overlay::taken, "milur::c_param::ctor : %s : не указан атрибут 'object_id'."},
+};
 
 struct ValueRow {
     int value_type;
@@ -57,18 +64,18 @@ c_dev::c_dev(CBase* port_node, Json::Value& node) : meter::c_dev(port_node, node
 }
 
 c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
-    if (!jUtils::has(node, "object_id")) {
-        throw xExceptionf("milur::c_param::ctor : %s : не указан атрибут 'object_id'.", name);
-    }
-    object_id = jUtils::get_uint(node, "object_id", 0);
+    keys::read(table, *this, node);
+}
+
+keys::Tables c_param::key_tables() {
+    return CParam::key_tables() + table;
 }
 
 void c_param::Compare(Json::Value& node) {
-    if (node.empty()) {
-        return;
+    if (!node.empty()) {
+        keys::lay_over(table, *this, node);
+        CParam::Compare(node);
     }
-    object_id = jUtils::get_uint(node, "object_id", object_id);
-    CParam::Compare(node);
 }
 
 std::string c_param::getValueFromBuf(unsigned char const* b, int n) const {

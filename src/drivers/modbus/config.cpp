@@ -1,5 +1,8 @@
 #include "drivers/modbus/config.h"
 
+#include <algorithm>
+
+#include "config/keys.h"
 #include "config/utils.h"
 #include "foundation/duk_helper.h"
 #include "foundation/jutils.h"
@@ -19,14 +22,51 @@ constexpr RegTypes::Word words[] = {{"coil", reg_coil},           {"status", reg
 constexpr RegTypes reg_types = {words, reg_holding, reg_holding_bit, reg_input_bit};
 
 /// A pause can't be negative: one that is counts as none.
-int get_poll_delay(CBase const& log, Json::Value const& node, int fallback) {
-    int const asked = jUtils::get_int(node, "poll_delay", fallback);
+template <auto Member>
+void read_poll_delay(xCommon::LogItem& node, Json::Value const& json, keys::Key const& key) {
+    auto& delay = keys::member<Member>(node);
+    int const asked = jUtils::get_int(json, key.name, delay);
     if (asked < 0) {
-        log.Logf(lmtError, "poll_delay = %d : недопустимое значение, принято 0.", asked);
-        return 0;
+        node.Logf(lmtError, "poll_delay = %d : недопустимое значение, принято 0.", asked);
     }
-    return asked;
+    delay = static_cast<std::remove_reference_t<decltype(delay)>>(std::max(asked, 0));
 }
+
+using keys::Overlay;
+using keys::Type;
+
+constexpr keys::Key device_table[] = {
+    {"sid", Type::number_or_text, keys::code<&c_dev::sid>, "", "slave address; its low byte goes on the wire",
+     "адрес устройства; в линию идёт младший байт", Overlay::ignored, "#%s : ctor : не указан аргумент 'sid'."},
+};
+constexpr keys::Key delay_table[] = {
+    {"poll_delay", Type::integer, read_poll_delay<&c_dev::poll_delay>, "0", "pause ahead of each single request",
+     "пауза перед каждым одиночным запросом", Overlay::ignored, nullptr, "ms"},
+};
+
+constexpr keys::Key register_table[] = {
+    {"reg_addr", Type::number_or_text, keys::code<&c_register::reg_addr>, "",
+     "address of the first register or coil, as a number or as text, `\"0x10\"`",
+     "адрес первого регистра или катушки, числом или текстом, `\"0x10\"`", Overlay::taken,
+     "%s : не указан атрибут 'reg_addr'."},
+    {"reg_type", Type::text, nullptr, "holding", "the kind of register", "вид регистра", Overlay::taken},
+    {"bh_list", Type::list, nullptr, "",
+     "the bits of `holding-bit` and `input-bit`: objects with `name`, `offset`, `inverted`",
+     "биты видов `holding-bit` и `input-bit`: объекты с `name`, `offset`, `inverted`", Overlay::taken},
+};
+constexpr keys::Key register_delay_table[] = {
+    {"poll_delay", Type::integer, read_poll_delay<&c_register::poll_delay>, nullptr, "pause ahead of its request",
+     "пауза перед его запросом", Overlay::ignored, nullptr, "ms"},
+};
+
+constexpr keys::Key converter_table[] = {
+    {"converter_read", Type::text, keys::text<&c_param::converter_read>, "",
+     "expression in JavaScript that makes the raw `value` what is published",
+     "выражение JavaScript, превращающее исходное `value` в публикуемое"},
+    {"converter_write", Type::text, keys::text<&c_param::converter_write>, "",
+     "expression in JavaScript that makes the written `value` a raw one",
+     "выражение JavaScript, превращающее записываемое `value` в исходное"},
+};
 
 /// A fresh evaluator serves each conversion: no state carries over.
 std::string calculate(std::string const& expression, std::string const& value) {
@@ -45,13 +85,14 @@ c_dev::c_dev(CBase* port_node, Json::Value& node, std::string const& type_word)
     if (port == nullptr) {
         throw xExceptionf("#%s : ctor : не указан порт.", name);
     }
-    if (!jUtils::has(node, "sid")) {
-        throw xExceptionf("#%s : ctor : не указан аргумент 'sid'.", name);
-    }
-    sid = Utils::jToInt(node["sid"]);
+    keys::read(device_table, *this, node);
     name = xCommon::xString::Format("%s_%d", name, sid);
-    poll_delay = get_poll_delay(*this, node, 0);
+    keys::read(delay_table, *this, node);  // its line bears the name with the address
     load_params(node, type_word);
+}
+
+keys::Tables c_dev::key_tables() {
+    return CDev::key_tables() + device_table + delay_table;
 }
 
 int RegTypes::code_of(Json::Value const& node) const {
@@ -66,18 +107,19 @@ int RegTypes::code_of(Json::Value const& node) const {
 
 c_register::c_register(CBase* device, Json::Value& node, RegTypes const& types)
     : CParam(device, node), reg_type(types.other), types_(types) {
-    if (!jUtils::has(node, "reg_addr")) {
-        throw xExceptionf("%s : не указан атрибут 'reg_addr'.", name);
-    }
-    reg_addr = static_cast<unsigned short>(Utils::jToInt(node["reg_addr"]));
+    keys::read(register_table, *this, node);
     reg_type = types_.code_of(node);
     if (has_bits()) {
         bits = std::make_unique<bholding::bhold>(this, node);
     }
     // The parent is a device of another family when a parameter takes this class by its own `type`.
     auto const* modbus_device = dynamic_cast<c_dev const*>(device);
-    int const default_delay = modbus_device != nullptr ? modbus_device->poll_delay : 0;
-    poll_delay = static_cast<unsigned short>(get_poll_delay(*this, node, default_delay));
+    poll_delay = static_cast<unsigned short>(modbus_device != nullptr ? modbus_device->poll_delay : 0);
+    keys::read(register_delay_table, *this, node);
+}
+
+keys::Tables c_register::key_tables() {
+    return CParam::key_tables() + register_table + register_delay_table;
 }
 
 void c_register::Compare(Json::Value& node) {
@@ -85,9 +127,7 @@ void c_register::Compare(Json::Value& node) {
         return;
     }
     int const new_type = jUtils::has(node, "reg_type") ? types_.code_of(node) : reg_type;
-    if (jUtils::has(node, "reg_addr")) {
-        reg_addr = static_cast<unsigned short>(Utils::jToInt(node["reg_addr"]));
-    }
+    keys::lay_over(register_table, *this, node);
     reg_type = new_type;
     if (has_bits() && jUtils::has(node, "bh_list")) {
         bits = std::make_unique<bholding::bhold>(this, node);
@@ -99,8 +139,11 @@ void c_register::Compare(Json::Value& node) {
 }
 
 c_param::c_param(CBase* device, Json::Value& node) : c_register(device, node, reg_types) {
-    converter_read = jUtils::get_string(node, "converter_read", "");
-    converter_write = jUtils::get_string(node, "converter_write", "");
+    keys::read(converter_table, *this, node);
+}
+
+keys::Tables c_param::key_tables() {
+    return c_register::key_tables() + converter_table;
 }
 
 int c_param::GetRegType(Json::Value const& node) {

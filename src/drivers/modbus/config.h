@@ -40,6 +40,7 @@ class c_dev : public CDev {
     /// `type_word` is the driver's: the default type of the parameters. Raises an xExceptionf for a missing port or
     /// `sid`, and for a device without parameters.
     c_dev(CBase* port_node, Json::Value& node, std::string const& type_word);
+    static keys::Tables key_tables();
 
     /// Slave address; the wire carries its low byte.
     int sid = 0;
@@ -67,6 +68,7 @@ class c_register : public CParam {
  public:
     /// Raises an xExceptionf for a missing `reg_addr`, an xException for faulty bits. `types` outlives it.
     c_register(CBase* device, Json::Value& node, RegTypes const& types);
+    static keys::Tables key_tables();
 
     void Compare(Json::Value& node) override;
     bool has_bits() const { return reg_type == types_.holding_bit || reg_type == types_.input_bit; }
@@ -88,6 +90,7 @@ class c_param : public c_register {
  public:
     /// Raises what c_register raises.
     c_param(CBase* device, Json::Value& node);
+    static keys::Tables key_tables();
 
     /// Code of the key `reg_type`.
     static int GetRegType(Json::Value const& node);

@@ -3,7 +3,7 @@
 #include <limits>
 
 #include "config/constants.h"
-#include "config/utils.h"
+#include "config/keys.h"
 #include "foundation/jutils.h"
 #include "foundation/xexception.h"
 
@@ -18,22 +18,55 @@ const std::string type_word = "pulsar-tcp";
 
 CBFac const registrars[] = {CBFac::add<c_dev>("pulsar-tcp.cdev"), CBFac::add<c_param>("pulsar-tcp.cparam")};
 
-unsigned int get_unsigned(std::string const& name, Json::Value const& node, char const* key, unsigned int fallback) {
-    double const value = jUtils::get_double(node, key, fallback);
-    if (value < 0 || value > std::numeric_limits<unsigned int>::max()) {
-        throw xExceptionf("%s : недопустимое значение ключа '%s' : %.0f.", name, key, value);
+template <auto Member>
+void read_unsigned(xCommon::LogItem& node, Json::Value const& json, keys::Key const& key) {
+    auto& member = keys::member<Member>(node);
+    double const value = jUtils::get_double(json, key.name, member);
+    if (value < key.least || value > key.most) {
+        throw xExceptionf("%s : недопустимое значение ключа '%s' : %.0f.", node.name, key.name, value);
     }
-    return static_cast<unsigned int>(value);
+    member = static_cast<std::remove_reference_t<decltype(member)>>(static_cast<unsigned int>(value));
 }
+
+using keys::Overlay;
+using keys::Type;
+
+constexpr double most = std::numeric_limits<unsigned int>::max();
+
+constexpr keys::Key parameter_table[] = {
+    {"function", Type::integer, read_unsigned<&c_param::function>, "10",
+     "10 reads a parameter, 1 channels, 4 the clock", "10 читает параметр, 1 каналы, 4 часы", Overlay::ignored, nullptr,
+     "", keys::any_text, 0, most},
+    {"parameter_number", Type::number_or_text, keys::code<&c_param::parameter_number>, "",
+     "number of the parameter, with function 1 the mask of channels; 16 bits of it count",
+     "номер параметра, для функции 1 маска каналов; учитываются 16 бит", Overlay::ignored,
+     "%s : не указан атрибут 'parameter_number'."},
+};
+
+constexpr keys::Key address_table[] = {
+    {"sid", Type::integer, read_unsigned<&c_dev::sid>, "", "the meter's address, at most 8 digits",
+     "адрес прибора, не больше 8 цифр", Overlay::ignored, "#%s : ctor : не указан аргумент 'sid'.", "", keys::any_text,
+     0, most},
+};
+/// Their messages bear the name with the address.
+constexpr keys::Key device_table[] = {
+    {"delay", Type::integer, read_unsigned<&c_dev::delay>, "", "pause ahead of each request; 0 is none",
+     "пауза перед каждым запросом; 0: без паузы", Overlay::ignored, "#%s : ctor : не указан аргумент 'delay'.", "ms",
+     keys::any_text, 0, most},
+    {"type_device", Type::text, keys::text<&c_dev::type_device>, "",
+     "`water_meter` or `pulse_counter`; another word is told at each poll",
+     "`water_meter` или `pulse_counter`; о другом слове сообщается при каждом опросе", Overlay::ignored,
+     "%s : не указан атрибут 'type_device'."},
+};
 
 }  // namespace
 
 c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
-    function = static_cast<unsigned char>(get_unsigned(name, node, "function", function));
-    if (!jUtils::has(node, "parameter_number")) {
-        throw xExceptionf("%s : не указан атрибут 'parameter_number'.", name);
-    }
-    parameter_number = static_cast<unsigned int>(Utils::jToInt(node["parameter_number"]));
+    keys::read(parameter_table, *this, node);
+}
+
+keys::Tables c_param::key_tables() {
+    return CParam::key_tables() + parameter_table;
 }
 
 void c_param::Compare(Json::Value& /*node*/) {
@@ -44,23 +77,17 @@ c_dev::c_dev(CBase* port_node, Json::Value& node) : CDev(port_node, node), port(
     if (port == nullptr) {
         throw xExceptionf("#%s : ctor : не указан порт.", name);
     }
-    if (!jUtils::has(node, "sid")) {
-        throw xExceptionf("#%s : ctor : не указан аргумент 'sid'.", name);
-    }
-    sid = get_unsigned(name, node, "sid", 0);
+    keys::read(address_table, *this, node);
     name = xCommon::xString::Format("%s_%d", name, sid);
-    if (!jUtils::has(node, "delay")) {
-        throw xExceptionf("#%s : ctor : не указан аргумент 'delay'.", name);
-    }
-    delay = static_cast<unsigned short>(get_unsigned(name, node, "delay", 0));
-    if (!jUtils::has(node, "type_device")) {
-        throw xExceptionf("%s : не указан атрибут 'type_device'.", name);
-    }
-    type_device = jUtils::get_string(node, "type_device", "");
+    keys::read(device_table, *this, node);
     Load(this, node, "params", suffix_cparam, type_word);
     if (children.empty()) {
         throw xExceptionf("#%s : ctor : устройство не содержит ни одного параметра.", name);
     }
+}
+
+keys::Tables c_dev::key_tables() {
+    return CDev::key_tables() + address_table + device_table;
 }
 
 }  // namespace pulsartcp

@@ -1,12 +1,9 @@
 #include "drivers/set4tm/config.h"
 
 #include "config/constants.h"
-#include "foundation/jutils.h"
-#include "foundation/xexception.h"
+#include "config/keys.h"
 
 namespace set4tm {
-
-using xCommon::jUtils;
 
 namespace {
 
@@ -14,37 +11,45 @@ const std::string type_word = "set-4tm";
 
 CBFac const registrars[] = {CBFac::add<c_dev>("set-4tm.cdev"), CBFac::add<c_param>("set-4tm.cparam")};
 
-struct Key {
-    char const* name;
-    unsigned int c_param::*field;
+using keys::Overlay;
+using keys::Type;
+
+constexpr keys::Key device_table[] = {
+    {"password", Type::text, keys::text<&c_dev::password>, "164937", "six characters; kept, not sent yet",
+     "шесть символов; хранится, пока не передаётся"},
 };
 
-constexpr Key keys[] = {{"command", &c_param::command}, {"param", &c_param::param}};
+constexpr keys::Key table[] = {
+    {"command", Type::natural, keys::natural<&c_param::command>, "", "not sent yet", "пока не передаётся",
+     Overlay::taken, "%s : не указан атрибут 'command'."},
+    {"param", Type::natural, keys::natural<&c_param::param>, "", "not sent yet", "пока не передаётся", Overlay::taken,
+     "%s : не указан атрибут 'param'."},
+};
 
 }  // namespace
 
 c_dev::c_dev(CBase* port_node, Json::Value& node) : meter::c_dev(port_node, node, "#%s : ctor") {
-    password = jUtils::get_string(node, "password", password);
+    keys::read(device_table, *this, node);
     load_params(node, type_word);
 }
 
+keys::Tables c_dev::key_tables() {
+    return meter::c_dev::key_tables() + device_table;
+}
+
 c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
-    for (Key const& key : keys) {
-        if (!jUtils::has(node, key.name)) {
-            throw xCommon::xExceptionf("%s : не указан атрибут '%s'.", name, key.name);
-        }
-        this->*key.field = jUtils::get_uint(node, key.name, 0);
-    }
+    keys::read(table, *this, node);
+}
+
+keys::Tables c_param::key_tables() {
+    return CParam::key_tables() + table;
 }
 
 void c_param::Compare(Json::Value& node) {
-    if (node.empty()) {
-        return;
+    if (!node.empty()) {
+        keys::lay_over(table, *this, node);
+        CParam::Compare(node);
     }
-    for (Key const& key : keys) {
-        this->*key.field = jUtils::get_uint(node, key.name, this->*key.field);
-    }
-    CParam::Compare(node);
 }
 
 }  // namespace set4tm

@@ -98,7 +98,7 @@ void pdu::read_parameters(ByteList& out, unsigned char sid, CParam const* param,
 }
 
 bool pdu::check_head(CParam const* param, unsigned char sid, unsigned char const* buf, int len) {
-    constexpr char failed[] = "операция НЕ выполнена : %s";
+    static constexpr char failed[] = "операция НЕ выполнена : %s";
     if (buf == nullptr || param == nullptr) {
         return false;
     }

@@ -17,6 +17,23 @@ namespace {
 
 constexpr size_t name_size = 6;
 
+using keys::Overlay;
+using keys::Type;
+
+/// No readers: an address is no node of its own.
+constexpr keys::Key table[] = {
+    {"class_id", Type::integer, nullptr, "",
+     "interface class of the object: 1 data, 3 register, 4 extended register, 8 clock",
+     "класс объекта: 1 данные, 3 регистр, 4 расширенный регистр, 8 часы", Overlay::taken,
+     "cad::ctor : не указан 'class_id'."},
+    {"object_id", Type::text, nullptr, "", "logical name (OBIS code): six decimal numbers with points between them",
+     "логическое имя (код OBIS): шесть десятичных чисел через точку", Overlay::ignored,
+     "cad::ctor : не указан 'object_id'."},
+    {"attr_id", Type::integer, nullptr, "", "attribute: mostly 2, the value; 3 of a register is its scaler and unit",
+     "атрибут: обычно 2, значение; 3 у регистра: множитель и единица", Overlay::taken,
+     "cad::ctor : не указан 'attr_id'."},
+};
+
 }  // namespace
 
 cad::cad(uint16_t class_number, std::string const& object_id, uint8_t attribute)
@@ -28,14 +45,18 @@ cad::cad(Json::Value const& node) {
     if (node.empty()) {
         throw xException("cad::ctor : описатель пуст.");
     }
-    for (char const* key : {"class_id", "object_id", "attr_id"}) {
-        if (!jUtils::has(node, key)) {
-            throw xCommon::xExceptionf("cad::ctor : не указан '%s'.", key);
+    for (keys::Key const& key : table) {
+        if (!jUtils::has(node, key.name)) {
+            throw xException(key.missing);
         }
     }
     class_id = static_cast<uint16_t>(jUtils::get_int(node, "class_id", 0));
     attr_id = static_cast<uint8_t>(jUtils::get_int(node, "attr_id", 0));
     parse_object_id(jUtils::get_string(node, "object_id", ""));
+}
+
+std::span<keys::Key const> cad::key_table() {
+    return table;
 }
 
 void cad::parse_object_id(std::string const& object_id) {

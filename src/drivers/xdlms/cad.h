@@ -5,6 +5,7 @@
 
 #include <json/value.h>
 
+#include "config/keys.h"
 #include "foundation/byte_list.h"
 
 namespace xdlms {
@@ -18,6 +19,7 @@ class cad {
     /// Of `class_id`, `object_id` and `attr_id`, which all must be there. Raises an xException that names the absent
     /// one, and as parse_object_id().
     explicit cad(Json::Value const& node);
+    static std::span<keys::Key const> key_table();
 
     /// Appends the six numbers of "1.0.1.8.0.255" to the logical name. Raises an xExceptionf for another count of
     /// pieces, and what std::stoi raises.

@@ -1,6 +1,7 @@
 #include "drivers/xdlms/config.h"
 
 #include "config/constants.h"
+#include "config/keys.h"
 #include "foundation/jutils.h"
 #include "foundation/xexception.h"
 #include "foundation/xstring.h"
@@ -21,7 +22,32 @@ CBFac const registrars[] = {CBFac::add<dparam>("dlms.cparam"), CBFac::add<cddev>
                             CBFac::add<cdport>("dlms.tcp.cport"), CBFac::add<cdport>("dlms.rs.cport"),
                             CBFac::add<cdport>("dlms.rs.old.cport")};
 
-constexpr char default_mac[] = "eeeeeeeeeeee";
+template <auto Member>
+void read_mac(xCommon::LogItem& node, Json::Value const& json, keys::Key const& key) {
+    xString::string_to_hex(keys::member<Member>(node), jUtils::get_string(json, key.name, key.fallback));
+}
+
+using keys::Type;
+
+constexpr keys::Key device_table[] = {
+    {"dlms_addr", Type::integer, keys::integer<&cddev::dlms_addr>, "0",
+     "wrapper address; settled by the port at its start, leave it out",
+     "адрес обёртки; порт определяет его при запуске, не указывать"},
+    {"mac_addr", Type::text, read_mac<&cddev::mac>, "",
+     "link address in hexadecimal; settled by the port at its start, leave it out",
+     "адрес канального уровня в шестнадцатеричном виде; порт определяет его при запуске, не указывать"},
+    {"sn", Type::text, keys::text<&cddev::sn>, "", "serial number, by which the meter is addressed or found",
+     "серийный номер, по нему счётчик адресуется или находится"},
+};
+
+constexpr keys::Key port_table[] = {
+    {"dlms_addr", Type::integer, keys::integer<&cdport::dlms_addr>, "1", "the gateway's own wrapper address",
+     "собственный адрес обёртки шлюза"},
+    {"mac_addr", Type::text, read_mac<&cdport::mac>, "eeeeeeeeeeee",
+     "the gateway's own MAC, in hexadecimal; serial ports only",
+     "собственный MAC шлюза в шестнадцатеричном виде; только для последовательных портов"},
+    {"poll_delay", Type::integer, keys::integer<&cdport::poll_delay>, "0", "has no effect", "ни на что не влияет"},
+};
 
 cddev* device_of(CBase* node, std::string const& name) {
     auto* const device = dynamic_cast<cddev*>(node);
@@ -40,6 +66,10 @@ void push_text(ByteList& out, size_t length, std::string const& text) {
 
 dparam::dparam(CBase* parent_node, Json::Value& node)
     : CParam(parent_node, node), address(node), device(device_of(parent_node, name)) {}
+
+keys::Tables dparam::key_tables() {
+    return CParam::key_tables() + cad::key_table();
+}
 
 void dparam::Compare(Json::Value& node) {
     address.compare(node);
@@ -96,10 +126,12 @@ cddev::cddev(CBase* port_node, Json::Value& node) : CDev(port_node, node) {
     if (port_node == nullptr) {
         throw xExceptionf("#%s : cddev.ctor : не указан порт.", name);
     }
-    dlms_addr = static_cast<uint16_t>(jUtils::get_int(node, "dlms_addr", 0));
-    xString::string_to_hex(mac, jUtils::get_string(node, "mac_addr", ""));
-    sn = jUtils::get_string(node, "sn", "");
+    keys::read(device_table, *this, node);
     load_params(node, type_word, "cddev.ctor");
+}
+
+keys::Tables cddev::key_tables() {
+    return CDev::key_tables() + device_table;
 }
 
 dparam* cddev::find_param(std::string const& topic) {
@@ -116,13 +148,15 @@ dparam* cddev::find_param(std::string const& topic) {
 }
 
 cdport::cdport(Json::Value& node) : CPort(node) {
-    dlms_addr = static_cast<uint16_t>(jUtils::get_int(node, "dlms_addr", 1));
-    xString::string_to_hex(mac, jUtils::get_string(node, "mac_addr", default_mac));
-    poll_delay = jUtils::get_int(node, "poll_delay", 0);
+    keys::read(port_table, *this, node);
     Load(this, node, "devices", suffix_cdev, type_word);
     if (children.empty()) {
         throw xExceptionf("#%s : ctor : список устройств пуст.", name);
     }
+}
+
+keys::Tables cdport::key_tables() {
+    return CPort::key_tables() + port_table;
 }
 
 }  // namespace xdlms

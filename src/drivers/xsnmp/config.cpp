@@ -1,14 +1,13 @@
 #include "drivers/xsnmp/config.h"
 
 #include "config/constants.h"
+#include "config/keys.h"
 #include "drivers/xsnmp/inner_oid.h"
 #include "drivers/xsnmp/library.h"
-#include "foundation/jutils.h"
 #include "foundation/xexception.h"
 
 namespace xsnmp {
 
-using xCommon::jUtils;
 using xCommon::xExceptionf;
 
 namespace {
@@ -17,6 +16,33 @@ const std::string type_word = "snmp";
 
 CBFac const registrars[] = {CBFac::add<csport>("snmp.cport"), CBFac::add<csdev>("snmp.cdev"),
                             CBFac::add<sparam>("snmp.cparam")};
+
+void read_url(xCommon::LogItem& node, Json::Value const& json, keys::Key const& key) {
+    keys::text<&csdev::url>(node, json, key);
+    if (keys::member<&csdev::url>(node).empty()) {
+        throw xExceptionf(xCommon::RuntimeFormat(key.missing), node.name);
+    }
+}
+
+using keys::Overlay;
+using keys::Type;
+
+constexpr keys::Key device_table[] = {
+    {"url", Type::text, read_url, "", "the agent: host or `transport:host:port`; without a transport UDP, port 161",
+     "агент: узел или `транспорт:узел:порт`; без указания транспорта UDP, порт 161", Overlay::ignored,
+     "#%s : ctor : не указан аргумент 'url'."},
+    {"community", Type::text, keys::text<&csdev::community>, "kelvar", "the community for reading",
+     "сообщество для чтения"},
+    {"version", Type::integer, keys::integer<&csdev::version>, "2", "2 is version 2c, every other number version 1",
+     "2: версия 2c, любое другое число: версия 1"},
+};
+
+constexpr keys::Key table[] = {
+    {"oid", Type::text, keys::text<&sparam::oid>, "",
+     "the object id in numbers, with or without a point ahead; a single value ends in `.0`",
+     "идентификатор объекта числами, с точкой впереди или без неё; одиночное значение кончается на `.0`",
+     Overlay::taken, "#%s : ctor : не указан аргумент 'oid'."},
+};
 
 }  // namespace
 
@@ -31,33 +57,32 @@ csdev::csdev(CBase* port_node, Json::Value& node) : CDev(port_node, node), port(
     if (port == nullptr) {
         throw xExceptionf("#%s : ctor : не указан порт.", name);
     }
-    url = jUtils::get_string(node, "url", "");
-    if (url.empty()) {
-        throw xExceptionf("#%s : ctor : не указан аргумент 'url'.", name);
-    }
-    community = jUtils::get_string(node, "community", community);
-    version = jUtils::get_int(node, "version", version);
+    keys::read(device_table, *this, node);
     load_params(node, type_word);
     // Here already, where no worker runs yet: for a moment the library changes the locale of the process.
     library::start(name);
 }
 
+keys::Tables csdev::key_tables() {
+    return CDev::key_tables() + device_table;
+}
+
 sparam::sparam(CBase* device_node, Json::Value& node)
     : CParam(device_node, node), device(dynamic_cast<csdev*>(device_node)) {
-    if (!jUtils::has(node, "oid")) {
-        throw xExceptionf("#%s : ctor : не указан аргумент 'oid'.", name);
-    }
-    oid = jUtils::get_string(node, "oid", "");
+    keys::read(table, *this, node);
 }
 
 sparam::~sparam() = default;
 
+keys::Tables sparam::key_tables() {
+    return CParam::key_tables() + table;
+}
+
 void sparam::Compare(Json::Value& node) {
-    if (node.empty()) {
-        return;
+    if (!node.empty()) {
+        keys::lay_over(table, *this, node);
+        CParam::Compare(node);
     }
-    oid = jUtils::get_string(node, "oid", oid);
-    CParam::Compare(node);
 }
 
 }  // namespace xsnmp

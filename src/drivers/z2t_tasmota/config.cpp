@@ -3,14 +3,10 @@
 #include <algorithm>
 
 #include "config/constants.h"
-#include "foundation/jutils.h"
+#include "config/keys.h"
 #include "foundation/xexception.h"
 
 namespace z2t_tasmota {
-
-using xCommon::jUtils;
-using xCommon::xException;
-using xCommon::xExceptionf;
 
 namespace {
 
@@ -18,26 +14,42 @@ const std::string type_word = "z2t";
 
 CBFac const registrars[] = {CBFac::add<config_device_t>("z2t.cdev"), CBFac::add<config_param_t>("z2t.cparam")};
 
+using keys::Overlay;
+using keys::Type;
+
+constexpr keys::Key device_table[] = {
+    {"sid", Type::text, keys::text<&config_device_t::sid>, "",
+     "the bridge's name for the device, exactly as its reports have it",
+     "имя устройства у моста, точно как в его сообщениях", Overlay::ignored, "#%s : ctor : не указан аргумент 'sid'."},
+    {"cname", Type::text, keys::text<&config_device_t::cname>, "",
+     "first part of the device's name in topics; `z2t_tasmota` stands for the bridge",
+     "первая часть имени устройства в топиках; `z2t_tasmota` обозначает мост", Overlay::ignored,
+     "#%s : ctor : не указан аргумент 'cname'."},
+};
+
+constexpr keys::Key table[] = {
+    {"z2t_name", Type::text, keys::text<&config_param_t::z2t_name>, "",
+     "the member of the bridge's JSON, in reports and in commands", "поле в JSON моста, в сообщениях и командах",
+     Overlay::ignored, "Отсутствует параметр z2t_name"},
+};
+
 }  // namespace
 
 config_device_t::config_device_t(CBase* port_node, Json::Value& node) : CDev(port_node, node) {
     if (port_node == nullptr) {
-        throw xExceptionf("#%s : ctor : не указан порт.", name);
+        throw xCommon::xExceptionf("#%s : ctor : не указан порт.", name);
     }
-    if (!jUtils::has(node, "sid")) {
-        throw xExceptionf("#%s : ctor : не указан аргумент 'sid'.", name);
-    }
-    sid = jUtils::get_string(node, "sid", "");
-    if (!jUtils::has(node, "cname")) {
-        throw xExceptionf("#%s : ctor : не указан аргумент 'cname'.", name);
-    }
-    cname = jUtils::get_string(node, "cname", "");
+    keys::read(device_table, *this, node);
     // The list is still being read: the bridge counts for itself and for the devices behind it.
     if (cname == bridge_cname || has_bridge(*port_node)) {
         load_list(node, type_word);
     } else {
         load_params(node, type_word);
     }
+}
+
+keys::Tables config_device_t::key_tables() {
+    return CDev::key_tables() + device_table;
 }
 
 bool has_bridge(CBase const& port_node) {
@@ -48,13 +60,14 @@ bool has_bridge(CBase const& port_node) {
 }
 
 config_param_t::config_param_t(CBase* device, Json::Value& node) : CParam(device, node) {
-    if (!jUtils::has(node, "z2t_name")) {
-        throw xException("Отсутствует параметр z2t_name");
-    }
-    z2t_name = jUtils::get_string(node, "z2t_name", "");
+    keys::read(table, *this, node);
     if (z2t_name.empty()) {
-        throw xException("Не указано имя параметра z2t_name");
+        throw xCommon::xException("Не указано имя параметра z2t_name");
     }
+}
+
+keys::Tables config_param_t::key_tables() {
+    return CParam::key_tables() + table;
 }
 
 }  // namespace z2t_tasmota

@@ -1,0 +1,31 @@
+#include "config/keys.h"
+
+#include "foundation/xexception.h"
+
+namespace keys {
+
+Tables operator+(Tables tables, std::span<Key const> own) {
+    tables.push_back(own);
+    return tables;
+}
+
+void read(std::span<Key const> table, xCommon::LogItem& node, Json::Value const& json) {
+    for (Key const& key : table) {
+        if (key.missing != nullptr && !xCommon::jUtils::has(json, key.name)) {
+            throw xCommon::xExceptionf(xCommon::RuntimeFormat(key.missing), node.name);
+        }
+        if (key.read != nullptr) {
+            key.read(node, json, key);
+        }
+    }
+}
+
+void lay_over(std::span<Key const> table, xCommon::LogItem& node, Json::Value const& json) {
+    for (Key const& key : table) {
+        if (key.overlay == Overlay::taken && key.read != nullptr && xCommon::jUtils::has(json, key.name)) {
+            key.read(node, json, key);
+        }
+    }
+}
+
+}  // namespace keys

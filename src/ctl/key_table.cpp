@@ -1,0 +1,92 @@
+#include "ctl/key_table.h"
+
+#include <algorithm>
+
+#include "config/cparam.h"
+#include "config/cport.h"
+#include "config/keys.h"
+#include "foundation/xstring.h"
+
+namespace {
+
+struct Words {
+    char const* types[8];
+    char const* head;
+    char const* required;
+    char const* inherited;
+    char const* one_of;
+};
+
+constexpr Words english = {
+    {"string", "integer", "integer, 0 or more", "number", "bool", "integer or string", "object", "array"},
+    "| Key | Type | Default | Meaning |",
+    "required",
+    "of the node above",
+    "one of",
+};
+constexpr Words russian_words = {
+    {"строка", "целое", "целое от 0", "число", "логическое", "целое или строка", "объект", "массив"},
+    "| Ключ | Тип | Умолчание | Значение |",
+    "обязателен",
+    "от узла выше",
+    "одно из",
+};
+
+keys::Tables tables_of(std::string const& key) {
+    if (key == "cbase") {
+        return CBase::key_tables();
+    }
+    bool const is_common = key == "cport" || key == "cdev" || key == "cparam";
+    keys::Tables const all = key == "cport"    ? CPort::key_tables()
+                             : key == "cdev"   ? CDev::key_tables()
+                             : key == "cparam" ? CParam::key_tables()
+                                               : CBFac::key_map().at(key);
+    keys::Tables common = CBase::key_tables();
+    if (!is_common) {
+        for (keys::Tables const& tables : {CPort::key_tables(), CDev::key_tables(), CParam::key_tables()}) {
+            common.insert(common.end(), tables.begin(), tables.end());
+        }
+    }
+    keys::Tables own;
+    std::copy_if(all.begin(), all.end(), std::back_inserter(own), [&common](auto const& table) {
+        return std::none_of(common.begin(), common.end(),
+                            [&table](auto const& other) { return other.data() == table.data(); });
+    });
+    return own;
+}
+
+std::string row(keys::Key const& key, bool russian) {
+    Words const& words = russian ? russian_words : english;
+    std::string type = words.types[static_cast<size_t>(key.type)];
+    if (*key.unit != '\0') {
+        type += std::string(", ") + key.unit;
+    }
+    std::string fallback;
+    if (key.missing != nullptr) {
+        fallback = words.required;
+    } else if (key.fallback == nullptr) {
+        fallback = words.inherited;
+    } else if (*key.fallback != '\0') {
+        fallback = std::string("`") + key.fallback + "`";
+    }
+    std::string text = russian ? key.russian : key.english;
+    if (!key.words.empty()) {
+        text += std::string("; ") + words.one_of;
+        for (char const* const word : key.words) {
+            text += *word == '\0' ? "" : std::string(word == key.words.front() ? " `" : ", `") + word + "`";
+        }
+    }
+    return xCommon::xString::Format("| `%s` | %s | %s | %s |\n", key.name, type, fallback, text);
+}
+
+}  // namespace
+
+std::string key_table(std::string const& key, bool russian) {
+    std::string text = std::string(russian ? russian_words.head : english.head) + "\n|---|---|---|---|\n";
+    for (auto const& table : tables_of(key)) {
+        for (keys::Key const& entry : table) {
+            text += row(entry, russian);
+        }
+    }
+    return text;
+}
