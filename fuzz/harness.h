@@ -10,21 +10,29 @@ namespace fuzz {
 
 using Bytes = std::vector<unsigned char>;
 
+/// Good inputs, from which others are made by small changes, taken from the scenarios.
+struct Seeds {
+    enum class Kind { none, replies, configurations, files };
+
+    std::string folder = {};  ///< below tests/scenarios; "" takes all of them
+    size_t skipped = 0;       ///< bytes of a reply ahead of what the target reads
+    size_t dropped = 0;       ///< and behind it
+    Kind kind = Kind::replies;
+};
+
 struct Target {
     std::string name;
     /// Must return, or raise an exception derived from std::exception.
     std::function<void(Bytes& input)> run;
-    /// Good inputs as hexadecimal text, from which others are made by small changes.
-    std::vector<std::string> seeds;
+    Seeds seeds;
+    /// More of them, as frames in a scenario.
+    std::vector<std::string> more;
     /// Bytes of a wholly random input at most.
     size_t longest = 64;
+    /// One of so many inputs is fed: it is slow.
+    unsigned long cost = 1;
 };
 
-/// Enters targets; a static object of it stands in each file.
-class Registrar {
- public:
-    explicit Registrar(std::vector<Target> targets);
-    static std::vector<Target>& all();
-};
+std::vector<Target> const& targets();
 
 }  // namespace fuzz

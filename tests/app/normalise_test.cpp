@@ -1,25 +1,18 @@
 #include "app/normalise.h"
 
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <json/reader.h>
 
 #include "support/log_capture.h"
+#include "support/sample_config.h"
 
-using testing::ElementsAre;
+using sample::json;
 using testing::IsEmpty;
 
 namespace {
-
-Json::Value json(std::string const& text) {
-    Json::Value value;
-    std::istringstream(text) >> value;
-    return value;
-}
 
 constexpr char nameless_line[] = "[3] Load : элемент без имени будет пропущен.";
 
@@ -57,9 +50,7 @@ TEST(Normalise, PlainFilePassesUnchanged) {
 
 TEST(Normalise, RootThatIsNoObjectIsRefused) {
     for (char const* text : {"[]", R"([{"ports": []}])", "null", "5", "\"ports\"", "true"}) {
-        Json::Value root;
-        std::istringstream(std::string("[") + text + "]") >> root;
-        EXPECT_THROW(normalise(root[0]), std::exception) << text;
+        EXPECT_THROW(normalise(json(text)), std::exception) << text;
     }
 }
 
@@ -78,20 +69,6 @@ TEST(Normalise, ConnectionShapeBecomesPlain) {
          R"({"ports": [{"connection": {"name": "p", "type": "base.null"}, "devices": [{"name": "d"}],
                         "parameters": [{"cname": "x"}]}]})",
          R"({"ports": [{"name": "p", "type": "base.null", "devices": [{"name": "d"}]}]})"},
-        {"several devices, each with its group",
-         R"({"ports": [{"connection": {"name": "p", "type": "base.null"},
-               "devices": [{"name": "One", "cname": "1"}, {"name": "Two", "cname": "2"}, {"name": "None", "cname": "3"},
-                           {"name": "Bare"}],
-               "parameters": [{"cname": "2", "config": {"channels": [2]}}, {"cname": "1", "config": {"channels": [1]}},
-                              {"config": {"channels": [0]}}]}]})",
-         R"({"ports": [{"name": "p", "type": "base.null", "devices": [
-               {"name": "1", "display_name": "One", "params": [1]}, {"name": "2", "display_name": "Two", "params": [2]},
-               {"name": "None"}, {"name": "Bare"}]}]})"},
-        {"the last of several groups counts, and the name has been exchanged before it",
-         R"({"ports": [{"connection": {"name": "p", "type": "base.null"}, "devices": [{"name": "D", "cname": "d"}],
-               "parameters": [{"cname": "d", "config": {"channels": [1]}}, {"cname": "d", "config": {"channels": [2]}}]}]})",
-         R"({"ports": [{"name": "p", "type": "base.null",
-               "devices": [{"name": "d", "display_name": "d", "params": [2]}]}]})"},
         {"what a device says behind \"cname\" in the order of its members wins",
          R"({"ports": [{"connection": {"name": "p", "type": "base.null"},
                "devices": [{"name": "D", "cname": "d", "params": [7], "display_name": "Own"}],
@@ -104,35 +81,6 @@ TEST(Normalise, ConnectionShapeBecomesPlain) {
                "parameters": [{"cname": "d", "config": {"channels": [1]}}]}]})",
          R"({"ports": [{"name": "p", "type": "base.z2t", "zigbee": {"address": "0x1"},
                "devices": [{"name": "d", "cname": "d", "display_name": "D", "params": [1]}]}]})"},
-        {"a number as cname",
-         R"({"ports": [{"connection": {"name": "p", "type": "base.null"}, "devices": [{"name": "D", "cname": 5}],
-               "parameters": [{"cname": "5", "config": {"channels": [1]}}]}]})",
-         R"({"ports": [{"name": "p", "type": "base.null",
-               "devices": [{"name": 5, "display_name": "D", "params": [1]}]}]})"},
-    });
-}
-
-TEST(Normalise, PortsWithoutNameAndWithoutContent) {
-    expect_all({
-        {"numbers count the nameless ports that are left",
-         R"({"ports": [
-               {"connection": {"type": "base.null"}, "devices": [{"name": "a"}], "parameters": [{}]},
-               {"connection": {"type": "base.null"}, "devices": [], "parameters": [{}]},
-               {"connection": {"name": "own", "type": "base.null"}, "devices": [{"name": "b"}], "parameters": [{}]},
-               {"connection": {"name": "", "type": "base.null"}, "devices": [{"name": "c"}], "parameters": [{}]}]})",
-         R"({"ports": [
-               {"name": "port_1", "type": "base.null", "devices": [{"name": "a"}]},
-               {"name": "own", "type": "base.null", "devices": [{"name": "b"}]},
-               {"name": "port_2", "type": "base.null", "devices": [{"name": "c"}]}]})"},
-        {"each of the three pieces is needed, and a plain port among them has none",
-         R"({"ports": [
-               {"connection": {}, "devices": [{"name": "a"}], "parameters": [{}]},
-               {"connection": null, "devices": [{"name": "a"}], "parameters": [{}]},
-               {"connection": {"type": "base.null"}, "parameters": [{}]},
-               {"connection": {"type": "base.null"}, "devices": [{"name": "a"}], "parameters": []},
-               {"connection": {"type": "base.null"}, "devices": [{"name": "a"}]},
-               {"name": "plain", "type": "base.null", "devices": [{"name": "a"}]}]})",
-         R"({"ports": []})"},
     });
 }
 
@@ -148,55 +96,6 @@ TEST(Normalise, EveryModbusTcpDeviceGetsAPort) {
                 "devices": [{"name": "a", "display_name": "A", "type": "mb-tcp", "sid": 7, "params": [1]}]},
                {"name": "net_B_1", "type": "base.tcp", "rto": 9, "tcp": {"port": 502, "url": "10.0.0.6"},
                 "devices": [{"name": "b", "display_name": "B", "type": "mb-tcp", "sid": 9, "params": [2]}]}]})"},
-        {"a device of another type ahead is appended behind, and so gets two",
-         R"({"ports": [{"connection": {"name": "net", "type": "base.tcp"},
-               "devices": [{"name": "A", "cname": "a", "type": "mb-rtu", "sid": "h1:1"},
-                           {"name": "B", "cname": "b", "type": "mb-tcp", "sid": "h2:2"}],
-               "parameters": [{"cname": "a", "config": {"channels": [1]}}, {"cname": "b", "config": {"channels": [2]}}]}]})",
-         R"({"ports": [
-               {"name": "net_A_0", "type": "base.tcp", "tcp": {"url": "h1"},
-                "devices": [{"name": "a", "display_name": "A", "type": "mb-rtu", "sid": 1, "params": [1]}]},
-               {"name": "net_B_1", "type": "base.tcp", "tcp": {"url": "h2"},
-                "devices": [{"name": "b", "display_name": "B", "type": "mb-tcp", "sid": 2, "params": [2]}]},
-               {"name": "net_A_2", "type": "base.tcp", "tcp": {"url": "h1"},
-                "devices": [{"name": "a", "display_name": "A", "type": "mb-rtu", "sid": 1, "params": [1]}]}]})"},
-        {"a device of another type behind stays where it is",
-         R"({"ports": [{"connection": {"name": "net", "type": "base.tcp"},
-               "devices": [{"name": "B", "type": "mb-tcp", "sid": "h2:2", "cname": "b"},
-                           {"name": "A", "type": "mb-rtu", "sid": "h1:1", "cname": "a"}],
-               "parameters": [{"cname": "b", "config": {"channels": [2]}}, {"cname": "a", "config": {"channels": [1]}}]}]})",
-         R"({"ports": [
-               {"name": "net_B_0", "type": "base.tcp", "tcp": {"url": "h2"},
-                "devices": [{"name": "b", "display_name": "B", "type": "mb-tcp", "sid": 2, "params": [2]}]},
-               {"name": "net_A_1", "type": "base.tcp", "tcp": {"url": "h1"},
-                "devices": [{"name": "a", "display_name": "A", "type": "mb-rtu", "sid": 1, "params": [1]}]}]})"},
-        {"forms of sid: decimal alone, without a unit, none",
-         R"({"ports": [{"connection": {"name": "net", "type": "base.tcp"},
-               "devices": [{"name": "A", "cname": "a", "type": "mb-tcp", "sid": "h:0x10"},
-                           {"name": "B", "cname": "a", "type": "mb-tcp", "sid": "h"},
-                           {"name": "C", "cname": "a", "type": "mb-tcp"}],
-               "parameters": [{"cname": "a", "config": {"channels": [1]}}]}]})",
-         R"({"ports": [
-               {"name": "net_A_0", "type": "base.tcp", "tcp": {"url": "h"},
-                "devices": [{"name": "a", "display_name": "A", "type": "mb-tcp", "sid": 0, "params": [1]}]},
-               {"name": "net_B_1", "type": "base.tcp", "tcp": {"url": "h"},
-                "devices": [{"name": "a", "display_name": "B", "type": "mb-tcp", "sid": 0, "params": [1]}]},
-               {"name": "net_C_2", "type": "base.tcp", "tcp": {"url": ""},
-                "devices": [{"name": "a", "display_name": "C", "type": "mb-tcp", "sid": 0, "params": [1]}]}]})"},
-        {"a device without a group is dropped with its port, the next keeps its number",
-         R"({"ports": [{"connection": {"name": "net", "type": "base.tcp"},
-               "devices": [{"name": "A", "cname": "a", "type": "mb-tcp", "sid": "h:1"},
-                           {"name": "B", "cname": "b", "type": "mb-tcp", "sid": "h:2"}],
-               "parameters": [{"cname": "b", "config": {"channels": [2]}}]}]})",
-         R"({"ports": [{"name": "net_B_1", "type": "base.tcp", "tcp": {"url": "h"},
-               "devices": [{"name": "b", "display_name": "B", "type": "mb-tcp", "sid": 2, "params": [2]}]}]})"},
-        {"a port without devices is not carried, its neighbours keep their places",
-         R"({"ports": [
-               {"connection": {"name": "a", "type": "base.null"}, "devices": [{"name": "d"}], "parameters": [{}]},
-               {"connection": {"name": "net", "type": "base.tcp"}, "devices": [], "parameters": [{}]},
-               {"connection": {"name": "b", "type": "base.null"}, "devices": [{"name": "d"}], "parameters": [{}]}]})",
-         R"({"ports": [{"name": "a", "type": "base.null", "devices": [{"name": "d"}]},
-                       {"name": "b", "type": "base.null", "devices": [{"name": "d"}]}]})"},
         {"when nothing is left, the rest passes as it is",
          R"({"log": {}, "ports": [{"connection": {"name": "net", "type": "base.tcp"}, "devices": []}]})",
          R"({"log": {}, "ports": []})"},
@@ -205,13 +104,7 @@ TEST(Normalise, EveryModbusTcpDeviceGetsAPort) {
 
 TEST(Normalise, GpioSettingsAreGathered) {
     std::string const port = R"({"connection": {"type": "xgpio", "enabled": true, "wto": 100}, )";
-    struct Gpio {
-        char const* guards;
-        std::string file;
-        char const* xgpio;  // null: no worker
-        int unknown_types;
-    };
-    Gpio const rows[] = {
+    std::tuple<char const*, std::string, char const*, int> const rows[] = {
         {"the first device with a group", R"({"mqtt": {"url": "h"}, "ports": [)" + port + R"("devices": [
                {"type": "xgpio", "cname": "none", "name": "N"}, {"type": "xgpio", "cname": "g", "name": "G"},
                {"type": "xgpio", "cname": "h", "name": "H"}],
@@ -235,37 +128,23 @@ TEST(Normalise, GpioSettingsAreGathered) {
              "parameters": [{"cname": "g", "config": {"channels": [1]}}]}]})",
          nullptr, 0},
     };
-    for (Gpio const& row : rows) {
+    for (auto const& [guards, file, xgpio, unknown_types] : rows) {
         LogCapture const log(false);
-        Normalised const result = normalise(json(row.file));
-        EXPECT_EQ(result.is_xgpio, row.xgpio != nullptr) << row.guards;
-        EXPECT_EQ(result.xgpio, row.xgpio != nullptr ? json(row.xgpio) : Json::Value()) << row.guards;
-        EXPECT_TRUE(result.config["ports"].empty()) << row.guards;
-        EXPECT_EQ(log.count("[3] Неизвестный тип устройства для порта XGPIO") > 0, row.unknown_types > 0) << row.guards;
+        Normalised const result = normalise(json(file));
+        EXPECT_EQ(result.is_xgpio, xgpio != nullptr) << guards;
+        EXPECT_EQ(result.xgpio, xgpio != nullptr ? json(xgpio) : Json::Value()) << guards;
+        EXPECT_TRUE(result.config["ports"].empty()) << guards;
+        EXPECT_EQ(log.count("[3] Неизвестный тип устройства для порта XGPIO") > 0, unknown_types > 0) << guards;
     }
 }
 
-TEST(Normalise, PlainPortsBesideGpioStay) {
-    Normalised const result = normalise(json(R"({"mqtt": {"port": 1}, "ports": [
-        {"name": "p", "type": "base.null", "devices": [{"name": "d", "cname": "c"}]},
-        {"connection": {"type": "xgpio"}}]})"));
-    EXPECT_EQ(result.config, json(R"({"mqtt": {"port": 1}, "ports": [
-        {"name": "p", "type": "base.null", "devices": [{"name": "d", "cname": "c"}]}]})"));
-}
-
 TEST(Normalise, FaultyPiecesCostALineAndThemselves) {
-    struct Fault {
-        char const* guards;
-        std::string file;
-        char const* config;
-        std::vector<std::string> lines;
-    };
     std::string const good = R"({"connection": {"name": "good", "type": "base.null"}, "devices": [{"name": "d"}],
                                  "parameters": [{"cname": "x"}]})";
     char const* const good_alone = R"({"ports": [{"name": "good", "type": "base.null", "devices": [{"name": "d"}]}]})";
     std::string const no_lists =
         "[3] порт пропущен : 'connection' должен быть объектом, 'devices' и 'parameters' - списками.";
-    Fault const rows[] = {
+    std::tuple<char const*, std::string, char const*, std::vector<std::string>> const rows[] = {
         {"a connection that is a text",
          R"({"ports": [{"connection": "c", "devices": [{}], "parameters": [{}]}, )" + good + "]}",
          good_alone,
@@ -295,33 +174,27 @@ TEST(Normalise, FaultyPiecesCostALineAndThemselves) {
                {"name": "a", "display_name": "A", "params": null}, {"name": {}, "display_name": "B", "params": [2]},
                {"name": "c", "display_name": "C", "params": "text"}]}]})",
          {}},
+        {"elements that are no objects",
+         R"({"ports": [5, {"connection": {"name": "p", "type": "base.null"},
+               "devices": [5, null, {"name": "D", "cname": "d"}, "x"],
+               "parameters": [7, {"cname": "d", "config": {"channels": [1]}}, [{"cname": "d"}]]}, null,
+             {"connection": {"type": "xgpio", "enabled": true}, "devices": [5, {"type": "xgpio", "cname": "g"}],
+               "parameters": [{"cname": "g"}]}]})",
+         R"({"ports": [{"name": "p", "type": "base.null", "devices": [
+               {"name": "d", "display_name": "D", "params": [1]}]}]})",
+         std::vector<std::string>(8, nameless_line)},
+        {"a plain port beside GPIO",
+         R"({"mqtt": {"port": 1}, "ports": [
+               {"name": "p", "type": "base.null", "devices": [{"name": "d", "cname": "c"}]},
+               {"connection": {"type": "xgpio"}}]})",
+         R"({"mqtt": {"port": 1}, "ports": [
+               {"name": "p", "type": "base.null", "devices": [{"name": "d", "cname": "c"}]}]})",
+         {}},
     };
-    for (Fault const& row : rows) {
+    for (auto const& [guards, file, config, lines] : rows) {
         LogCapture const log(false);
-        Normalised const result = normalise(json(row.file));
-        EXPECT_EQ(result.config, json(row.config)) << row.guards << '\n' << result.config.toStyledString();
-        EXPECT_EQ(log.entries(), row.lines) << row.guards;
+        Normalised const result = normalise(json(file));
+        EXPECT_EQ(result.config, json(config)) << guards << '\n' << result.config.toStyledString();
+        EXPECT_EQ(log.entries(), lines) << guards;
     }
-}
-
-TEST(Normalise, ElementsThatAreNoObjectsCostALineEach) {
-    LogCapture const log(false);
-    Json::Value const result = normalise(json(R"({"ports": [
-        {"connection": {"name": "p", "type": "base.null"}, "devices": [5, null, {"name": "D", "cname": "d"}, "x"],
-         "parameters": [7, {"cname": "d", "config": {"channels": [1]}}, [{"cname": "d"}]]},
-        {"connection": {"type": "xgpio", "enabled": true}, "devices": [5, {"type": "xgpio", "cname": "g"}],
-         "parameters": [{"cname": "g"}]}]})"))
-                                   .config;
-    EXPECT_EQ(result, json(R"({"ports": [{"name": "p", "type": "base.null", "devices": [
-        {"name": "d", "display_name": "D", "params": [1]}]}]})"));
-    EXPECT_EQ(log.entries(), std::vector<std::string>(6, nameless_line));
-}
-
-TEST(Normalise, PortThatIsNoObjectCostsALine) {
-    LogCapture const log(false);
-    Json::Value const result = normalise(json(R"({"ports": [5, {"connection": {"name": "p", "type": "base.null"},
-        "devices": [{"name": "d"}], "parameters": [{}]}, null]})"))
-                                   .config;
-    EXPECT_EQ(result["ports"].size(), 1U);
-    EXPECT_THAT(log.entries(), ElementsAre(nameless_line, nameless_line));
 }

@@ -1,26 +1,22 @@
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <json/reader.h>
 
 #include "config/cparam.h"
+#include "foundation/xstring.h"
 #include "support/log_capture.h"
+#include "support/sample_config.h"
 
+using sample::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using xCommon::xString;
 
 namespace {
-
-Json::Value json(std::string const& text) {
-    Json::Value value;
-    std::istringstream(text) >> value;
-    return value;
-}
 
 /// A parameter "u" with these further keys.
 CParam made(std::string const& keys) {
@@ -54,56 +50,45 @@ TEST(Parameter, Defaults) {
 }
 
 TEST(Parameter, WordsOfTypeAndOrder) {
-    struct Row {
-        char const* word;
-        int code;
-    };
-    Row const types[] = {
+    std::pair<char const*, int> const types[] = {
         {"", 0},      {"bit", 3},   {"i32", 5},      {"u32", 6},      {"str", 10},    {"i8", 15},     {"i16", 16},
         {"u8", 17},   {"u16", 18},  {"float16", 19}, {"float32", 23}, {"fixi16", 40}, {"fixu16", 41}, {"date_time", 42},
         {"str2", 43}, {"str4", 44}, {"str8", 45},    {"ma", 46},      {"m0a", 47},    {"m0r", 48},    {"m1", 49},
         {"m3", 50},   {"m6", 51},   {"m7", 52},      {"u24", 53},     {"i24", 54},    {"bcd32", 55}};
-    for (Row const& row : types) {
-        EXPECT_EQ(made(R"("value_type": ")" + std::string(row.word) + "\"").value_type, row.code) << row.word;
+    for (auto const& [word, code] : types) {
+        EXPECT_EQ(made(R"("value_type": ")" + std::string(word) + "\"").value_type, code) << word;
     }
-    Row const orders[] = {{"big_endian", 0}, {"little_endian", 1}, {"mid_big_endian", 2}, {"mid_little_endian", 3}};
-    for (Row const& row : orders) {
-        EXPECT_EQ(made(R"("word_order": ")" + std::string(row.word) + "\"").word_order, row.code) << row.word;
+    std::pair<char const*, int> const orders[] = {
+        {"big_endian", 0}, {"little_endian", 1}, {"mid_big_endian", 2}, {"mid_little_endian", 3}};
+    for (auto const& [word, code] : orders) {
+        EXPECT_EQ(made(R"("word_order": ")" + std::string(word) + "\"").word_order, code) << word;
     }
-    Row const refused[] = {
-        {R"("value_type": "float")", 0}, {R"("value_type": "U16")", 0}, {R"("value_type": " u16")", 0},
-        {R"("word_order": "")", 1},      {R"("word_order": "big")", 1}, {R"("word_order": 0)", 1},
-    };
-    for (Row const& row : refused) {
-        Json::Value const node = json("{" + std::string(row.word) + "}");
-        char const* const key = row.code == 0 ? "value_type" : "word_order";
-        EXPECT_EQ(refusal(row.word), "u : неопознанный " + std::string(key) + " = " + node[key].asString() + ".");
+    for (auto const& [key, value] : {std::pair{"value_type", "float"},
+                                     {"value_type", "U16"},
+                                     {"value_type", " u16"},
+                                     {"word_order", ""},
+                                     {"word_order", "big"},
+                                     {"word_order", "0"}}) {
+        EXPECT_EQ(refusal(std::string("\"") + key + "\": \"" + value + "\""),
+                  "u : неопознанный " + std::string(key) + " = " + value + ".");
     }
+    EXPECT_EQ(refusal(R"("word_order": 0)"), "u : неопознанный word_order = 0.");
 }
 
 TEST(Parameter, PrecisionIsOneMoreThanTheDigitsOfTheScale) {
-    struct Row {
-        char const* scale;
-        int precision;
-    };
-    Row const rows[] = {
+    std::pair<char const*, int> const rows[] = {
         {"1", 2},    {"1.0", 2},  {"10", 2},    {"1.5", 2},      {"0.5", 2},       {"0.1", 2},
         {"0.25", 3}, {"0.01", 3}, {"0.001", 4}, {"0.000001", 7}, {"0.0000001", 1}, {"0", 1},
         {"-0.1", 2}, {"-10", 1},  {"0.9", 2},   {"true", 2},     {"0.3333333", 7},
     };
-    for (Row const& row : rows) {
-        EXPECT_EQ(made(R"("scale": )" + std::string(row.scale)).precision, row.precision) << row.scale;
+    for (auto const& [scale, precision] : rows) {
+        EXPECT_EQ(made(R"("scale": )" + std::string(scale)).precision, precision) << scale;
     }
     EXPECT_EQ(refusal(R"("scale": -1e39)"), "неверный формат scale : отсутствует точка : -inf.");
 }
 
 TEST(Parameter, PublishedText) {
-    struct Row {
-        char const* keys;
-        char const* raw;
-        char const* published;
-    };
-    Row const rows[] = {
+    std::tuple<char const*, char const*, char const*> const rows[] = {
         {"", "123", "123"},
         {"", "", ""},
         {R"("unit": "V")", "", ""},
@@ -130,8 +115,8 @@ TEST(Parameter, PublishedText) {
         {R"("scale": 0.1)", "12abc", "1.20"},  // as far as it is one
         {R"("inverted": true)", "1", "1"},     // not for here
     };
-    for (Row const& row : rows) {
-        EXPECT_EQ(made(row.keys).format(row.raw), row.published) << row.keys << ' ' << row.raw;
+    for (auto const& [keys, raw, published] : rows) {
+        EXPECT_EQ(made(keys).format(raw), published) << keys << ' ' << raw;
     }
 }
 
@@ -147,12 +132,7 @@ TEST(Parameter, ScaledValuesTraceTheMemory) {
 }
 
 TEST(Parameter, RangeOfTheScaledValue) {
-    struct Row {
-        char const* keys;
-        char const* raw;
-        char const* line;  // null: may be published
-    };
-    Row const rows[] = {
+    std::tuple<char const*, char const*, char const*> const rows[] = {
         {"", "abc", nullptr},
         {R"("min": 0, "max": 100)", "", nullptr},
         {R"("min": 0, "max": 100, "scale": 0.1)", "1000", nullptr},
@@ -168,15 +148,14 @@ TEST(Parameter, RangeOfTheScaledValue) {
         {R"("max": 16777216)", "16777217", nullptr},
         {R"("min": 0, "max": 10, "correction": 100)", "10", nullptr},
     };
-    for (Row const& row : rows) {
+    for (auto const& [keys, raw, line] : rows) {
         LogCapture const log(false);
-        CParam param = made(row.keys);
-        EXPECT_EQ(param.check_value(row.raw), row.line == nullptr) << row.keys << ' ' << row.raw;
-        if (row.line == nullptr) {
-            EXPECT_THAT(log.entries(), IsEmpty()) << row.keys;
+        CParam param = made(keys);
+        EXPECT_EQ(param.check_value(raw), line == nullptr) << keys << ' ' << raw;
+        if (line == nullptr) {
+            EXPECT_THAT(log.entries(), IsEmpty()) << keys;
         } else {
-            EXPECT_THAT(log.entries(),
-                        ElementsAre("[3] [u] значение вне пределов диапазона : " + std::string(row.line)));
+            EXPECT_THAT(log.entries(), ElementsAre("[3] [u] значение вне пределов диапазона : " + std::string(line)));
         }
     }
     EXPECT_THROW(made(R"("min": 0)").check_value("abc"), std::invalid_argument);
@@ -185,12 +164,7 @@ TEST(Parameter, RangeOfTheScaledValue) {
 
 TEST(Parameter, ErrorPattern) {
     using Bytes = std::vector<unsigned char>;
-    struct Row {
-        char const* pattern;
-        Bytes data;
-        bool good;
-    };
-    Row const rows[] = {
+    std::tuple<char const*, Bytes, bool> const rows[] = {
         {"0xFFFF", {0xFF, 0xFF}, false},
         {"0xFFFF", {0xFF, 0xFE}, true},
         {"FFFF", {0xFF, 0xFF}, false},
@@ -203,64 +177,43 @@ TEST(Parameter, ErrorPattern) {
         {"0xFFFF", {}, false},
         {"", {0x00}, true},
     };
-    for (Row const& row : rows) {
-        CParam param = made(R"("error_value": ")" + std::string(row.pattern) + "\"");
-        EXPECT_EQ(param.check_error_value(row.data.data(), static_cast<int>(row.data.size())), row.good)
-            << row.pattern << ' ' << param.hexStr(row.data.data(), static_cast<int>(row.data.size()));
+    for (auto const& [pattern, data, good] : rows) {
+        CParam param = made(R"("error_value": ")" + std::string(pattern) + "\"");
+        EXPECT_EQ(param.check_error_value(data.data(), static_cast<int>(data.size())), good)
+            << pattern << ' ' << param.hexStr(data.data(), static_cast<int>(data.size()));
     }
     EXPECT_TRUE(made("").check_error_value(nullptr, 0));
     EXPECT_FALSE(made(R"("error_value": "FF")").check_error_value(nullptr, -1));
 }
 
 TEST(Parameter, OverlayReplacesWhatIsPresent) {
-    std::string const full =
+    CParam param = made(
         R"("value_type": "u16", "word_order": "little_endian", "read_only": false, "poll_interval": 1, "rto": 2,
            "sto": 3, "poll_reconnect": true, "scale": 0.1, "correction": 4, "inverted": true, "min": 5, "max": 6,
-           "unit": "V", "error_value": "0xAA", "debounce": 7, "enabled": true)";
-    CParam param = made(full);
-    Json::Value nothing = json("{}");
-    param.Compare(nothing);
-    EXPECT_EQ(param.value_type, vt_u16);
-
-    Json::Value one = json(R"({"unit": "A"})");
-    param.Compare(one);
-    EXPECT_EQ(param.unit, "A");
-    EXPECT_EQ(param.value_type, vt_u16);
-    EXPECT_EQ(param.word_order, 1);
-    EXPECT_FALSE(param.read_only);
-    EXPECT_EQ(param.rto, 2);
-    EXPECT_TRUE(param.poll_reconnect);
-    EXPECT_EQ(param.scale, 0.1F);
-    EXPECT_EQ(param.correction, 4);
-    EXPECT_TRUE(param.inverted);
-    EXPECT_EQ(param.error_value, "AA");
-    EXPECT_EQ(param.debounce, 7);
-
-    Json::Value all = json(R"({"name": "other", "type": "other", "enabled": false, "value_type": "i16",
-        "word_order": "big_endian", "read_only": true, "poll_interval": 11, "rto": 12, "sto": 13,
-        "poll_reconnect": false, "scale": 0.001, "correction": -4, "inverted": false, "min": 15, "max": 16,
-        "unit": "", "error_value": "0XBB", "debounce": 17})");
-    param.Compare(all);
+           "unit": "V", "error_value": "0xAA", "debounce": 7, "enabled": true)");
+    // Name, type, enabled, min, max and digits are left alone.
+    std::pair<char const*, char const*> const rows[] = {
+        {"{}", "u  on 5 6 2 : u16 1 rw 1 2 3 reconnects 0.100 4 inverted V AA 7"},
+        {R"({"unit": "A"})", "u  on 5 6 2 : u16 1 rw 1 2 3 reconnects 0.100 4 inverted A AA 7"},
+        {R"({"name": "other", "type": "other", "enabled": false, "value_type": "i16", "word_order": "big_endian",
+             "read_only": true, "poll_interval": 11, "rto": 12, "sto": 13, "poll_reconnect": false, "scale": 0.001,
+             "correction": -4, "inverted": false, "min": 15, "max": 16, "unit": "", "error_value": "0XBB",
+             "debounce": 17})",
+         "u  on 5 6 2 : i16 0 r 11 12 13  0.001 -4   BB 17"},
+    };
+    for (auto const& [overlay, left] : rows) {
+        Json::Value node = json(overlay);
+        param.Compare(node);
+        std::string const kept = xString::Format("%s %s %s %g %g %d : ", param.name, param.type,
+                                                 param.enabled ? "on" : "off", param.min, param.max, param.precision);
+        std::string const replaced =
+            xString::Format("%s %d %s %d %d %d %s %.3f %d %s %s %s %d", param.value_type == vt_u16 ? "u16" : "i16",
+                            param.word_order, param.read_only ? "r" : "rw", param.poll_interval, param.rto, param.sto,
+                            param.poll_reconnect ? "reconnects" : "", param.scale, param.correction,
+                            param.inverted ? "inverted" : "", param.unit, param.error_value, param.debounce);
+        EXPECT_EQ(kept + replaced, left) << overlay;
+    }
     EXPECT_EQ(param.value_type, vt_i16);
-    EXPECT_EQ(param.word_order, 0);
-    EXPECT_TRUE(param.read_only);
-    EXPECT_EQ(param.poll_interval, 11);
-    EXPECT_EQ(param.rto, 12);
-    EXPECT_EQ(param.sto, 13);
-    EXPECT_FALSE(param.poll_reconnect);
-    EXPECT_EQ(param.scale, 0.001F);
-    EXPECT_EQ(param.correction, -4);
-    EXPECT_FALSE(param.inverted);
-    EXPECT_EQ(param.unit, "");
-    EXPECT_EQ(param.error_value, "BB");
-    EXPECT_EQ(param.debounce, 17);
-    // What an overlay leaves alone.
-    EXPECT_EQ(param.name, "u");
-    EXPECT_EQ(param.type, "");
-    EXPECT_TRUE(param.enabled);
-    EXPECT_EQ(param.min, 5);
-    EXPECT_EQ(param.max, 6);
-    EXPECT_EQ(param.precision, 2);
 }
 
 TEST(Parameter, OverlayOfABareOneSwitchesTheFeaturesOn) {

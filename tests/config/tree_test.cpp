@@ -1,33 +1,28 @@
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <json/reader.h>
 
 #include "config/config.h"
 #include "config/constants.h"
 #include "config/cparam.h"
 #include "config/cport.h"
 #include "foundation/xexception.h"
+#include "foundation/xstring.h"
 #include "runtime/ibase.h"
 #include "support/log_capture.h"
+#include "support/sample_config.h"
 #include "support/temp_folder.h"
 
+using sample::json;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::HasSubstr;
 using Texts = std::vector<std::string>;
 
 namespace {
-
-Json::Value json(std::string const& text) {
-    Json::Value value;
-    std::istringstream(text) >> value;
-    return value;
-}
 
 /// A parameter that is faulty on demand, in its constructor and under an overlay.
 class Param : public CParam {
@@ -60,11 +55,13 @@ CBase* create_nothing(CBase* /*parent*/, Json::Value& /*node*/) {
     return nullptr;
 }
 
-CBFac const registrars[] = {{"tree.cdev", Device::create},
-                            {"tree.cparam", Param::create},
-                            {"tree-nothing.cparam", create_nothing},
-                            // Registered already: the first stands.
-                            {"tree.cparam", create_nothing}};
+CBFac const registrars[] = {
+    {"plain.cdev", [](CBase* parent, Json::Value& node) -> CBase* { return new CDev(parent, node); }},
+    {"tree.cdev", Device::create},
+    {"tree.cparam", Param::create},
+    {"tree-nothing.cparam", create_nothing},
+    // Registered already: the first stands.
+    {"tree.cparam", create_nothing}};
 
 Texts names_of(CBase const& node) {
     Texts names;
@@ -77,6 +74,12 @@ Texts names_of(CBase const& node) {
 std::unique_ptr<Config> load(std::string const& text) {
     Json::Value root = json(text);
     return std::unique_ptr<Config>(Config::Load(root));
+}
+
+/// A port's node with a device in it; `keys` are the port's further ones.
+Json::Value port_node(std::string const& type, std::string const& keys) {
+    return json(R"({"name": "p", "type": ")" + type + R"(", "devices": [{"name": "d", "type": "plain"}], )" + keys +
+                "}");
 }
 
 }  // namespace
@@ -101,13 +104,9 @@ TEST(Registry, EveryWordOfTheCoreIsThere) {
         EXPECT_EQ(CBFac::stone_map().count(word + ".cport"), 1U) << word;
         EXPECT_EQ(IBFac::stone_map().count(word + ".port"), 1U) << word;
     }
-    // Through the object library, or the linker would have left them out.
-    EXPECT_EQ(CBFac::stone_map().count("mb-rtu.cdev"), 1U);
-    EXPECT_EQ(CBFac::stone_map().count("mb-rtu.cparam"), 1U);
-    EXPECT_EQ(IBFac::stone_map().count("mb-rtu.dev"), 1U);
 }
 
-TEST(ListLoader, EachFaultCostsItsLineAndItself) {
+TEST(ListLoader, WhatIsLoadedAndToldOfAList) {
     std::string const nameless = "[3] [owner] Load : элемент без имени будет пропущен.";
     std::string const empty_list = "[3] [owner] Load : список пуст.";
     struct Row {
@@ -126,38 +125,11 @@ TEST(ListLoader, EachFaultCostsItsLineAndItself) {
          "tree",
          {"a"},
          {nameless, nameless, nameless, nameless}},
-        {"elements that are no objects",
-         R"({"list": [5, "b", null, [], [{"name": "c"}], true, 1.5, {"name": "a"}]})",
-         "tree",
-         {"a"},
-         {nameless, nameless, nameless, nameless, nameless, nameless, nameless}},
-        {"no type, the placeholder unfilled",
-         R"({"list": [{"name": "a"}, {"name": "b", "type": "tree"}, {"name": "c", "type": ""}]})",
-         "",
-         {"b"},
-         {"[3] [owner] Load : %s : элемент без типа будет пропущен.",
-          "[3] [owner] Load : %s : элемент без типа будет пропущен."}},
-        {"an unknown class",
-         R"({"list": [{"name": "50%s", "type": "no%d"}, {"name": "a"}]})",
-         "tree",
-         {"a"},
-         {"[3] [owner] Load : 50%s : тип элемента не найден : no%d.cparam. Элемент будет пропущен."}},
-        {"an exception of the creator",
-         R"({"list": [{"name": "a"}, {"name": "b", "fault": "причина %s"}, {"name": "c"}]})",
-         "tree",
-         {"a", "c"},
-         {"[3] [owner] tree.cparam : nnm : исключение при парсинге элемента : причина %s"}},
-        {"an exception of an overlay",
-         R"({"list": [{"name": "a"}, {"name": "a", "fault": "причина"}, {"name": "c"}]})",
-         "tree",
-         {"a", "c"},
-         {"[3] [owner] tree.cparam : a : исключение при парсинге элемента : причина"}},
         {"a creator that makes nothing",
          R"({"list": [{"name": "a", "type": "tree-nothing"}]})",
          "tree",
          {},
          {empty_list}},
-        {"the same name twice", R"({"list": [{"name": "a"}, {"name": "b"}, {"name": "a"}]})", "tree", {"a", "b"}, {}},
         {"an overlay under a word without a class",
          R"({"list": [{"name": "a"}, {"name": "a", "type": "nosuch"}]})",
          "tree",
@@ -239,31 +211,22 @@ TEST(Tree, ValuesComeDownFromTheParent) {
     CBase const& set = *config->ports.children[1];
     CBase const& heir = *set.children.at(0);
     CBase const& own = *set.children.at(1);
-    struct Row {
-        char const* guards;
-        CBase const* node;
-        char const* type;
-        bool enabled;
-        int poll_interval, rto, sto;
-        bool poll_reconnect;
+    std::tuple<char const*, CBase const&, char const*> const rows[] = {
+        {"a port of its own defaults", bare, "base.null on 60 500 500"},
+        {"a parameter under it", *bare.children[0]->children[0], "tree on 60 500 500"},
+        {"a port's own", set, "base.null on 10 11 12 reconnects"},
+        {"a device takes the port's", heir, "tree on 10 11 12 reconnects"},
+        {"a parameter takes them through", *heir.children[0], "tree on 10 11 12 reconnects"},
+        {"a device's own", own, "tree off 10 21 12"},
+        {"a parameter takes the device's", *own.children[0], "tree off 10 21 12"},
+        {"a parameter's own", *own.children[1], "tree on 300 21 0 reconnects"},
     };
-    Row const rows[] = {
-        {"a port of its own defaults", &bare, "base.null", true, 60, 500, 500, false},
-        {"a parameter under it", bare.children[0]->children[0].get(), "tree", true, 60, 500, 500, false},
-        {"a port's own", &set, "base.null", true, 10, 11, 12, true},
-        {"a device takes the port's", &heir, "tree", true, 10, 11, 12, true},
-        {"a parameter takes them through", heir.children[0].get(), "tree", true, 10, 11, 12, true},
-        {"a device's own", &own, "tree", false, 10, 21, 12, false},
-        {"a parameter takes the device's", own.children[0].get(), "tree", false, 10, 21, 12, false},
-        {"a parameter's own", own.children[1].get(), "tree", true, 300, 21, 0, true},
-    };
-    for (Row const& row : rows) {
-        EXPECT_EQ(row.node->type, row.type) << row.guards;
-        EXPECT_EQ(row.node->enabled, row.enabled) << row.guards;
-        EXPECT_EQ(row.node->poll_interval, row.poll_interval) << row.guards;
-        EXPECT_EQ(row.node->rto, row.rto) << row.guards;
-        EXPECT_EQ(row.node->sto, row.sto) << row.guards;
-        EXPECT_EQ(row.node->poll_reconnect, row.poll_reconnect) << row.guards;
+    for (auto const& [guards, node, values] : rows) {
+        EXPECT_EQ(
+            xCommon::xString::Format("%s %s %d %d %d%s", node.type, node.enabled ? "on" : "off", node.poll_interval,
+                                     node.rto, node.sto, node.poll_reconnect ? " reconnects" : ""),
+            values)
+            << guards;
     }
     EXPECT_EQ(set.parent, nullptr);
     EXPECT_EQ(own.parent, &set);
@@ -271,107 +234,83 @@ TEST(Tree, ValuesComeDownFromTheParent) {
 }
 
 TEST(Tree, IntervalAndAClockSetBack) {
-    struct Row {
-        char const* guards;
-        long long last_poll;
-        int interval;
-        long long now;
-        bool due;
-    };
-    Row const rows[] = {
+    std::tuple<char const*, long long, int, long long, bool> const rows[] = {
         {"never polled", 0, 60, 1000000, true},  {"one second short", 1000, 60, 1059, false},
         {"to the second", 1000, 60, 1060, true}, {"late", 1000, 60, 5000, true},
         {"set back", 1000, 60, 999, true},       {"every pass", 1000, 0, 1000, true},
     };
     CBase node("n");
-    for (Row const& row : rows) {
-        node.last_poll = row.last_poll;
-        node.poll_interval = row.interval;
-        EXPECT_EQ(node.is_due(row.now), row.due) << row.guards;
+    for (auto const& [guards, last_poll, interval, now, due] : rows) {
+        node.last_poll = last_poll;
+        node.poll_interval = interval;
+        EXPECT_EQ(node.is_due(now), due) << guards;
     }
 }
 
 TEST(Root, BrokerAndLogSettings) {
-    struct Row {
-        char const* root;
-        char const* url;
-        int port;
-        int max_size;
-        bool is_debug;
-        bool quiet = false;
+    std::pair<char const*, char const*> const rows[] = {
+        {R"({"x": 1})", "127.0.0.1 1883 5"},
+        {R"({"mqtt": {"url": "10.0.0.1"}})", "10.0.0.1 0 5"},  // not 1883
+        {R"({"mqtt": null, "mqtt_url": "b", "log": null})", "b 1883 5"},
+        {R"({"mqtt": {"port": 1884}})", "127.0.0.1 1884 5"},
+        {R"({"mqtt": {"url": "a", "port": 1}, "mqtt_url": "b", "mqtt_port": 2})", "a 1 5"},
+        {R"({"mqtt_url": "b"})", "b 1883 5"},
+        {R"({"mqtt_url": "b", "mqtt_port": 2})", "b 2 5"},
+        {R"({"mqtt_port": 2})", "127.0.0.1 1883 5"},  // read beside mqtt_url alone
+        {R"({"log": {"max_size": 7, "is_debug": true}})", "127.0.0.1 1883 7 debug"},
+        {R"({"log": {"is_debug": true}, "log_maxsize": 9})", "127.0.0.1 1883 5 debug"},
+        {R"({"log_maxsize": 9, "log_debug": true})", "127.0.0.1 1883 9 debug"},
+        {R"({"log": {"quiet": true}, "log_quiet": false})", "127.0.0.1 1883 5 quiet"},
+        {R"({"log": {}, "log_quiet": true})", "127.0.0.1 1883 5"},
+        {R"({"log_quiet": true})", "127.0.0.1 1883 5 quiet"},
+        {R"({"log_debug": true})", "127.0.0.1 1883 5"},  // read beside log_maxsize alone
     };
-    Row const rows[] = {
-        {R"({"x": 1})", "127.0.0.1", 1883, 5, false},
-        {R"({"mqtt": {"url": "10.0.0.1"}})", "10.0.0.1", 0, 5, false},  // not 1883
-        {R"({"mqtt": null, "mqtt_url": "b", "log": null})", "b", 1883, 5, false},
-        {R"({"mqtt": {"port": 1884}})", "127.0.0.1", 1884, 5, false},
-        {R"({"mqtt": {"url": "a", "port": 1}, "mqtt_url": "b", "mqtt_port": 2})", "a", 1, 5, false},
-        {R"({"mqtt_url": "b"})", "b", 1883, 5, false},
-        {R"({"mqtt_url": "b", "mqtt_port": 2})", "b", 2, 5, false},
-        {R"({"mqtt_port": 2})", "127.0.0.1", 1883, 5, false},  // read beside mqtt_url alone
-        {R"({"log": {"max_size": 7, "is_debug": true}})", "127.0.0.1", 1883, 7, true},
-        {R"({"log": {"is_debug": true}, "log_maxsize": 9})", "127.0.0.1", 1883, 5, true},
-        {R"({"log_maxsize": 9, "log_debug": true})", "127.0.0.1", 1883, 9, true},
-        {R"({"log": {"quiet": true}, "log_quiet": false})", "127.0.0.1", 1883, 5, false, true},
-        {R"({"log": {}, "log_quiet": true})", "127.0.0.1", 1883, 5, false},
-        {R"({"log_quiet": true})", "127.0.0.1", 1883, 5, false, true},
-        {R"({"log_debug": true})", "127.0.0.1", 1883, 5, false},  // read beside log_maxsize alone
-    };
-    for (Row const& row : rows) {
-        auto const config = load(row.root);
-        ASSERT_NE(config, nullptr) << row.root;
-        EXPECT_EQ(config->mqtt.url, row.url) << row.root;
-        EXPECT_EQ(config->mqtt.port, row.port) << row.root;
-        EXPECT_EQ(config->log.max_size, row.max_size) << row.root;
-        EXPECT_EQ(config->log.is_debug, row.is_debug) << row.root;
-        EXPECT_EQ(config->log.quiet, row.quiet) << row.root;
+    for (auto const& [root, settings] : rows) {
+        auto const config = load(root);
+        ASSERT_NE(config, nullptr) << root;
+        EXPECT_EQ(xCommon::xString::Format("%s %d %d%s%s", config->mqtt.url, config->mqtt.port, config->log.max_size,
+                                           config->log.is_debug ? " debug" : "", config->log.quiet ? " quiet" : ""),
+                  settings)
+            << root;
     }
 }
 
-TEST(Root, BrokerThatCannotBeReadRefusesTheFile) {
-    for (char const* text : {R"({"mqtt": {}})", R"({"mqtt": []})", R"({"mqtt": "10.0.0.1"})"}) {
+TEST(Root, FaultySettingsOfBrokerOrLogRefuseTheFile) {
+    std::string const no_broker = "tcp_set : конфиг не содержит настроек TCP/MQTT";
+    for (auto const& [text, reason] : {std::pair{R"({"mqtt": {}})", no_broker},
+                                       {R"({"mqtt": []})", no_broker},
+                                       {R"({"mqtt": "10.0.0.1"})", no_broker},
+                                       {R"({"log": 5})", ""},
+                                       {R"({"log": {"max_size": "5"}})", ""},
+                                       {R"({"log_maxsize": []})", ""}}) {
         LogCapture const log(false);
         EXPECT_EQ(load(text), nullptr) << text;
-        EXPECT_THAT(log.entries(),
-                    ElementsAre("[3] [ostrand::Config] exception : tcp_set : конфиг не содержит настроек TCP/MQTT"));
-    }
-}
-
-TEST(Root, FaultyLogSettingsRefuseTheFile) {
-    for (char const* text : {R"({"log": 5})", R"({"log": {"max_size": "5"}})", R"({"log_maxsize": []})"}) {
-        LogCapture const log(false);
-        EXPECT_EQ(load(text), nullptr) << text;
-        EXPECT_EQ(log.count("[3] [ostrand::Config] exception : "), 1) << text;
+        ASSERT_EQ(log.entries().size(), 1U) << text;
+        EXPECT_THAT(log.entries()[0], testing::StartsWith("[3] [ostrand::Config] exception : " + reason)) << text;
     }
 }
 
 TEST(Root, NamesThatTheBrokerCannotTellApart) {
     std::string const long_name(22, 'n');
-    struct Row {
-        char const* guards;
-        std::string first, second;
-        bool second_enabled;
-        int lines;
-    };
-    Row const rows[] = {
+    std::tuple<char const*, std::string, std::string, bool, int> const rows[] = {
         {"23 bytes alike", long_name + "n1", long_name + "n2", true, 1},
         {"no byte left for chance", long_name, long_name, true, 1},
         {"one is off", long_name + "n1", long_name + "n2", false, 0},
         {"a random byte each", long_name.substr(1), long_name.substr(1), true, 0},
         {"different before the cut", long_name + "1x", long_name + "2x", true, 0},
     };
-    for (Row const& row : rows) {
+    for (auto const& [guards, first, second, second_enabled, lines] : rows) {
         LogCapture const log(false);
         Json::Value root;
-        for (std::string const& name : {row.first, row.second}) {
+        for (std::string const& name : {first, second}) {
             Json::Value port = json(R"({"type": "base.null", "devices": [{"name": "d", "type": "tree"}]})");
             port["name"] = name;
             root["ports"].append(port);
         }
-        root["ports"][1]["enabled"] = row.second_enabled;
+        root["ports"][1]["enabled"] = second_enabled;
         std::unique_ptr<Config> const config(Config::Load(root));
         EXPECT_EQ(config->ports.children.size(), 2U);
-        EXPECT_EQ(log.count("одинаковый идентификатор клиента MQTT"), row.lines) << row.guards;
+        EXPECT_EQ(log.count("одинаковый идентификатор клиента MQTT"), lines) << guards;
     }
 }
 
@@ -393,26 +332,97 @@ TEST(Root, PortsKeepTheOrderOfTheFileAndKnowTheRoot) {
 
 TEST(Root, FileWithoutContentIsRefused) {
     TempFolder const folder;
-    struct Row {
-        char const* content;
-        char const* reason;
-    };
-    Row const rows[] = {
+    std::pair<char const*, char const*> const rows[] = {
         {"{}", "exception : пустой файл конфигурации."},
         {"[]", "exception : пустой файл конфигурации."},
         {R"({"ports": []})", "exception : список портов пуст."},
         {R"({"ports": [{"name": "p", "type": "base.null"}]})", "exception : список портов пуст."},
         {"{", "driver.json"},
     };
-    for (Row const& row : rows) {
+    for (auto const& [content, reason] : rows) {
         LogCapture const log(false);
-        std::unique_ptr<Config> const config(Config::Load(folder.write("driver.json", row.content)));
-        EXPECT_EQ(config, nullptr) << row.content;
-        EXPECT_TRUE(log.has(row.reason)) << row.content;
+        std::unique_ptr<Config> const config(Config::Load(folder.write("driver.json", content)));
+        EXPECT_EQ(config, nullptr) << content;
+        EXPECT_TRUE(log.has(reason)) << content;
     }
     std::string const good = folder.write("driver.json", R"({"ports": [{"name": "p", "type": "base.null", "devices": [
         {"name": "d", "type": "tree", "params": [{"name": "a"}]}]}]})");
     std::unique_ptr<Config> const config(Config::Load(good));
     ASSERT_NE(config, nullptr);
     EXPECT_THAT(names_of(config->ports), ElementsAre("p"));
+}
+
+TEST(PortNode, KeysOfEachTransport) {
+    // The type, its keys, and what is read : URL, port, path of the line, name at the bridge.
+    std::tuple<char const*, char const*, char const*> const rows[] = {
+        {"base.tcp", R"("tcp": {"url": "h", "port": 502})", "h 502 - -"},
+        {"base.tcp", R"("tcp": {"url": "h"}, "url": "flat", "port": 7)", "h 0 - -"},
+        {"base.tcp", R"("tcp": {"port": 502})", "127.0.0.1 502 - -"},
+        {"base.tcp", R"("url": "flat", "port": 7)", "flat 7 - -"},
+        {"base.tcp", R"("x": 1)", " -1 - -"},
+        {"base.z2t", R"("zigbee": {"address": "0x12"})", " -1 - p_0x12-"},
+        {"base.rs", R"("rs": {"path": "/dev/ttyS1"}, "url": "flat")", " -1 /dev/ttyS1- -"},
+        {"base.null", R"("rs": 5, "tcp": 5, "zigbee": 5, "url": 5)", " -1 - -"},
+        {"base", R"("rs": 5, "tcp": 5, "zigbee": 5, "url": [])", " -1 - -"},
+    };
+    for (auto const& [type, more, read] : rows) {
+        Json::Value node = port_node(type, more);
+        CPort const port(node);
+        EXPECT_EQ(xCommon::xString::Format("%s %d %s- %s-", port.url, port.port, port.rs.path, port.z2t_id), read)
+            << type << more;
+        EXPECT_EQ(port.children.size(), 1U);
+    }
+}
+
+TEST(PortNode, DriversOwnPortsLoadTheirDevicesThemselves) {
+    LogCapture const log(false);
+    Json::Value serial = port_node("dlms.rs.old", R"("rs": {"path": "/dev/ttyS1"})");
+    CPort const port(serial);
+    EXPECT_EQ(port.rs.path, "/dev/ttyS1");
+    EXPECT_TRUE(port.children.empty());
+    Json::Value tcp = json(R"({"name": "p", "type": "dlms.tcp", "url": "h", "port": 4059})");
+    EXPECT_EQ(CPort(tcp).port, 4059);
+    EXPECT_TRUE(log.entries().empty());
+}
+
+TEST(PortNode, DeviceOfATopicIsTheFirstWhoseNameLiesInIt) {
+    Json::Value node = json(R"({"name": "p", "type": "base.null", "devices": [
+        {"name": "m1", "type": "plain"}, {"name": "m10", "type": "plain"}, {"name": "k", "type": "plain"}]})");
+    CPort port(node);
+    std::pair<char const*, char const*> const rows[] = {
+        {"/devices/m1/controls/a/on", "m1"},
+        {"/devices/m10/controls/a/on", "m1"},
+        {"x/devices/k", "k"},
+        {"/devices/m2/controls/k", "none"},
+        {"m1", "none"},
+        {"", "none"},
+    };
+    for (auto const& [topic, device] : rows) {
+        CBase const* const found = port.get_device(topic);
+        EXPECT_EQ(found != nullptr ? found->name : "none", device) << topic;
+    }
+}
+
+TEST(DeviceNode, KeysOfItsOwn) {
+    Json::Value node = json(R"({"name": "d", "rs": {"baudrate": 19200}, "display_name": "Насос"})");
+    CDev const personal(nullptr, node);
+    EXPECT_TRUE(personal.personal_rs);
+    EXPECT_EQ(personal.rs.baudrate, 19200U);
+    EXPECT_EQ(personal.rs.path, "");
+    EXPECT_EQ(personal.display_name, "Насос");
+    for (char const* text : {R"({"name": "d"})", R"({"name": "d", "rs": null})"}) {
+        node = json(text);
+        EXPECT_FALSE(CDev(nullptr, node).personal_rs) << text;
+    }
+}
+
+TEST(DeviceNode, AllParamsIsForModbusAlone) {
+    for (auto const& [word, taken] : {std::pair{"mb-tcp", true}, std::pair{"mb-rtu", true}, std::pair{"dcon", false},
+                                      std::pair{"mb-rtu2", false}, std::pair{"MB-RTU", false}}) {
+        Json::Value node = json(R"({"name": "d", "all_params": true, "type": ")" + std::string(word) + "\"}");
+        EXPECT_EQ(CDev(nullptr, node).all_params, taken) << word;
+    }
+    // Where it isn't read its type doesn't matter either.
+    Json::Value node = json(R"({"name": "d", "type": "dcon", "all_params": []})");
+    EXPECT_FALSE(CDev(nullptr, node).all_params);
 }

@@ -1,98 +1,43 @@
+// Modbus devices: what their dialogues, which are scenarios, don't show.
+
 #include <chrono>
 #include <filesystem>
-#include <memory>
 #include <string>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "config/config.h"
+#include "config/constants.h"
 #include "config/process.h"
-#include "drivers/mbrtu/config.h"
-#include "drivers/mbrtu/device.h"
-#include "runtime/port_base.h"
+#include "drivers/modbus/device.h"
 #include "support/driver_rig.h"
 #include "support/log_capture.h"
 #include "support/sample_config.h"
 #include "support/temp_folder.h"
 
+using testing::ElementsAre;
+
 namespace {
 
-/// One slave with one parameter on a port without a line, whose every exchange is answered with the 16-bit value 5 of
-/// slave 17: 11 03 02 00 05 B9 84.
-class Slave {
+constexpr char one_u16[] = R"({"name": "a", "reg_addr": 1, "value_type": "u16"})";
+
+constexpr char as_set[] = R"(, "all_params": true)";
+
+/// Slave 17.
+class Slave : public DriverRig {
  public:
-    explicit Slave(std::string const& param_keys) {
-        Json::Value root = sample::json(R"({"ports": [{"name": "p", "type": "base.null", "devices": [
-            {"name": "d", "type": "mb-rtu", "sid": 17, "params": [{"name": "u", "reg_addr": 1)" +
-                                        (param_keys.empty() ? "" : ", " + param_keys) + "}]}]}]}");
-        config_.reset(Config::Load(root));
-        port_ = std::make_unique<PortBase>(nullptr, dynamic_cast<CPort*>(config_->ports.children.at(0).get()));
+    explicit Slave(std::string const& params, std::string const& keys = "", std::string const& type = "mb-rtu")
+        : DriverRig(R"({"name": "d", "sid": 17, "type": ")" + type + R"(", "params": [)" + params + "]" + keys + "}") {}
+
+    modbus::device& device() { return dev<modbus::device>(); }
+    /// One poll, of the set or of the first parameter, far enough behind the last that all is due.
+    bool poll() {
+        device().cfg->last_poll += 100000;
+        return device().poll_param(device().cfg->all_params ? nullptr : &param<CParam>());
     }
-
-    mbrtu::dev& dev() { return dynamic_cast<mbrtu::dev&>(*port_->devices.at(0)); }
-    mbrtu::c_param& param() { return dynamic_cast<mbrtu::c_param&>(*dev().cfg->children.at(0)); }
-
- private:
-    std::unique_ptr<Config> config_;
-    std::unique_ptr<PortBase> port_;
 };
 
 }  // namespace
-
-TEST(MbRtuDevice, OfAnAnswerCutShortOnlyItsHeaderIsTraced) {
-    struct Row {
-        char const* type;
-        char const* request;
-        char const* reply;
-        char const* header;
-    };
-    for (Row const& row : {Row{"mb-rtu", "05 03 00 10 00 01 84 4B", "05 03 02 04 D2",
-                               "[1] [p] dev_mb_rtu::get_response : заголовок RTU : 05 03 02"},
-                           {"mb-tcp", "00 01 00 00 00 06 05 03 00 10 00 01", "00 01 00 00 00 05 05 03 02",
-                            "[1] [p] dev_mb_tcp::get_response : заголовок TCP : 00 01 00 00 00 05"}}) {
-        DriverRig rig(std::string(R"({"name": "d", "sid": 5, "type": ")") + row.type +
-                      R"(", "params": [{"name": "a", "reg_addr": 16, "value_type": "u16"}]})");
-        rig.line().script.on(row.request, row.reply);
-        LogCapture const log;
-        PH::IsPrintHex = true;
-        EXPECT_FALSE(rig.dev<modbus::device>().poll_param(&rig.param<CParam>()));
-        PH::IsPrintHex = false;
-        EXPECT_EQ(log.count(row.header), 1);
-        EXPECT_EQ(log.count("get_response : ответ"), 0);
-    }
-}
-
-TEST(MbRtuDevice, OneExchange) {
-    struct Row {
-        char const* guards;
-        char const* keys;
-        bool is_ok;
-        char const* value;
-    };
-    Row const rows[] = {
-        {"a value", R"("value_type": "u16")", true, "5"},
-        {"through its expression", R"("value_type": "u16", "converter_read": "value * 2")", true, "10"},
-        {"an expression that gives nothing", R"("value_type": "u16", "converter_read": "''")", true, ""},
-        {"the error pattern", R"("value_type": "u16", "error_value": "0x0005")", false, ""},
-        {"another pattern", R"("value_type": "u16", "error_value": "0x05")", true, "5"},
-        // Of a reply that is two bytes short the CRC counts as data: 00 05 B9 84.
-        {"a reply too short for the type", R"("value_type": "u32")", true, "375172"},
-        {"held back at first", R"("value_type": "u16", "debounce": 10)", true, ""},
-    };
-    for (Row const& row : rows) {
-        LogCapture const log(false);
-        Slave slave(row.keys);
-        BaseResult const result = slave.dev().get_response(&slave.param());
-        EXPECT_TRUE(result.is_crc_ok) << row.guards;
-        EXPECT_EQ(result.is_ok, row.is_ok) << row.guards;
-        EXPECT_EQ(result.result, row.value) << row.guards;
-        EXPECT_EQ(log.has("[2] [u] получено ошибочное значение : 0005 : error_value = 0005."), !row.is_ok)
-            << row.guards;
-    }
-    Slave slave("");
-    EXPECT_FALSE(slave.dev().get_response(nullptr).is_crc_ok);
-    EXPECT_FALSE(slave.dev().poll_param(nullptr));
-}
 
 // No transport here raises; the guards are for one that does.
 TEST(ModbusDevice, ATransportThatRaises) {
@@ -111,55 +56,101 @@ TEST(ModbusDevice, ATransportThatRaises) {
     for (Row const& row : rows) {
         SCOPED_TRACE(testing::Message() << row.type << row.set << row.in_write);
         LogCapture const log;
-        DriverRig rig(std::string(R"({"name": "d", "sid": 17, "type": ")") + row.type +
-                      R"(", "params": [{"name": "u", "reg_addr": 1, "value_type": "u16"}], "all_params": )" +
-                      (row.set ? "true}" : "false}"));
-        rig.line().writes_raise = row.in_write;
-        rig.line().reads_raise = !row.in_write;
-        auto& slave = rig.dev<modbus::device>();
-        slave.ProcConnect();
-        slave.cfg->last_poll = 1000000;
-        EXPECT_EQ(slave.poll_param(row.set ? nullptr : &rig.param<CParam>()), row.set && row.restarts == 0);
-        EXPECT_EQ(log.count("Ошибка выполнения запроса MB-RTU. Попытка переподключения: true"), row.reopened);
-        EXPECT_EQ(log.count("исключение при опросе : no line"), row.restarts);
-        EXPECT_EQ(slave.errors, row.failed);
+        Slave slave(one_u16, row.set ? as_set : "", row.type);
+        slave.line().writes_raise = row.in_write;
+        slave.line().reads_raise = !row.in_write;
+        slave.device().ProcConnect();
+        EXPECT_EQ(slave.poll(), row.set && row.restarts == 0);
+        EXPECT_EQ(log.count("[4] [d_17] Ошибка выполнения запроса MB-RTU. Попытка переподключения: true"),
+                  row.reopened);
+        EXPECT_EQ(log.count(row.set ? "[3] [d_17] исключение при опросе : no line"
+                                    : "[3] [a] исключение при опросе : no line"),
+                  row.restarts);
+        EXPECT_EQ(slave.device().errors, row.failed);
     }
+    Slave slave(one_u16);
+    EXPECT_FALSE(slave.device().get_response(nullptr).is_crc_ok);
+    EXPECT_FALSE(slave.device().poll_param(nullptr));
 }
 
-TEST(MbRtuDevice, FaultOfAPollTouchesTheConfiguration) {
+TEST(ModbusDevice, FaultOfAPollTouchesTheConfiguration) {
     TempFolder const folder;
     auto const long_ago = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
     struct Row {
-        char const* file;  // in the folder, null: none is known
+        char const* file;
         char const* keys;
-        char const* line;  // null: a good poll
+        bool set;
+        bool good;
     };
-    Row const rows[] = {
-        {"plain.json", R"("value_type": "str8")",
-         "[3] [u] исключение при опросе : u # буфер слишком мал для значения."},
-        {"a blank's; $(touch no).json", R"("value_type": "u16", "converter_read": "throw 'x'")",
-         "[3] [u] исключение при опросе : x"},
-        {nullptr, R"("value_type": "date_time")", "[3] [u] исключение при опросе : u # недопустимый value_type"},
-        {"good.json", R"("value_type": "u16")", nullptr},
-    };
+    Row const rows[] = {{"plain.json", R"("value_type": "str8")", false, false},
+                        {"a blank's; $(touch no).json", R"("value_type": "date_time")", true, false},
+                        {"good.json", R"("value_type": "u16")", false, true}};
     for (Row const& row : rows) {
-        LogCapture const log(false);
-        Slave slave(row.keys);
-        std::string path;
-        if (row.file != nullptr) {
-            path = folder.write(row.file, "{}");
-            std::filesystem::last_write_time(path, long_ago);
-        }
-        cfg_name = path;
-        EXPECT_EQ(slave.dev().poll_param(&slave.param()), row.line == nullptr);
+        Slave slave(R"({"name": "u", "reg_addr": 1, )" + std::string(row.keys) + "}", row.set ? as_set : "");
+        slave.line().script.otherwise({.hex = "11 03 02 00 05 B9 84"});
+        slave.device().ProcConnect();
+        cfg_name = folder.write(row.file, "{}");
+        std::filesystem::last_write_time(cfg_name, long_ago);
+        EXPECT_EQ(slave.poll(), row.good);
+        EXPECT_TRUE(!row.good || slave.device().get_response(&slave.param<modbus::c_param>()).is_crc_ok);
+        EXPECT_EQ(std::filesystem::last_write_time(cfg_name) > long_ago, !row.good) << row.file;
         cfg_name.clear();
-        if (row.line != nullptr) {
-            EXPECT_TRUE(log.has(row.line));
-        }
-        if (row.file != nullptr) {
-            EXPECT_EQ(std::filesystem::last_write_time(path) > long_ago, row.line != nullptr) << row.file;
-        }
     }
     auto const files = std::filesystem::directory_iterator(folder.path());
     EXPECT_EQ(std::distance(begin(files), end(files)), 3);  // and no other file came of it
+}
+
+TEST(ModbusDevice, PausesAreTakenFromTheDeviceAndCutTo16Bits) {
+    constexpr char params[] = R"({"name": "a", "reg_addr": 1}, {"name": "b", "reg_addr": "0x10", "poll_delay": 7},
+        {"name": "c", "reg_addr": 70000, "poll_delay": 65537}, {"name": "m", "reg_addr": 1, "poll_delay": -65000})";
+    LogCapture const log(false);
+    Slave device(params, R"(, "poll_delay": 70000)");
+    struct Row {
+        int reg_addr;
+        int poll_delay;
+    };
+    Row const rows[] = {{1, 4464}, {16, 7}, {4464, 1}, {1, 0}};
+    for (size_t index = 0; index < 4; ++index) {
+        auto const& param = device.param<modbus::c_param>(index);
+        EXPECT_EQ(param.reg_addr, rows[index].reg_addr) << param.name;
+        EXPECT_EQ(param.poll_delay, rows[index].poll_delay) << param.name;
+    }
+    Slave hasty(params, R"(, "poll_delay": -1)");
+    EXPECT_EQ(hasty.param<modbus::c_param>().poll_delay, 0);
+    std::string const line = "[3] [m] poll_delay = -65000 : недопустимое значение, принято 0.";
+    EXPECT_THAT(log.entries(),
+                ElementsAre(line, "[3] [d_17] poll_delay = -1 : недопустимое значение, принято 0.", line));
+}
+
+TEST(RegisterSets, OnlyWithoutAnIntervalAParameterComesTwiceAfterAReconnection) {
+    Slave sets(one_u16 + std::string(R"(, {"name": "b", "reg_addr": 1, "value_type": "u16", "poll_interval": 60})"),
+               as_set, "mb-tcp");
+    sets.device().ProcConnect();
+    sets.param<modbus::c_param>(0).poll_interval = 0;
+    sets.device().ProcConnect();
+    sets.line().script.on("00 01 00 00 00 06 11 03 00 01 00 01", "00 01 00 00 00 05 11 03 02 00 07");
+    EXPECT_TRUE(sets.poll());
+    EXPECT_THAT(sets.published(), ElementsAre("a=7", "b=7", "a=7"));
+    sets.line().writes_fail = true;
+    LogCapture const log;
+    EXPECT_TRUE(sets.poll());
+    EXPECT_EQ(log.count("[3] [d_17] ответ НЕ получен [-1:12] : timeout"), 1);
+
+    Slave last(R"({"name": "a", "reg_addr": 65535, "value_type": "u32"})", as_set);
+    EXPECT_THAT([&] { last.device().ProcConnect(); },
+                testing::ThrowsMessage<std::exception>("Параметр a имеет недопустимый тип"));
+}
+
+TEST(Device, WithoutAPortItIsRefused) {
+    char const* const rows[][2] = {
+        {"mb-rtu", "#d : ctor : не указан порт."},  {"mb-tcp", "#d : ctor : не указан порт."},
+        {"dcon", "#d : ctor : не указан порт."},    {"merc230", "#d : ctor : не указан порт."},
+        {"set-4tm", "#d : ctor : не указан порт."}, {"milur", "milur::c_dev::ctor : #d : не указан порт."},
+        {"snmp", "#d : ctor : не указан порт."}};
+    for (auto const& [type, reason] : rows) {
+        Json::Value node = sample::json(R"({"name": "d", "sid": 5})");
+        EXPECT_THAT([&] { CBFac::stone_map().at(std::string(type) + suffix_cdev)(nullptr, node); },
+                    testing::ThrowsMessage<std::exception>(reason))
+            << type;
+    }
 }

@@ -6,6 +6,7 @@
 
 #include "ctl/line/hex.h"
 #include "drivers/mbrtu/config.h"
+#include "drivers/mbrtu/pdu.h"
 
 namespace {
 
@@ -142,7 +143,7 @@ TEST(ModbusValue, ReadOnlyTypesAndRoundings) {
     }
 }
 
-TEST(ModbusValue, TooFewBytesAreRefused) {
+TEST(ModbusValue, BytesAndRegistersOfEachType) {
     struct Row {
         int value_type;
         size_t needed;
@@ -151,25 +152,26 @@ TEST(ModbusValue, TooFewBytesAreRefused) {
                         {vt_float16, 2}, {vt_fixi16, 2}, {vt_fixu16, 2},  {vt_str2, 2}, {vt_i32, 4},
                         {vt_u32, 4},     {vt_str4, 4},   {vt_float32, 4}, {vt_str8, 8}};
     for (Row const& row : rows) {
-        for (int const order : {big, little, mid_big, mid_little}) {
-            mbrtu::c_param const param = made(row.value_type, order);
-            for (size_t size = 1; size < row.needed; ++size) {
-                EXPECT_EQ(decoded(param, hex::Bytes(size, 0x31)), "u # буфер слишком мал для значения.")
-                    << row.value_type << ' ' << size;
-            }
-            EXPECT_NE(decoded(param, hex::Bytes(row.needed, 0x31)), "u # буфер слишком мал для значения.");
-            EXPECT_EQ(decoded(param, {}), "u # пустое значение.") << row.value_type;
+        mbrtu::c_param param = made(row.value_type, big);
+        for (size_t size = 1; size < row.needed; ++size) {
+            EXPECT_EQ(decoded(param, hex::Bytes(size, 0x31)), "u # буфер слишком мал для значения.")
+                << row.value_type << ' ' << size;
         }
+        EXPECT_NE(decoded(param, hex::Bytes(row.needed, 0x31)), "u # буфер слишком мал для значения.");
+        EXPECT_EQ(decoded(param, {}), "u # пустое значение.") << row.value_type;
+        EXPECT_EQ(mbrtu::pdu::getRegNum(&param), (row.needed + 1) / 2) << row.value_type;
+        EXPECT_EQ(mbrtu::pdu::getWriteFunCode(&param), row.needed > 2 ? 16 : 6) << row.value_type;
+        param.reg_type = modbus::reg_status;
+        EXPECT_EQ(mbrtu::pdu::getRegNum(&param), 1) << row.value_type;
     }
     unsigned char const byte = 1;
     EXPECT_THROW(made(vt_bit, big).GetValueFromBuffer(nullptr, 8), std::exception);
     EXPECT_THROW(made(vt_bit, big).GetValueFromBuffer(&byte, -1), std::exception);
-}
-
-TEST(ModbusValue, TypesThatARegisterCannotHold) {
     for (int const type : {vt_none, vt_str, vt_date_time, vt_ma, vt_m0a, vt_m7, vt_u24, vt_i24, vt_bcd32}) {
-        EXPECT_EQ(decoded(made(type, big), hex::Bytes(8, 0)), "u # недопустимый value_type") << type;
-        EXPECT_EQ(encoded(made(type, big), "1"), "u # недопустимый value_type.") << type;
+        mbrtu::c_param const param = made(type, big);
+        EXPECT_EQ(decoded(param, hex::Bytes(8, 0)), "u # недопустимый value_type") << type;
+        EXPECT_EQ(encoded(param, "1"), "u # недопустимый value_type.") << type;
+        EXPECT_EQ(mbrtu::pdu::getRegNum(&param), 1) << type;
     }
     for (int const type : {vt_i8, vt_u8, vt_fixi16, vt_fixu16}) {
         EXPECT_EQ(encoded(made(type, big), "1"), "u # недопустимый value_type.") << type;

@@ -1,10 +1,11 @@
-// The VKT-7 driver without a line: the nine requests, what is made of the answers, and every way in which they fail.
+// The VKT-7 driver without a line: what is made of the answers, and every way in which they fail.
 
 #include <array>
+#include <exception>
 #include <filesystem>
-#include <set>
-#include <stdexcept>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -37,37 +38,7 @@ std::string data_reply(std::string const& text) {
     return hex::with_crc16(hex::text(bytes));
 }
 
-std::string repeated(std::string const& text, int times) {
-    std::string result;
-    for (int time = 0; time < times; ++time) {
-        result += text;
-    }
-    return result;
-}
-
-/// Eight texts, then precisions of these digits.
-std::string properties(std::vector<int> const& digits) {
-    std::string text = repeated("02 00 AA BB C0 00 ", 8);
-    for (int const value : digits) {
-        text += hex::text(std::array{static_cast<unsigned char>(value)}) + " C0 00 ";
-    }
-    return data_reply(text);
-}
-
-std::string active(std::vector<int> const& numbers) {
-    std::string text;
-    for (int const number : numbers) {
-        text += hex::text(std::array{static_cast<unsigned char>(number)}) + " 00 00 40 04 00 ";
-    }
-    return data_reply(text);
-}
-
-constexpr char version_byte[] = "30";
 const std::string written = hex::with_crc16("01 10 3F FF 00 00");
-
-std::string param(std::string const& keys) {
-    return R"({"name": "v", )" + keys + "}";
-}
 
 class Heat : public DriverRig {
  public:
@@ -86,125 +57,40 @@ class Heat : public DriverRig {
     }
     vkt7rtu::dev& calculator() { return dev<vkt7rtu::dev>(); }
 
-    std::array<std::string, steps> replies = {written,
-                                              data_reply(repeated("00 ", 61) + version_byte),
-                                              hex::with_crc16("01 10 3F FD 00 00"),
-                                              written,
-                                              properties({0, 1, 2, 3, 4, 5, 6, 7}),
-                                              hex::with_crc16("01 10 3F FD 00 00"),
-                                              active({3, 19}),
-                                              written,
-                                              data_reply("D2 04 00 00 C0 00")};
+    std::array<std::string, steps> replies = {
+        written,
+        data_reply("00 00"),
+        hex::with_crc16("01 10 3F FD 00 00"),
+        written,
+        data_reply(
+            "00 00 C0 00 00 00 C0 00 00 00 C0 00 00 00 C0 00 00 00 C0 00 00 00 C0 00 00 00 C0 00 00 00 C0 00 00 C0 00 "
+            "01 C0 00"),
+        hex::with_crc16("01 10 3F FD 00 00"),
+        data_reply("03 00 00 40 04 00 13 00 00 40 04 00"),
+        written,
+        data_reply("D2 04 00 00 C0 00")};
 
  private:
     size_t step_ = 0;
     long long now_ = 0;
 };
 
-class RaisingTran : public ScriptTran {
- public:
-    using ScriptTran::ScriptTran;
-    int read(unsigned char* /*buffer*/, int /*count*/) override { throw 1; }
-};
-
 }  // namespace
 
-TEST(Vkt7, TheNineRequests) {
-    LogCapture const log;
-    Heat heat(param(R"("reg_addr": 3)"), R"(, "poll_delay": 1)");
-    EXPECT_THAT(heat.poll(), ElementsAre("v=123.4"));
-    EXPECT_THAT(
-        heat.line().sent,
-        ElementsAre("01 10 3F FF 00 00 CC 80 00 00 00 60 A8", "01 03 3F FE 00 00 28 2E",
-                    "01 10 3F FD 00 00 02 06 00 7E E2",
-                    "01 10 3F FF 00 00 60 2C 00 00 40 07 00 2D 00 00 40 07 00 2E 00 00 40 07 00 2F 00 00 40 07 00 30 "
-                    "00 00 40 07 00 35 00 00 40 07 00 37 00 00 40 07 00 38 00 00 40 07 00 39 00 00 40 01 00 3B 00 00 "
-                    "40 01 00 3C 00 00 40 01 00 3D 00 00 40 01 00 42 00 00 40 01 00 46 00 00 40 01 00 45 00 00 40 01 "
-                    "00 4C 00 00 40 01 00 22 58",
-                    "01 03 3F FE 00 00 28 2E", "01 10 3F FD 00 00 02 05 00 7E 12", "01 03 3F FC 00 00 89 EE",
-                    "01 10 3F FF 00 00 06 03 00 00 40 04 00 5F 55", "01 03 3F FE 00 00 28 2E"));
-    EXPECT_EQ(dynamic_cast<vkt7rtu::c_dev&>(*heat.calculator().cfg).server_version, 0x30);
-    for (auto const& [line, count] :
-         std::vector<std::pair<char const*, int>>{{"[4] [v] Версия сервера: 0x30", 1},
-                                                  {"[4] [v] Свойство: [quality: 0xc0, alarm: 0x00]", 8},
-                                                  {"[4] [v] Точность: [0x07, quality: 0xc0, alarm: 0x00]", 1},
-                                                  {"[4] [v] Регистр [0x03], размер: [0x04]", 1},
-                                                  {"[4] [v] Регистр [0x13]", 0},  // the search has ended
-                                                  {"[4] [v] Байт качества: 0xc0, байт нештатных ситуаций: 0x00", 1}}) {
-        EXPECT_EQ(log.count(line), count) << line;
-    }
-}
-
 TEST(Vkt7, KindAndDigitsOfEveryRegister) {
-    std::vector<std::set<int>> const by_precision = {{0, 1, 2, 14, 15, 16, 22, 23, 24, 36},
-                                                     {3, 4, 5},
-                                                     {6, 7, 8},
-                                                     {9, 10, 31, 32},
-                                                     {12, 13, 17, 18},
-                                                     {28, 29, 30},
-                                                     {25, 26, 27},
-                                                     {34, 35, 39, 40}};
-    std::set<int> const kind_4 = {0,  1,  2,  9,  10, 14, 15, 16, 19, 20, 21, 22,
-                                  23, 24, 31, 32, 36, 41, 42, 43, 77, 78, 81, 82};
-    std::set<int> const kind_5 = {3, 4, 5, 6, 7, 8, 11, 12, 13, 17, 18, 25, 26, 27, 28, 29, 30, 33, 34, 35, 39, 40};
-    std::set<int> const floats = {19, 20, 21, 41, 42, 43, 81};
-    for (int number = 0; number <= 300; ++number) {
-        SCOPED_TRACE(number);
-        LogCapture const log(false);
-        Heat heat(param(R"("reg_addr": )" + std::to_string(number)));
-        heat.replies[4] = properties({1, 2, 3, 4, 5, 6, 7, 8});
-        heat.replies[6] = active({number});
-        heat.replies[8] = data_reply("15 CD 5B 07 C0 00");
-        std::vector<std::string> const published = heat.poll();
-        if (!kind_4.contains(number) && !kind_5.contains(number)) {
-            EXPECT_THAT(published, ElementsAre("v!"));
-            EXPECT_EQ(heat.line().sent.size(), 5U);
-            EXPECT_EQ(log.count("] не используется при получении (итоговых) текущих значений"), 1);
-            continue;
+    // Number, kind, precision, and whether it is a float.
+    constexpr char rows[] =
+        "0:40 1:40 2:40 3:51 4:51 5:51 6:52 7:52 8:52 9:43 10:43 11:5- 12:54 13:54 14:40 15:40 16:40 17:54 "
+        "18:54 19:4-f 20:4-f 21:4-f 22:40 23:40 24:40 25:56 26:56 27:56 28:55 29:55 30:55 31:43 32:43 33:5- "
+        "34:57 35:57 36:40 39:57 40:57 41:4-f 42:4-f 43:4-f 77:4- 78:4- 81:4-f 82:4- ";
+    std::string found;
+    for (unsigned short number = 0; number <= 300; ++number) {
+        if (vkt7rtu::RegisterRow const* const row = vkt7rtu::find_register(number)) {
+            std::string const digits = row->precision < 0 ? "-" : std::to_string(row->precision);
+            found += std::to_string(number) + ":" + std::to_string(row->kind) + digits + (row->is_float ? "f " : " ");
         }
-        std::string expected = floats.contains(number) ? "0.000000" : "123456789";
-        for (size_t precision = 0; precision < by_precision.size(); ++precision) {
-            if (by_precision[precision].contains(number)) {
-                expected.insert(expected.size() - precision - 1, ".");
-            }
-        }
-        EXPECT_THAT(published, ElementsAre("v=" + expected));
-        EXPECT_EQ(heat.line().sent.at(5).substr(21, 2), kind_4.contains(number) ? "04" : "05");
     }
-}
-
-TEST(Vkt7, Values) {
-    struct Row {
-        int reg_addr;
-        int digits;
-        char const* reply;
-        char const* published;
-    };
-    Row const rows[] = {
-        {3, 0, "D2 04 C0 00", "v=1234"},
-        {3, 2, "D2 04 C0 00", "v=12.34"},
-        {3, 2, "05 00 C0 00", "v=0.05"},
-        {3, 2, "07 00 C0 00", "v=0.07"},
-        {3, 2, "0C 00 C0 00", "v=.12"},
-        {3, 3, "0C 00 C0 00", "v=0.012"},
-        {3, 1, "FF FF C0 00", "v=6553.5"},
-        {3, 0, "FF FF FF FF C0 00", "v=4294967295"},
-        {3, 0, "01 02 03 C0 00", "v!"},
-        {3, 2, "01 02 03 C0 00", "v=0.00"},  // a size that no number has
-        {3, 0, "C0 00", "v!"},
-        {3, 2, "00 00 FF FF", "v=0.00"},  // the flags decide nothing
-        {19, 2, "00 00 C0 3F C0 00", "v=1.500000"},
-        {19, 2, "00 00 C0 BF 99 C0 00", "v=-1.500000"},
-        {19, 2, "00 00 C0 7F C0 00", "v=nan"},
-        {19, 2, "00 00 C0", "v!"},
-        {19, 2, "00 00 C0 3F", "v=1.500000"},  // whose count tells two bytes
-    };
-    for (Row const& row : rows) {
-        Heat heat(param(R"("reg_addr": )" + std::to_string(row.reg_addr)));
-        heat.replies[4] = properties({row.digits, row.digits});
-        heat.replies[8] = data_reply(row.reply);
-        EXPECT_THAT(heat.poll(), ElementsAre(row.published)) << row.reply << " with " << row.digits;
-    }
+    EXPECT_EQ(found, rows);
 }
 
 TEST(Vkt7, EveryStepCanFail) {
@@ -223,60 +109,56 @@ TEST(Vkt7, EveryStepCanFail) {
         {"FF " + written, "операция НЕ выполнена : не совпадают sid"},
         {written + " FF", "ответ НЕ получен : не совпали CRC."},
     };
+    Heat heat(R"({"name": "v", "reg_addr": 3})");
     for (size_t step = 0; step < steps; ++step) {
         for (Row const& row : rows) {
             SCOPED_TRACE(testing::Message() << step << " " << row.reply);
             LogCapture const log(false);
-            Heat heat(param(R"("reg_addr": 3)"));
-            heat.replies.at(step) = row.reply;
+            std::string const good = std::exchange(heat.replies.at(step), row.reply);
             EXPECT_THAT(heat.poll(), ElementsAre("v!"));
             EXPECT_EQ(heat.line().sent.size(), step + 1);
-            EXPECT_EQ(heat.port().errors, 1);
             EXPECT_THAT(log.entries(), ElementsAre(std::string("[3] [v] ") + row.line));
-            heat.replies.at(step) = Heat(param(R"("reg_addr": 3)")).replies.at(step);
+            heat.replies.at(step) = good;
             EXPECT_THAT(heat.poll(), ElementsAre("v=123.4"));
         }
     }
-}
-
-TEST(Vkt7, ALineThatTakesNothingOrRaises) {
     LogCapture const log(false);
-    Heat heat(param(R"("reg_addr": 3)"));
     heat.line().writes_fail = true;
     EXPECT_THAT(heat.poll(), ElementsAre("v!"));
-    heat.port().tran = std::make_unique<RaisingTran>(heat.port().cport);
-    heat.port().tran->open();
-    heat.calculator().Poll(1000000);
-    EXPECT_THAT(heat.published(), ElementsAre("v!"));
+    heat.line().writes_fail = false;
+    heat.line().reads_raise = true;
+    EXPECT_THAT(heat.poll(), ElementsAre("v!"));
     EXPECT_THAT(log.entries(), ElementsAre("[3] [v] ошибка записи в rs-порт, записано [-1] байт",
                                            "[3] [v] общая ошибка чтения/записи порта"));
+    EXPECT_EQ(heat.port().errors, static_cast<int>(steps * std::size(rows) + 2));
 }
 
-TEST(Vkt7, ALyingByteCountOfAReplyEndsNoDialogue) {
-    struct Row {
-        size_t step;
-        char const* count;
-        char const* published;
+TEST(Vkt7, RepliesThatLieOrLackTheRegister) {
+    auto const with_count = [](std::string reply, char const* count) {
+        return hex::with_crc16(reply.replace(6, 2, count).substr(0, reply.size() - 6));
     };
-    // Without precisions there is no point; a value of a size that no number has is none.
-    for (Row const& row :
-         {Row{4, "00", "v=1234"}, {4, "FF", "v=123.4"}, {6, "FF", "v=123.4"}, {8, "00", "v=0.0"}, {8, "FF", "v=0.0"}}) {
-        Heat heat(param(R"("reg_addr": 3)"));
-        std::string reply = heat.replies.at(row.step).replace(6, 2, row.count);
-        heat.replies.at(row.step) = hex::with_crc16(reply.substr(0, reply.size() - 6));
-        EXPECT_THAT(heat.poll(), ElementsAre(row.published)) << row.step << " " << row.count;
-    }
-}
-
-TEST(Vkt7, RegistersThatTheCalculatorDoesNotList) {
-    for (std::string const& list :
-         {active({4, 19}), active({}), data_reply("03 00"), hex::with_crc16("01 03 00 03 00 00 40 04 00")}) {
+    constexpr char absent[] = "[3] [v] В перечне активных элементов адрес [0x03] не найден";
+    Heat heat(R"({"name": "v", "reg_addr": 3})");
+    std::tuple<size_t, std::string, char const*> const rows[] = {
+        // Without precisions there is no point; a value of a size that no number has is none.
+        {4, with_count(heat.replies[4], "00"), "v=1234"},
+        {4, with_count(heat.replies[4], "FF"), "v=123.4"},
+        {6, with_count(heat.replies[6], "FF"), "v=123.4"},
+        {8, with_count(heat.replies[8], "00"), "v=0.0"},
+        {8, with_count(heat.replies[8], "FF"), "v=0.0"},
+        {6, data_reply("04 00 00 40 04 00 13 00 00 40 04 00"), absent},
+        {6, data_reply(""), absent},
+        {6, data_reply("03 00"), absent},
+        {6, hex::with_crc16("01 03 00 03 00 00 40 04 00"), absent},
+    };
+    for (auto const& [step, reply, outcome] : rows) {
         LogCapture const log(false);
-        Heat heat(param(R"("reg_addr": 3)"));
-        heat.replies[6] = list;
-        EXPECT_THAT(heat.poll(), ElementsAre("v!"));
-        EXPECT_EQ(heat.line().sent.size(), 7U);
-        EXPECT_THAT(log.entries(), ElementsAre("[3] [v] В перечне активных элементов адрес [0x03] не найден"));
+        std::string const good = std::exchange(heat.replies.at(step), reply);
+        std::vector<std::string> const published = heat.poll();
+        EXPECT_EQ(log.entries().empty() ? published : log.entries(), std::vector<std::string>{outcome}) << reply;
+        EXPECT_EQ(published == std::vector<std::string>{"v!"}, outcome == absent);
+        EXPECT_EQ(heat.line().sent.size(), outcome == absent ? 7U : steps);
+        heat.replies.at(step) = good;
     }
 }
 
@@ -291,9 +173,11 @@ TEST(Vkt7, LyingByteCounts) {
     };
     vkt7rtu::RegisterRow const plain = *vkt7rtu::find_register(3);
     vkt7rtu::RegisterRow const fraction = *vkt7rtu::find_register(19);
-    std::vector<std::string> const contents = {repeated("02 00 AA BB C0 00 ", 8) + repeated("07 C0 00 ", 8),
-                                               repeated("03 00 00 40 02 00 ", 3), "D2 04 C0 00", "D2 04 00 00 C0 00",
-                                               ""};
+    std::string const texts =
+        "00 00 C0 00 00 00 C0 00 02 00 AA BB C0 00 00 00 C0 00 00 00 C0 00 00 00 C0 00 00 00 C0 00 00 00 C0 00 ";
+    std::vector<std::string> const contents = {texts + "07 C0 00 07 C0 00 07 C0 00",
+                                               "03 00 00 40 02 00 03 00 00 40 02 00", "D2 04 C0 00",
+                                               "D2 04 00 00 C0 00", ""};
     for (std::string const& content : contents) {
         for (int count = 0; count < 256; ++count) {
             hex::Bytes const frame =
@@ -316,27 +200,48 @@ TEST(Vkt7, LyingByteCounts) {
     struct Row {
         char const* frame;
         vkt7rtu::RegisterRow const& row;
+        int digits;
         char const* text;
         char const* line = nullptr;
     };
     constexpr char cut[] = "[3] [v] ответ короче объявленного : значение НЕ получено.";
-    for (Row const& row :
-         {Row{"01 03 00 12 34", plain, "0.00"}, Row{"01 03 01 D2 12 34", plain, "0.00"},
-          Row{"01 03 FF D2 04 00 00 12 34", plain, "0.00"}, Row{"01 03 04 D2 12 34", plain, "", cut},
-          Row{"01 03 06 D2 04 00 12 34", plain, "", cut}, Row{"01 03 06 D2 04 00 00 12 34", plain, "12.34"},
-          Row{"01 03 00 00 00 C0 3F 12 34", fraction, "1.500000"},
-          Row{"01 03 06 00 00 C0 12 34", fraction, "",
-              "[3] [v] ответ короче числа с плавающей точкой : значение НЕ получено."}}) {
-        LogCapture const log;
-        EXPECT_EQ(Decoder::value(log_param, bytes(row.frame), row.row, 2), row.text) << row.frame;
+    constexpr char no_float[] = "[3] [v] ответ короче числа с плавающей точкой : значение НЕ получено.";
+    Row const rows[] = {
+        {"01 03 04 D2 04 C0 00 12 34", plain, 0, "1234"},
+        {"01 03 04 D2 04 C0 00 12 34", plain, 2, "12.34"},
+        {"01 03 04 05 00 C0 00 12 34", plain, 2, "0.05"},
+        {"01 03 04 0C 00 C0 00 12 34", plain, 2, ".12"},
+        {"01 03 04 0C 00 C0 00 12 34", plain, 3, "0.012"},
+        {"01 03 04 FF FF C0 00 12 34", plain, 1, "6553.5"},
+        {"01 03 06 FF FF FF FF C0 00 12 34", plain, 0, "4294967295"},
+        {"01 03 05 01 02 03 C0 00 12 34", plain, 0, ""},
+        {"01 03 05 01 02 03 C0 00 12 34", plain, 2, "0.00"},  // a size that no number has
+        {"01 03 02 C0 00 12 34", plain, 0, ""},
+        {"01 03 04 00 00 FF FF 12 34", plain, 2, "0.00"},  // the flags decide nothing
+        {"01 03 00 12 34", plain, 2, "0.00"},
+        {"01 03 01 D2 12 34", plain, 2, "0.00"},
+        {"01 03 FF D2 04 00 00 12 34", plain, 2, "0.00"},
+        {"01 03 04 D2 12 34", plain, 2, "", cut},
+        {"01 03 06 D2 04 00 12 34", plain, 2, "", cut},
+        {"01 03 06 D2 04 00 00 12 34", plain, 2, "12.34"},
+        {"01 03 06 00 00 C0 3F C0 00 12 34", fraction, 2, "1.500000"},
+        {"01 03 07 00 00 C0 BF 99 C0 00 12 34", fraction, 2, "-1.500000"},
+        {"01 03 06 00 00 C0 7F C0 00 12 34", fraction, 2, "nan"},
+        {"01 03 04 00 00 C0 3F 12 34", fraction, 2, "1.500000"},
+        {"01 03 00 00 00 C0 3F 12 34", fraction, 2, "1.500000"},
+        {"01 03 06 00 00 C0 12 34", fraction, 2, "", no_float},
+    };
+    for (Row const& row : rows) {
+        LogCapture const log(false);
+        EXPECT_EQ(Decoder::value(log_param, bytes(row.frame), row.row, row.digits), row.text) << row.frame;
         EXPECT_EQ(log.entries(), row.line != nullptr ? std::vector<std::string>{row.line} : std::vector<std::string>());
     }
     // More than sixteen properties, and fewer.
-    std::string const texts = repeated("00 00 C0 00 ", 8);
-    hex::Bytes const many = bytes(data_reply(texts + repeated("09 C0 00 ", 60)));
-    EXPECT_EQ(Decoder::precisions(log_param, many), (Decoder::Precisions{9, 9, 9, 9, 9, 9, 9, 9}));
-    hex::Bytes const few = bytes(data_reply(texts + "03 C0 00 04"));
-    EXPECT_EQ(Decoder::precisions(log_param, few), (Decoder::Precisions{3, 4}));
+    EXPECT_EQ(
+        Decoder::precisions(log_param, bytes(data_reply(texts + "01 C0 00 02 C0 00 03 C0 00 04 C0 00 05 C0 00 06 C0 00 "
+                                                                "07 C0 00 08 C0 00 09 C0 00 09 C0 00"))),
+        (Decoder::Precisions{1, 2, 3, 4, 5, 6, 7, 8}));
+    EXPECT_EQ(Decoder::precisions(log_param, bytes(data_reply(texts + "03 C0 00 04"))), (Decoder::Precisions{3, 4}));
 }
 
 TEST(Vkt7Config, RegisterKindsAndOverlays) {
@@ -369,36 +274,15 @@ TEST(Vkt7Config, RegisterKindsAndOverlays) {
                             "атрибут 'reg_addr'."));
 }
 
-TEST(Vkt7, ParametersOfOtherClasses) {
-    LogCapture const log(false);
-    // Without a type of its own it is a Modbus parameter, whose bit kind means nothing here.
-    Heat heat(R"({"name": "m", "reg_addr": 3, "reg_type": "holding-bit", "bh_list": [{"name": "x", "offset": 1}]},
-                 {"name": "f", "type": "emera", "cmd": "A"})");
-    EXPECT_THAT(heat.poll(), ElementsAre("m=123.4"));
-    EXPECT_EQ(heat.port().errors, 1);
-    EXPECT_THAT(log.entries(), ElementsAre("[3] [f] параметр не является параметром ВКТ-7 : опрос пропущен."));
-    EXPECT_FALSE(heat.calculator().poll_param(nullptr));
-    xCommon::ByteList out;
-    EXPECT_THROW(pdu::read_data(out, 1, nullptr), std::exception);
-    try {
-        pdu::write_values(out, 1, nullptr, 4);
-        ADD_FAILURE();
-    } catch (std::exception const& e) {
-        EXPECT_STREQ(e.what(), "pdu::write_values : param == (nil)");
-    }
-    EXPECT_TRUE(out.empty());
-}
-
-TEST(Vkt7, BitsArePublishedAsBitsAndAFaultTouchesTheConfiguration) {
+TEST(Vkt7, AFaultThatNothingExplainsTouchesTheConfiguration) {
     TempFolder const folder;
     cfg_name = folder.write("driver.json", "{}");
     auto const long_ago = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
     std::filesystem::last_write_time(cfg_name, long_ago);
     LogCapture const log(false);
-    Heat heat(param(R"("type": "vkt7-rtu", "reg_addr": 3, "reg_type": "input-bit",
-                       "bh_list": [{"name": "x", "offset": 1}])"));
+    Heat heat(R"({"name": "v", "type": "vkt7-rtu", "reg_addr": 3, "reg_type": "input-bit",
+                  "bh_list": [{"name": "x", "offset": 1}]})");
     EXPECT_THAT(heat.poll(), IsEmpty()) << "its bits have topics of their own";
-    EXPECT_EQ(heat.port().errors, 0);
     EXPECT_EQ(std::filesystem::last_write_time(cfg_name), long_ago);
     // Of just as many digits as the precision has: ".7", which is no whole number.
     heat.replies[8] = data_reply("07 00 C0 00");
@@ -409,6 +293,13 @@ TEST(Vkt7, BitsArePublishedAsBitsAndAFaultTouchesTheConfiguration) {
     cfg_name.clear();
     heat.replies[8].clear();
     EXPECT_THAT(heat.poll(), ElementsAre("v!"));
+
+    EXPECT_FALSE(heat.calculator().poll_param(nullptr));
+    xCommon::ByteList out;
+    EXPECT_THROW(pdu::read_data(out, 1, nullptr), std::exception);
+    EXPECT_THAT([&] { pdu::write_values(out, 1, nullptr, 4); },
+                testing::ThrowsMessage<std::exception>("pdu::write_values : param == (nil)"));
+    EXPECT_TRUE(out.empty());
 }
 
 TEST(Vkt7, CommandsAreTakenAndDropped) {
@@ -419,12 +310,6 @@ TEST(Vkt7, CommandsAreTakenAndDropped) {
                  {"name": "i", "type": "vkt7-rtu", "reg_addr": 5, "reg_type": "input-bit", "read_only": false,
                   "bh_list": [{"name": "x", "offset": 1}]}, {"name": "f", "type": "emera", "cmd": "A", "read_only": false})",
               R"(, "poll_reconnect": true)");
-    heat.calculator().ProcConnect();
-    for (char const* control : {"off", "b_x", "i"}) {
-        EXPECT_EQ(log.count("[4] [heat_1] subscribe on : /devices/heat_1/controls/" + std::string(control) + "/on."),
-                  1);
-    }
-    EXPECT_EQ(log.count("subscribe on"), 3);
     struct Row {
         char const* control;
         char const* payload;

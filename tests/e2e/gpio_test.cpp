@@ -36,6 +36,32 @@ std::string topic(std::string const& channel) {
     return sample::value_topic("g", channel);
 }
 
+class Gpio : public testing::Test {
+ protected:
+    Broker broker;
+    MqttProbe probe{broker.port()};
+    Daemon daemon{Daemon::Image::testable};
+};
+
+class GpioInterrupts : public Gpio {
+ protected:
+    void SetUp() override {
+        if (!tree.is_mounted()) {
+            GTEST_SKIP() << "this machine doesn't let the test mount a FUSE file system";
+        }
+        std::filesystem::create_directory_symlink(folder.file("sys"), daemon.folder().file("sys"));
+    }
+    /// Its files are gone with the tree.
+    void TearDown() override {
+        if (tree.is_mounted()) {
+            daemon.stop();
+        }
+    }
+
+    TempFolder const folder;
+    GpioFuse tree{folder.path(), {3, 4, 5}};
+};
+
 /// Waits until two whole turns of the worker are over, seen by a line of its own.
 void settle(GpioTree const& tree, MqttProbe const& probe, int marker) {
     for (int time = 0; time < 2; ++time) {
@@ -48,10 +74,7 @@ void settle(GpioTree const& tree, MqttProbe const& probe, int marker) {
 
 }  // namespace
 
-TEST(Gpio, LinesThatArePolled) {
-    Broker broker;
-    MqttProbe probe(broker.port());
-    Daemon daemon(Daemon::Image::testable);
+TEST_F(Gpio, LinesThatArePolled) {
     GpioTree const tree(daemon.folder().path(), {1, 2, 3, 4, 5});
     tree.set_level(1, '1');
     probe.publish(topic("water_total"), "12.5", 2, true);
@@ -120,10 +143,7 @@ TEST(Gpio, LinesThatArePolled) {
     EXPECT_TRUE(probe.wait_for(topic("water_total"), "20.010", limit));
 }
 
-TEST(Gpio, ATotalThatIsNoNumberEndsTheProcess) {
-    Broker broker;
-    MqttProbe probe(broker.port());
-    Daemon daemon(Daemon::Image::testable);
+TEST_F(Gpio, ATotalThatIsNoNumberEndsTheProcess) {
     GpioTree const tree(daemon.folder().path(), {3});
     probe.publish(topic("water_total"), "many", 2, true);
     daemon.start_with(gpio_only(broker.port(), 100, R"({"name": "water", "gpio": 3, "type": "water"})"));
@@ -135,28 +155,20 @@ TEST(Gpio, ATotalThatIsNoNumberEndsTheProcess) {
     EXPECT_TRUE(MqttProbe(broker.port(), topic("water_total")).wait_for(topic("water_total"), "many", limit));
 }
 
-TEST(Gpio, InterruptsTakeThePlaceOfPolling) {
-    TempFolder const folder;
-    GpioFuse tree(folder.path(), {3, 4});
-    if (!tree.is_mounted()) {
-        GTEST_SKIP() << "this machine doesn't let the test mount a FUSE file system";
-    }
-    Broker broker;
-    MqttProbe probe(broker.port());
-    Daemon daemon(Daemon::Image::testable);
-    std::filesystem::create_directory_symlink(folder.file("sys"), daemon.folder().file("sys"));
+TEST_F(GpioInterrupts, TakeThePlaceOfPolling) {
     Json::Value const config = gpio_only(broker.port(), 500, R"({"name": "door", "gpio": 4, "edge": "both"},
         {"name": "water", "gpio": 3, "type": "water", "scale": 0.01, "edge": "both"})");
     daemon.start_with(config);
 
     ASSERT_TRUE(probe.wait_for(topic("door"), "0", limit)) << daemon.log().text();
-    ASSERT_TRUE(tree.wait_touches(3, 2, limit)) << "polled as long as it raises no interrupt";
+    ASSERT_TRUE(tree.wait(3, limit, [](auto const& line) { return line.touches >= 2; }))
+        << "polled as long as it raises no interrupt";
     std::string const unexport = daemon.folder().file("sys/class/gpio/unexport");
     EXPECT_EQ(daemon.log().count(3, "door", "io_base.write : не удалось записать в файл : " + unexport + " = 4."), 1);
     EXPECT_EQ(daemon.log().count(3, "door", "не удалось un-экспортировать канал : 4."), 1) << "it wasn't exported";
     EXPECT_EQ(daemon.log().count("epoll_ctl"), 0);
-    EXPECT_EQ(tree.direction(3), "in");
-    EXPECT_EQ(tree.edge(3), "both");
+    EXPECT_EQ(tree.line(3).direction, "in");
+    EXPECT_EQ(tree.line(3).edge, "both");
     // An edge that falls into the moment of a poll is taken by it.
     std::string const gone = daemon.folder().file("sys/class/gpio/gpio4/value") + " : таймер снят : ";
     for (int time = 0; time < 10 && daemon.log().count(gone) == 0; ++time) {
@@ -171,33 +183,24 @@ TEST(Gpio, InterruptsTakeThePlaceOfPolling) {
     for (int pulse = 0; pulse < pulses; ++pulse) {
         for (char const level : {'1', '0'}) {
             tree.set_level(3, level);
-            ASSERT_TRUE(tree.wait_read(3, limit)) << "pulse " << pulse;
+            ASSERT_TRUE(tree.wait(3, limit, [](auto const& line) { return line.read; })) << "pulse " << pulse;
         }
-        touches = pulse == pulses / 2 ? tree.touches(3) : touches;
+        touches = pulse == pulses / 2 ? tree.line(3).touches : touches;
     }
     EXPECT_TRUE(probe.wait_for(topic("water_total"), "10.000", limit))
         << probe.last(topic("water_total")).value_or("-");
     EXPECT_EQ(probe.count(topic("water_total")), pulses);
-    EXPECT_EQ(tree.touches(3), touches);
+    EXPECT_EQ(tree.line(3).touches, touches);
     EXPECT_EQ(daemon.log().count("таймер снят"), 2) << "once for each line";
 }
 
-TEST(Gpio, OutputsStayOnOverARestart) {
-    TempFolder const folder;
-    GpioFuse tree(folder.path(), {5});
-    if (!tree.is_mounted()) {
-        GTEST_SKIP() << "this machine doesn't let the test mount a FUSE file system";
-    }
-    Broker broker;
-    MqttProbe probe(broker.port());
-    Daemon daemon(Daemon::Image::testable);
-    std::filesystem::create_directory_symlink(folder.file("sys"), daemon.folder().file("sys"));
+TEST_F(GpioInterrupts, OutputsStayOnOverARestart) {
     Json::Value const config =
         gpio_only(broker.port(), 50, R"({"name": "pump", "gpio": 5, "direction": "output", "edge": "both"})");
     daemon.start_with(config);
     ASSERT_TRUE(probe.wait_for(topic("pump"), "0", limit)) << daemon.log().text();
-    EXPECT_EQ(tree.direction(5), "out");
-    EXPECT_EQ(tree.edge(5), "none");
+    EXPECT_EQ(tree.line(5).direction, "out");
+    EXPECT_EQ(tree.line(5).edge, "none");
     probe.publish(topic("pump") + "/on", "1");
     ASSERT_TRUE(probe.wait_for(topic("pump"), "1", limit));
     daemon.stop();

@@ -1,6 +1,5 @@
 // SNMP agents through the real binary: Debian's snmpd, and a socket that never answers.
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -25,7 +24,6 @@ using testing::Not;
 namespace {
 
 constexpr auto limit = seconds(20);
-constexpr char timed_out[] = "poll_param : ошибка при опросе : Timeout.";
 
 /// A port with one device of the same name.
 Json::Value snmp_port(std::string const& name, std::string const& url, char const* keys = "") {
@@ -83,17 +81,12 @@ TEST(Snmp, EveryTypeInBothVersions) {
     MqttProbe probe(broker.port());
     Daemon daemon;
     Json::Value config = sample::root(broker.port());
-    std::vector<Json::Value> ports = {snmp_port("v2", agent.peer()), snmp_port("v1", agent.peer(), R"(, "version": 3)"),
-                                      snmp_port("stranger", agent.peer(), R"(, "community": "public", "rto": 50)")};
-    for (Json::Value& port : ports) {
+    for (std::string const device : {"v2", "v1"}) {
+        Json::Value port = snmp_port(device, agent.peer(), device == "v1" ? R"(, "version": 3)" : "");
         for (size_t index = 0; index < rows.size(); ++index) {
             add_param(port, rows[index].name, SnmpAgent::oid(index), rows[index].keys);
         }
         add_param(port, "missing", SnmpAgent::oid(rows.size()));
-        add_param(port, "named", "SNMPv2-MIB::sysUpTime.0");
-    }
-    ports[2]["devices"][0]["params"].resize(1);
-    for (Json::Value const& port : ports) {
         config["ports"].append(port);
     }
     // What stands there would change nearly every value.
@@ -106,87 +99,26 @@ TEST(Snmp, EveryTypeInBothVersions) {
     setenv("HOME", home.c_str(), 1);
     unsetenv("SNMP_PERSISTENT_DIR");
 
-    for (char const* device : {"v2", "v1"}) {
-        bool const is_v1 = std::string(device) == "v1";
-        ASSERT_TRUE(probe.wait_for_count(sample::value_topic(device, "address"), 3, limit)) << daemon.log().text();
+    for (std::string const device : {"v2", "v1"}) {
         for (Row const& row : rows) {
-            SCOPED_TRACE(std::string(device) + " " + row.name);
-            bool const has_value = row.value != nullptr && (row.in_version_1 || !is_v1);
+            SCOPED_TRACE(device + " " + row.name);
+            bool const has_value = row.value != nullptr && (row.in_version_1 || device == "v2");
             std::string const topic = (has_value ? sample::value_topic : sample::error_topic)(device, row.name);
             auto const message = probe.wait_for(topic, limit);
             ASSERT_TRUE(message) << daemon.log().text();
             EXPECT_EQ(message->payload, has_value ? row.value : "r");
             EXPECT_EQ(message->qos, has_value ? 2 : 0);
             if (row.told != nullptr) {
-                EXPECT_GE(daemon.log().count(std::string("[3] [") + row.name + "] " + row.told), 3);
+                EXPECT_GE(daemon.log().count(std::string("[3] [") + row.name + "] " + row.told), 1);
             }
         }
     }
     // Version 2c blocks what the agent doesn't have, version 1 asks again.
-    EXPECT_EQ(probe.count(sample::error_topic("v2", "missing"), "r"), 1);
-    EXPECT_EQ(daemon.log().count(3, "missing",
-                                 "parse_value : нет объекта с таким OID : [" + SnmpAgent::oid(rows.size()) +
-                                     "]. Параметр блокируется."),
-              1);
     EXPECT_TRUE(probe.wait_for_count(sample::error_topic("v1", "missing"), 3, limit));
-    EXPECT_GE(daemon.log().count(3, "missing",
-                                 "parse_result : не удалось получить результат : (noSuchName) There is no such "
-                                 "variable name in this MIB.."),
-              2);
-    EXPECT_EQ(
-        daemon.log().count(3, "named", "не удалось транслировать OID [ SNMPv2-MIB::sysUpTime.0 ] - канал блокируется."),
-        2);
-    // A wrong community is silence.
-    EXPECT_TRUE(probe.wait_for("/devices/error", "stranger", limit));
-    EXPECT_TRUE(probe.wait_for_count(sample::error_topic("stranger", "text"), 2, limit));
-    EXPECT_EQ(probe.count("/devices/error", "stranger"), 1);
-    EXPECT_GE(daemon.log().count(3, "text", "parse_result : resp == nullptr."), 1);
-    EXPECT_GE(daemon.log().count(3, "text", timed_out), 1);
-    EXPECT_EQ(daemon.log().count("Timeout ("), 0) << "with the detail of an earlier error";
+    EXPECT_EQ(probe.count(sample::error_topic("v2", "missing"), "r"), 1);
     // The library has left no trace, on the disk or in the output.
     EXPECT_FALSE(std::filesystem::exists(daemon.folder().file("state")));
     EXPECT_THAT(daemon.log().raw(), Not(HasSubstr("MIB search path")));
-
-    // Its sockets end with a reload.
-    int const before = daemon.descriptor_count();
-    size_t const mark = probe.mark();
-    daemon.write_config(config);
-    ASSERT_TRUE(probe.wait_for(sample::error_topic("stranger", "text"), limit, mark)) << daemon.log().text();
-    ASSERT_TRUE(daemon.wait_running(limit, 1));
-    EXPECT_TRUE(wait_until([&] { return daemon.descriptor_count() == before; }, seconds(5)))
-        << daemon.descriptor_count() << " descriptors after " << before;
-}
-
-TEST(Snmp, AnAgentThatGoesAndReturns) {
-    SnmpAgent agent(SnmpAgent::Objects{{"integer", "5"}});
-    Broker broker;
-    MqttProbe probe(broker.port());
-    Daemon daemon;
-    Json::Value config = sample::root(broker.port());
-    for (std::string const name : {"udp", "tcp"}) {
-        Json::Value port = snmp_port(name, name + ":" + agent.peer(), R"(, "rto": 100)");
-        add_param(port, "v", SnmpAgent::oid(0));
-        config["ports"].append(port);
-    }
-    daemon.start_with(config);
-    for (int round = 0; round < 2; ++round) {
-        size_t const mark = probe.mark();
-        size_t const since = daemon.log().mark();
-        for (char const* name : {"udp", "tcp"}) {
-            ASSERT_TRUE(probe.wait_for(sample::value_topic(name, "v"), "5", limit, mark)) << daemon.log().text();
-        }
-        agent.stop();
-        for (char const* name : {"udp", "tcp"}) {
-            ASSERT_TRUE(probe.wait_for("/devices/error", name, limit, mark)) << daemon.log().text();
-            EXPECT_EQ(probe.count("/devices/error", name, mark), 1);
-        }
-        // A connection that is lost is made anew, the session of UDP stays.
-        ASSERT_TRUE(daemon.log().wait_for("[3] [tcp] ssn_open : не удалось открыть сессию. Устройство будет пропущено.",
-                                          limit, since));
-        agent.start();
-    }
-    EXPECT_EQ(daemon.log().count("[3] [udp]"), 0);
-    EXPECT_GE(daemon.log().count(3, "v", timed_out), 2);
 }
 
 TEST(Snmp, ADeadAgentDelaysItsOwnPortOnlyAndNothingIsAskedWithoutABroker) {
@@ -196,28 +128,18 @@ TEST(Snmp, ADeadAgentDelaysItsOwnPortOnlyAndNothingIsAskedWithoutABroker) {
     MqttProbe probe(broker.port());
     Daemon daemon;
     Json::Value config = sample::root(broker.port());
-    for (std::string const name : {"dead", "a", "b", "c"}) {
-        Json::Value port = snmp_port(name, name == "dead" ? silent.peer() : agent.peer(), R"(, "rto": 350)");
+    for (std::string const name : {"dead", "a"}) {
+        Json::Value port = snmp_port(name, name == "dead" ? silent.peer() : agent.peer(), R"(, "rto": 700)");
         add_param(port, "v", SnmpAgent::oid(0));
         config["ports"].append(port);
     }
     daemon.start_with(config);
-    ASSERT_TRUE(probe.wait_for_count(sample::error_topic("dead", "v"), 1, limit)) << daemon.log().text();
+    ASSERT_TRUE(probe.wait_for_count(sample::value_topic("a", "v"), 2, limit)) << daemon.log().text();
+    EXPECT_EQ(probe.count("stat/dead/poll"), 0) << "its first pass still lasts";
     EXPECT_TRUE(probe.wait_for("stat/dead/poll",
                                "Статистика dead : опросов = 1 : ошибок = 1 [ 100.00 ] : вне диапазона = 0.", limit));
     EXPECT_TRUE(
         probe.wait_for("stat/a/poll", "Статистика a : опросов = 2 : ошибок = 0 [ 0.00 ] : вне диапазона = 0.", limit));
-    for (char const* name : {"a", "b", "c"}) {
-        ASSERT_TRUE(probe.wait_for_count(sample::value_topic(name, "v"), 3, limit)) << daemon.log().text();
-        auto const values = probe.on_topic(sample::value_topic(name, "v"));
-        for (size_t index = 1; index < values.size(); ++index) {
-            EXPECT_LT(values[index].at - values[index - 1].at, milliseconds(2800)) << name;
-        }
-    }
-    // One request and the five repetitions of the library, all of them for the same thing.
-    auto const requests = silent.received();
-    ASSERT_GE(requests.size(), 6U);
-    EXPECT_EQ(std::count(requests.begin(), requests.end(), requests[0]), 6);
 
     broker.stop();
     size_t seen = 0;

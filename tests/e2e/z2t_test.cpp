@@ -15,22 +15,6 @@
 
 using std::chrono::seconds;
 
-namespace {
-
-/// Until the daemon's subscriptions stand: what it publishes behind them shows it.
-bool wait_served(MqttProbe& probe, std::string const& message_topic, std::string const& payload,
-                 std::string const& answer_topic) {
-    return wait_until(
-        [&] { return probe.publish(message_topic, payload) && probe.wait_for(answer_topic, seconds(2)).has_value(); },
-        seconds(20));
-}
-
-std::string about(std::string const& device, std::string const& values) {
-    return R"({"ZbReceived":{")" + device + R"(":)" + values + "}}";
-}
-
-}  // namespace
-
 TEST(Zigbee, ABurstIsServedInOrderWithoutALossAndLeavesNothingInMemory) {
     constexpr int reports = 10000;
     // Pages that come and go; what a report leaves behind, if only its message, would be more in 10,000 of them.
@@ -53,12 +37,15 @@ TEST(Zigbee, ABurstIsServedInOrderWithoutALossAndLeavesNothingInMemory) {
 
     std::string const sensor = "tele/zb_0x1/SENSOR";
     std::string const value = sample::value_topic("counter_0x11", "n");
-    ASSERT_TRUE(wait_served(probe, sensor, about("0x11", R"({"Count":0})"), value)) << daemon.log().text();
+    auto const report = [](int count) { return R"({"ZbReceived":{"0x11":{"Count":)" + std::to_string(count) + "}}}"; };
+    // Until the daemon's subscriptions stand.
+    auto const is_served = [&] { return probe.publish(sensor, report(0)) && probe.wait_for(value, seconds(2)); };
+    ASSERT_TRUE(wait_until(is_served, seconds(20))) << daemon.log().text();
     long resident_kib[2] = {};
     for (long& kib : resident_kib) {
         size_t const since = probe.mark();
         for (int number = 1; number <= reports; ++number) {
-            ASSERT_TRUE(probe.publish(sensor, about("0x11", R"({"Count":)" + std::to_string(number) + "}"), 0));
+            ASSERT_TRUE(probe.publish(sensor, report(number), 0));
         }
         probe.wait_for(value, std::to_string(reports), seconds(30), since);
         std::vector<MqttMessage> values = probe.on_topic(value, since);

@@ -21,44 +21,40 @@ Bytes content(ByteList const& list) {
 }  // namespace
 
 TEST(Bytes, EveryOrderOfEveryWidthInBothDirections) {
-    struct Row {
-        WordOrder order;
-        Bytes two, four, eight;
-    };
-    Row const rows[] = {
+    std::tuple<WordOrder, Bytes, Bytes, Bytes> const rows[] = {
         {WordOrder::big_endian, {0xAA, 0xBB}, {0xAA, 0xBB, 0xCC, 0xDD}, {1, 2, 3, 4, 5, 6, 7, 8}},
         {WordOrder::little_endian, {0xBB, 0xAA}, {0xDD, 0xCC, 0xBB, 0xAA}, {8, 7, 6, 5, 4, 3, 2, 1}},
         {WordOrder::mid_big_endian, {0xBB, 0xAA}, {0xBB, 0xAA, 0xDD, 0xCC}, {2, 1, 4, 3, 6, 5, 8, 7}},
         {WordOrder::mid_little_endian, {0xAA, 0xBB}, {0xCC, 0xDD, 0xAA, 0xBB}, {7, 8, 5, 6, 3, 4, 1, 2}},
     };
-    for (Row const& row : rows) {
-        SCOPED_TRACE(static_cast<int>(row.order));
+    for (auto const& [order, two, four, eight] : rows) {
+        SCOPED_TRACE(static_cast<int>(order));
         ByteList list;
-        list.push_16(0xAABB, row.order);
-        list.push_32(0xAABBCCDD, row.order);
-        list.push_float(std::bit_cast<float>(0xAABBCCDDU), row.order);
-        Bytes expected = row.two;
-        expected.insert(expected.end(), row.four.begin(), row.four.end());
-        expected.insert(expected.end(), row.four.begin(), row.four.end());
+        list.push_16(0xAABB, order);
+        list.push_32(0xAABBCCDD, order);
+        list.push_float(std::bit_cast<float>(0xAABBCCDDU), order);
+        Bytes expected = two;
+        expected.insert(expected.end(), four.begin(), four.end());
+        expected.insert(expected.end(), four.begin(), four.end());
         EXPECT_EQ(content(list), expected);
 
         int position = 0;
-        EXPECT_EQ(net::get_u16(row.two.data(), position, row.order), 0xAABB);
+        EXPECT_EQ(net::get_u16(two.data(), position, order), 0xAABB);
         EXPECT_EQ(position, 2);
         position = 0;
-        EXPECT_EQ(net::get_i16(row.two.data(), position, row.order), static_cast<short>(0xAABB));
+        EXPECT_EQ(net::get_i16(two.data(), position, order), static_cast<short>(0xAABB));
         position = 0;
-        EXPECT_EQ(net::get_u32(row.four.data(), position, row.order), 0xAABBCCDDU);
+        EXPECT_EQ(net::get_u32(four.data(), position, order), 0xAABBCCDDU);
         EXPECT_EQ(position, 4);
         position = 0;
-        EXPECT_EQ(net::get_i32(row.four.data(), position, row.order), static_cast<int>(0xAABBCCDDU));
+        EXPECT_EQ(net::get_i32(four.data(), position, order), static_cast<int>(0xAABBCCDDU));
         position = 0;
-        EXPECT_EQ(std::bit_cast<unsigned int>(net::get_f32(row.four.data(), position, row.order)), 0xAABBCCDDU);
+        EXPECT_EQ(std::bit_cast<unsigned int>(net::get_f32(four.data(), position, order)), 0xAABBCCDDU);
         position = 0;
-        EXPECT_EQ(net::get_u64(row.eight.data(), position, row.order), 0x0102030405060708ULL);
+        EXPECT_EQ(net::get_u64(eight.data(), position, order), 0x0102030405060708ULL);
         EXPECT_EQ(position, 8);
         position = 0;
-        EXPECT_EQ(net::get_i64(row.eight.data(), position, row.order), 0x0102030405060708LL);
+        EXPECT_EQ(net::get_i64(eight.data(), position, order), 0x0102030405060708LL);
     }
 }
 

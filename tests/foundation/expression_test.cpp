@@ -18,12 +18,7 @@ std::string evaluated(std::string const& value, std::string const& expression) {
 }  // namespace
 
 TEST(Expression, LastValueAsText) {
-    struct Row {
-        char const* value;
-        char const* expression;
-        char const* result;
-    };
-    Row const rows[] = {
+    std::tuple<char const*, char const*, char const*> const rows[] = {
         {"21", "value", "21"},
         {"21", "value * 2", "42"},
         {"21", "value + 2", "212"},  // the variable is a text
@@ -45,17 +40,13 @@ TEST(Expression, LastValueAsText) {
         {"7", "''", ""},
         {"'; throw 1; '", "value.length", "13"},  // a value is no code
     };
-    for (Row const& row : rows) {
-        EXPECT_EQ(evaluated(row.value, row.expression), row.result) << row.expression;
+    for (auto const& [value, expression, result] : rows) {
+        EXPECT_EQ(evaluated(value, expression), result) << expression;
     }
 }
 
 TEST(Expression, FaultIsAnExceptionWithTheEnginesMessage) {
-    struct Row {
-        char const* expression;
-        char const* message;
-    };
-    Row const rows[] = {
+    std::pair<char const*, char const*> const rows[] = {
         {"value +", "SyntaxError"},
         {"nosuch + 1", "nosuch"},
         {"value.nosuch.nosuch", "TypeError"},
@@ -64,47 +55,29 @@ TEST(Expression, FaultIsAnExceptionWithTheEnginesMessage) {
         {"({toString: function () { throw new Error('late'); }})", "late"},
         {"(function f() { return f() + 1; })()", "RangeError"},
     };
-    for (Row const& row : rows) {
+    for (auto const& [expression, message] : rows) {
         try {
-            std::string const result = evaluated("1", row.expression);
-            ADD_FAILURE() << row.expression << " gave " << result.substr(0, 40);
+            std::string const result = evaluated("1", expression);
+            ADD_FAILURE() << expression << " gave " << result.substr(0, 40);
         } catch (std::exception const& e) {
-            EXPECT_THAT(e.what(), testing::HasSubstr(row.message)) << row.expression;
+            EXPECT_THAT(e.what(), testing::HasSubstr(message)) << expression;
         }
     }
 }
 
+// Bytes that are no text are one character each; the engine takes a text that begins with FF or with 80 to 82 for an
+// internal symbol of its own.
 TEST(Expression, BytesOfATextRegisterPassUnchanged) {
     for (std::string const& value : {std::string("a\0b", 3), std::string(4, '\0'), std::string("A\xFF\xFE\x80"),
-                                     std::string("\xC3("), std::string("Привет")}) {
+                                     std::string("\xC3("), std::string("Привет"), std::string("\xFF\xFF"),
+                                     std::string("\x80\x41"), std::string("\x81\x41"), std::string("\x82\x41")}) {
         EXPECT_EQ(evaluated(value, "value"), value);
         EXPECT_EQ(evaluated(value, "value + '!'"), value + "!");
     }
-    EXPECT_EQ(evaluated(std::string("a\0b", 3), "value.length"), "3");
-    EXPECT_EQ(evaluated("x", "'a\\u0000b'"), std::string("a\0b", 3));
-}
-
-// The engine takes a text that begins with one of these bytes for an internal symbol of its own.
-TEST(Expression, BytesThatTheEngineUsesForItselfPassUnchanged) {
-    for (std::string const& value : {std::string("\xFF\xFF"),
-                                     std::string("\x80"
-                                                 "A"),
-                                     std::string("\x81"
-                                                 "A"),
-                                     std::string("\x82"
-                                                 "A")}) {
-        EXPECT_EQ(evaluated(value, "value"), value);
-        EXPECT_EQ(evaluated(value, "value.length"), "2");
-    }
-}
-
-TEST(Expression, BytesThatAreNoTextAreOneCharacterEach) {
-    struct Row {
-        std::string value;
-        char const* expression;
-        std::string result;
-    };
-    Row const rows[] = {
+    std::tuple<std::string, char const*, std::string> const rows[] = {
+        {std::string("a\0b", 3), "value.length", "3"},
+        {"x", "'a\\u0000b'", std::string("a\0b", 3)},
+        {"\x80\x41", "value.length", "2"},
         {"\xFF\x01", "value.charCodeAt(0) * 256 + value.charCodeAt(1)", "65281"},
         {"\xC3(", "value.length", "2"},
         {"\xD0\x96", "value.length", "1"},  // a letter
@@ -112,19 +85,14 @@ TEST(Expression, BytesThatAreNoTextAreOneCharacterEach) {
         {"\xFF", "value + 'Ж'", "ÿЖ"},  // no byte: the whole is a text
         {"\xFF", "'text'", "text"},
     };
-    for (Row const& row : rows) {
-        EXPECT_EQ(evaluated(row.value, row.expression), row.result) << row.expression;
+    for (auto const& [value, expression, result] : rows) {
+        EXPECT_EQ(evaluated(value, expression), result) << expression;
     }
 }
 
 // The engine is kept; each of these would be seen by the next expression on a kept one.
 TEST(Expression, NothingCarriesOver) {
-    struct Row {
-        char const* before;
-        char const* expression;
-        char const* result;
-    };
-    Row const rows[] = {
+    std::tuple<char const*, char const*, char const*> const rows[] = {
         {"var left = 1; value = 'changed'; Math.left = 2; value", "typeof left + typeof Math.left + value",
          "undefinedundefined5"},
         {"parseFloat = function () { return 0; }; 1", "parseFloat(value)", "5"},
@@ -149,15 +117,15 @@ TEST(Expression, NothingCarriesOver) {
         {"Duktape.fin({}, function () { leak = 1; }); Duktape.errCreate = function () { return 'no'; }; 1",
          "typeof leak + new Error('e').message", "undefinede"},
     };
-    for (Row const& row : rows) {
+    for (auto const& [before, expression, result] : rows) {
         dukHelper helper;
         helper.add_param("value", "5");
-        EXPECT_EQ(helper.show(row.expression), row.result);
+        EXPECT_EQ(helper.show(expression), result);
         try {
-            helper.show(row.before);
+            helper.show(before);
         } catch (std::exception const&) {  // what fails leaves nothing either
         }
-        EXPECT_EQ(helper.show(row.expression), row.result) << "behind " << row.before;
+        EXPECT_EQ(helper.show(expression), result) << "behind " << before;
     }
     EXPECT_NE(evaluated("5", "Math.random()"), evaluated("5", "Math.random()"));
 }

@@ -1,25 +1,19 @@
 #include <climits>
-#include <sstream>
 #include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <json/reader.h>
 
 #include "foundation/jutils.h"
+#include "support/sample_config.h"
 #include "support/temp_folder.h"
 
+using sample::json;
 using testing::AllOf;
 using testing::HasSubstr;
 using xCommon::jUtils;
 
 namespace {
-
-Json::Value json(std::string const& text) {
-    Json::Value value;
-    std::istringstream(text) >> value;
-    return value;
-}
 
 /// The text of the exception that the call ends in; empty when it ends in none.
 template <typename Call>
@@ -36,13 +30,7 @@ std::string failure(Call call) {
 
 TEST(JsonFile, FailureTellsPathPlaceAndReason) {
     TempFolder const folder;
-    struct Row {
-        char const* guards;
-        std::string content;
-        char const* place;
-        char const* reason;
-    };
-    Row const rows[] = {
+    std::tuple<char const*, std::string, char const*, char const*> const rows[] = {
         {"empty file", "", "", "файл пуст"},
         {"white space alone", " \n", "Line 2, Column 1", "value, object or array expected"},
         {"truncated", "{\"a\":1,\n\"b\":", "Line 2, Column 5", "value, object or array expected"},
@@ -54,11 +42,10 @@ TEST(JsonFile, FailureTellsPathPlaceAndReason) {
         {"NUL bytes of a lost write", std::string(16, '\0'), "Line 1, Column 1", "Syntax error"},
         {"nested beyond the parser's limit", std::string(100000, '['), "", "stackLimit"},
     };
-    for (Row const& row : rows) {
-        std::string const path = folder.write("file.json", row.content);
-        EXPECT_THAT(failure([&] { jUtils::Load(path); }),
-                    AllOf(HasSubstr(path), HasSubstr(row.place), HasSubstr(row.reason)))
-            << row.guards;
+    for (auto const& [guards, content, place, reason] : rows) {
+        std::string const path = folder.write("file.json", content);
+        EXPECT_THAT(failure([&] { jUtils::Load(path); }), AllOf(HasSubstr(path), HasSubstr(place), HasSubstr(reason)))
+            << guards;
     }
     EXPECT_THAT(failure([&] { jUtils::Load(folder.file("nosuch.json")); }),
                 AllOf(HasSubstr(folder.file("nosuch.json")), HasSubstr("No such file")));
@@ -99,32 +86,23 @@ TEST(JsonKey, AbsentAndNullGiveTheDefault) {
 }
 
 TEST(JsonKey, WrongTypeNamesElementAndKey) {
-    using Getter = void (*)(Json::Value const&);
-    Getter const as_text = [](Json::Value const& node) { jUtils::get_string(node, "k", ""); };
-    Getter const as_int = [](Json::Value const& node) { jUtils::get_int(node, "k", 0); };
-    Getter const as_bool = [](Json::Value const& node) { jUtils::get_bool(node, "k", false); };
-    Getter const as_double = [](Json::Value const& node) { jUtils::get_double(node, "k", 0); };
-    struct Row {
-        char const* value;
-        bool text, integer, boolean, fraction;  // taken
+    // The value, and the getters that take it : text, integer, boolean, fraction.
+    std::pair<char const*, char const*> const rows[] = {
+        {"\"x\"", "t"}, {"5", "tibf"},          {"true", "tibf"}, {"1.5", "tibf"},    {"1e10", "tbf"},
+        {"{}", ""},     {"-3000000000", "tbf"}, {"[1]", ""},      {"{\"a\": 1}", ""},
     };
-    Row const rows[] = {
-        {"\"x\"", true, false, false, false},       {"5", true, true, true, true},
-        {"true", true, true, true, true},           {"1.5", true, true, true, true},
-        {"1e10", true, false, true, true},          {"-3000000000", true, false, true, true},
-        {"{}", false, false, false, false},         {"[1]", false, false, false, false},
-        {"{\"a\": 1}", false, false, false, false},
-    };
-    for (Row const& row : rows) {
-        Json::Value const node = json(std::string(R"({"name": "pump", "k": )") + row.value + "}");
-        for (auto const& [getter, taken] : {std::pair{as_text, row.text}, std::pair{as_int, row.integer},
-                                            std::pair{as_bool, row.boolean}, std::pair{as_double, row.fraction}}) {
-            std::string const text = failure([&, call = getter] { call(node); });
-            if (taken) {
-                EXPECT_EQ(text, "") << row.value;
-            } else {
-                EXPECT_THAT(text, AllOf(HasSubstr("pump"), HasSubstr("'k'"))) << row.value;
-            }
+    for (auto const& [value, takers] : rows) {
+        Json::Value const node = json(std::string(R"({"name": "pump", "k": )") + value + "}");
+        for (char const getter : {'t', 'i', 'b', 'f'}) {
+            std::string const text = failure([&, asked = getter] {
+                asked == 't'   ? void(jUtils::get_string(node, "k", ""))
+                : asked == 'i' ? void(jUtils::get_int(node, "k", 0))
+                : asked == 'b' ? void(jUtils::get_bool(node, "k", false))
+                               : void(jUtils::get_double(node, "k", 0));
+            });
+            bool const tells = text.find("pump") != std::string::npos && text.find("'k'") != std::string::npos;
+            bool const taken = std::string(takers).find(getter) != std::string::npos;
+            EXPECT_TRUE(taken ? text.empty() : tells) << value << ' ' << getter << ' ' << text;
         }
     }
     // The fault of an element that hasn't even a name.

@@ -1,5 +1,6 @@
 #include <chrono>
 #include <fstream>
+#include <map>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -137,17 +138,15 @@ TEST(Log, RotationKeepsThreeOldFiles) {
     }
     EXPECT_THAT(names, testing::UnorderedElementsAre("a.log", "a.1.log", "a.2.log", "a.3.log"));
     EXPECT_THAT(content(folder.file("a.log")), HasSubstr("the last"));
-}
 
-TEST(Log, NewLimitHoldsForTheOpenFile) {
-    TempFolder const folder;
-    xLog log(folder.path(), "a.log", 5, false, false);
-    std::string const filling(900 * 1024, 'x');
-    log.write(xCommon::lmtInfo, nullptr, filling);
-    log.set_max_size(0);  // counts as 1
-    log.write(xCommon::lmtInfo, nullptr, filling);
-    log.flush();
-    EXPECT_TRUE(std::filesystem::exists(folder.file("a.1.log")));
+    // A new limit holds for the open file; 0 counts as 1.
+    xLog other(folder.path(), "b.log", 5, false, false);
+    std::string const large(900 * 1024, 'x');
+    other.write(xCommon::lmtInfo, nullptr, large);
+    other.set_max_size(0);
+    other.write(xCommon::lmtInfo, nullptr, large);
+    other.flush();
+    EXPECT_TRUE(std::filesystem::exists(folder.file("b.1.log")));
 }
 
 TEST(Log, FolderIsMadeAndAFaultyOneIsReported) {
@@ -214,29 +213,27 @@ TEST(Log, WithoutALogLinesAreDropped) {
 
 TEST(Log, LinesOfSeveralThreadsStayWhole) {
     LogCapture const log;
-    constexpr int threads = 4;
     constexpr int lines = 300;
-    std::vector<std::thread> writers;
-    for (int number = 0; number < threads; ++number) {
-        writers.emplace_back([number] {
-            LogItem const node(nullptr, "t" + std::to_string(number));
-            for (int line = 0; line < lines; ++line) {
-                node.Logf(line % 2 == 0 ? xCommon::lmtInfo : xCommon::lmtError, "line %d\nsecond half", line);
-            }
-        });
+    std::map<std::string, int> next = {{"t0", 0}, {"t1", 0}, {"t2", 0}, {"t3", 0}};
+    {
+        std::vector<std::jthread> writers;
+        for (auto const& [name, first] : next) {
+            writers.emplace_back([&name = name] {
+                LogItem const node(nullptr, name);
+                for (int line = 0; line < lines; ++line) {
+                    node.Logf(line % 2 == 0 ? xCommon::lmtInfo : xCommon::lmtError, "line %d\nsecond half", line);
+                }
+            });
+        }
+        xLog::gv->set_debug(false);
+        xLog::gv->set_max_size(7);
     }
-    xLog::gv->set_debug(false);
-    xLog::gv->set_max_size(7);
-    for (std::thread& writer : writers) {
-        writer.join();
-    }
-    std::vector<int> next(threads, 0);
     for (std::string const& entry : log.entries()) {
-        auto const thread = static_cast<size_t>(entry.at(6) - '0');
-        ASSERT_LT(thread, next.size()) << entry;
-        int const number = next[thread]++;
-        EXPECT_EQ(entry, xCommon::xString::Format("[%d] [t%d] line %d\nsecond half", number % 2 == 0 ? 1 : 3,
-                                                  static_cast<int>(thread), number));
+        std::string const name = entry.substr(5, 2);
+        int const number = next[name]++;
+        EXPECT_EQ(entry,
+                  xCommon::xString::Format("[%d] [%s] line %d\nsecond half", number % 2 == 0 ? 1 : 3, name, number));
     }
-    EXPECT_EQ(next, std::vector<int>(threads, lines));
+    EXPECT_THAT(next, testing::Each(testing::Pair(testing::_, lines)));
+    EXPECT_EQ(next.size(), 4U);
 }

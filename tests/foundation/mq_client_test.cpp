@@ -46,9 +46,22 @@ bool is_connected(mqClient& client) {
     return client.get_bool(client.connected);
 }
 
+class MqClient : public testing::Test {
+ protected:
+    void connect() {
+        ASSERT_TRUE(client.connect("127.0.0.1", broker.port()));
+        ASSERT_TRUE(client.wait_connected(5000));
+    }
+
+    LogCapture log;
+    Broker broker;
+    SyncVector queue;
+    mqClient client{true, &queue, "test", 60};
+};
+
 }  // namespace
 
-TEST(MqClient, WhoTakesTheEntryOfAConnectionSeesTheConnection) {
+TEST(MqClientAlone, WhoTakesTheEntryOfAConnectionSeesTheConnection) {
     /// Holds the client between the entry and what it does next, until somebody has taken the entry.
     struct HeldQueue : SyncVector {
         void Push(std::unique_ptr<svMessage> entry) override {
@@ -66,13 +79,8 @@ TEST(MqClient, WhoTakesTheEntryOfAConnectionSeesTheConnection) {
     EXPECT_TRUE(client.subscribe({{"a", 2}}));
 }
 
-TEST(MqClient, EntriesFlagAndStampFollowTheConnection) {
-    LogCapture log;
-    Broker broker;
-    SyncVector queue;
-    mqClient client(true, &queue, "test", 60);
-    ASSERT_TRUE(client.connect("127.0.0.1", broker.port()));
-    ASSERT_TRUE(wait_until([&] { return is_connected(client); }, seconds(5)));
+TEST_F(MqClient, EntriesFlagAndStampFollowTheConnection) {
+    connect();
     EXPECT_EQ(client.get_i64(client.stamp), 0);
     auto entry = pop(queue);
     ASSERT_TRUE(entry);
@@ -102,18 +110,14 @@ TEST(MqClient, EntriesFlagAndStampFollowTheConnection) {
     EXPECT_FALSE(is_connected(client));
 }
 
-TEST(MqClient, ItKeepsTryingWhateverFailedFirst) {
+TEST(MqClientAlone, ItKeepsTryingWhateverFailedFirst) {
     LogCapture log;
     SyncVector queue;
-    struct Row {
-        char const* host;
-        int port;
-    };
-    for (Row const& row : {Row{"127.0.0.1", 0}, Row{"no.such.host.invalid", 1883}, Row{"127.0.0.1", 70000}}) {
-        SCOPED_TRACE(row.host);
+    for (auto const& [host, port] : {std::pair{"127.0.0.1", 0}, {"no.such.host.invalid", 1883}, {"127.0.0.1", 70000}}) {
+        SCOPED_TRACE(host);
         mqClient client(true, &queue, "test", 60);
         log.clear();
-        ASSERT_TRUE(client.connect(row.host, row.port));
+        ASSERT_TRUE(client.connect(host, port));
         EXPECT_FALSE(client.wait_connected(5000));
         EXPECT_TRUE(wait_until([&] { return client.get_i64(client.stamp) >= 2; }, seconds(10)));
         EXPECT_EQ(log.count("[3] MQTT : test : нет соединения с брокером"), 1);
@@ -122,7 +126,7 @@ TEST(MqClient, ItKeepsTryingWhateverFailedFirst) {
 
 // A broker that begins a clean session numbers its messages anew: what was half received before must not be executed in
 // place of a new one.
-TEST(MqClient, AHalfReceivedMessageDiesWithItsConnection) {
+TEST(MqClientAlone, AHalfReceivedMessageDiesWithItsConnection) {
     LogCapture log;
     TcpPeer broker;
     std::string const connack = "20 02 00 00";
@@ -145,15 +149,10 @@ TEST(MqClient, AHalfReceivedMessageDiesWithItsConnection) {
     EXPECT_EQ(next_payload(queue), "B");
 }
 
-TEST(MqClient, ABurstLosesNothing) {
+TEST_F(MqClient, ABurstLosesNothing) {
     constexpr int number = 70000;  // more than MQTT can number at once
-    LogCapture log;
-    Broker broker;
     MqttProbe probe(broker.port(), "burst");
-    SyncVector queue;
-    mqClient client(true, &queue, "test", 60);
-    ASSERT_TRUE(client.connect("127.0.0.1", broker.port()));
-    ASSERT_TRUE(client.wait_connected(5000));
+    connect();
     int refused = 0;
     for (int index = 0; index < number; ++index) {
         refused += client.publish("burst", std::to_string(index), 1, false) ? 0 : 1;
@@ -163,13 +162,8 @@ TEST(MqClient, ABurstLosesNothing) {
     EXPECT_FALSE(log.has("не подтверждает"));
 }
 
-TEST(MqClient, AStalledBrokerIsTakenAsGoneAtItsBound) {
-    LogCapture log;
-    Broker broker;
-    SyncVector queue;
-    mqClient client(true, &queue, "test", 60);
-    ASSERT_TRUE(client.connect("127.0.0.1", broker.port()));
-    ASSERT_TRUE(client.wait_connected(5000));
+TEST_F(MqClient, AStalledBrokerIsTakenAsGoneAtItsBound) {
+    connect();
     broker.stall();
     for (int index = 0; index < 10000; ++index) {
         ASSERT_TRUE(client.publish("t", "v", 2, true)) << index;
@@ -184,13 +178,8 @@ TEST(MqClient, AStalledBrokerIsTakenAsGoneAtItsBound) {
     EXPECT_TRUE(probe.wait_for("t", "last", seconds(20)));
 }
 
-TEST(MqClient, WhatMqttForbidsCostsOnlyItself) {
-    LogCapture log;
-    Broker broker;
-    SyncVector queue;
-    mqClient client(true, &queue, "test", 60);
-    ASSERT_TRUE(client.connect("127.0.0.1", broker.port()));
-    ASSERT_TRUE(client.wait_connected(5000));
+TEST_F(MqClient, WhatMqttForbidsCostsOnlyItself) {
+    connect();
     EXPECT_FALSE(client.subscribe({{"a#b", 2}, {"good", 2}}));
     EXPECT_EQ(log.count("[3] MQTT : подписка на топик 'a#b' невозможна"), 1);
     EXPECT_FALSE(client.publish("a/+/b", "v", 2, false));
@@ -200,26 +189,20 @@ TEST(MqClient, WhatMqttForbidsCostsOnlyItself) {
     EXPECT_EQ(next_payload(queue), "v");
 }
 
-TEST(MqClient, TheIdentityIsCutToWhatMqttAllows) {
-    struct Row {
-        std::string given, kept;
-    };
-    Row const rows[] = {
+TEST(MqClientAlone, TheIdentityIsCutToWhatMqttAllows) {
+    std::pair<std::string, std::string> const rows[] = {
         {"short", "short"},
         {"name#0123456789abcdef0123456789abcdef", "name#0123456789abcdef01"},
         {std::string("padded\0\0\0", 9), "padded"},
         {"портовыйтермин#1", "портовыйтер"},
     };
     SyncVector queue;
-    for (Row const& row : rows) {
-        EXPECT_EQ(mqClient(true, &queue, row.given, 60).identity(), row.kept);
+    for (auto const& [given, kept] : rows) {
+        EXPECT_EQ(mqClient(true, &queue, given, 60).identity(), kept);
     }
 }
 
-TEST(MqClient, ActivateGivesAClientThatStandsOrNone) {
-    LogCapture log;
-    Broker broker;
-    SyncVector queue;
+TEST_F(MqClient, ActivateGivesAClientThatStandsOrNone) {
     EXPECT_TRUE(xMQ::mqUtils::mqActivate("127.0.0.1", broker.port(), &queue, "test", true, 60));
     FreePort const nobody;
     EXPECT_FALSE(xMQ::mqUtils::mqActivate("127.0.0.1", nobody.number(), &queue, "test", true, 60));

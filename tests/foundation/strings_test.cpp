@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "ctl/line/hex.h"
 #include "foundation/byte_list.h"
 #include "foundation/xexception.h"
 #include "foundation/xmisc.h"
@@ -12,7 +13,6 @@
 
 using xCommon::xMisc;
 using xCommon::xString;
-using Texts = std::vector<std::string>;
 
 namespace {
 
@@ -40,14 +40,7 @@ TEST(Format, FillsAsPrintfDoes) {
         {"no numbers", xString::Format("%0.2f %0.2f", INFINITY, -INFINITY), "inf -inf"},
         {"a null text", xString::Format("%s", static_cast<char const*>(nullptr)), "(null)"},
         {"a long text", xString::Format("%s", std::string(100000, 'x')), std::string(100000, 'x')},
-    };
-    for (Formatted const& row : rows) {
-        EXPECT_EQ(row.made, row.expected) << row.guards;
-    }
-}
-
-TEST(Format, FormatThatDoesNotFitStaysReadable) {
-    Formatted const rows[] = {
+        // A format that doesn't fit stays readable.
         {"a text for a number", xString::Format("at %d", std::string("x")), "at %d"},
         {"a number for a fraction's place", xString::Format("%d", 1.5), "%d"},
         {"too few arguments", xString::Format("%s : %s", "x"), "%s : %s"},
@@ -63,90 +56,64 @@ TEST(Format, FormatThatDoesNotFitStaysReadable) {
     EXPECT_STREQ(xCommon::xExceptionf("%s : %d", std::string("%d"), 3).what(), "%d : 3");
 }
 
-TEST(Strings, SplitDropsEmptyPieces) {
-    struct Row {
-        std::string text;
-        std::string separator;
-        Texts pieces;
+TEST(Strings, PiecesReplacementsAndEnds) {
+    auto const split = [](std::string const& text, std::string const& separator) {
+        std::string joined;
+        for (std::string const& piece : xString::Split(text, separator)) {
+            joined += "<" + piece + ">";
+        }
+        return joined;
     };
-    Row const rows[] = {
-        {"a;;b", ";", {"a", "b"}},
-        {";a;", ";", {"a"}},
-        {"", ";", {}},
-        {";;", ";", {}},
-        {"abc", ";", {"abc"}},
-        {"a::b:c", "::", {"a", "b:c"}},
-        {"a:::b", "::", {"a", ":b"}},
-        {"/devices/d/controls/p/on", "/", {"devices", "d", "controls", "p", "on"}},
-        {"abc", "", {"abc"}},
+    std::pair<std::string, char const*> const rows[] = {
+        // Empty pieces are dropped.
+        {split("a;;b", ";"), "<a><b>"},
+        {split(";a;", ";"), "<a>"},
+        {split("", ";"), ""},
+        {split(";;", ";"), ""},
+        {split("abc", ";"), "<abc>"},
+        {split("a::b:c", "::"), "<a><b:c>"},
+        {split("a:::b", "::"), "<a><:b>"},
+        {split("/devices/d/controls/p/on", "/"), "<devices><d><controls><p><on>"},
+        {split("abc", ""), "<abc>"},
+        // Every occurrence is replaced, once.
+        {xString::Replace("0x0x1", "0x", ""), "1"},
+        {xString::Replace("00xx1", "0x", ""), "0x1"},
+        {xString::Replace("aaa", "a", "aa"), "aaaaaa"},
+        {xString::Replace("aaa", "aa", "b"), "ba"},
+        {xString::Replace("abc", "", "x"), "abc"},
+        {xString::Replace("", "a", "b"), ""},
+        // Characters stay whole.
+        {xString::CutUtf8("abc", 2), "ab"},
+        {xString::CutUtf8("abc", 3), "abc"},
+        {xString::CutUtf8("abc", 9), "abc"},
+        {xString::CutUtf8("жук", 3), "ж"},
+        {xString::CutUtf8("жук", 4), "жу"},
+        {xString::CutUtf8("жук", 1), ""},
+        {xString::CutUtf8("a😀", 4), "a"},
+        {xString::CutUtf8("a😀", 5), "a😀"},
+        {xString::CutUtf8("", 0), ""},
+        {xString::CutUtf8("x", 0), ""},
+        {xString::CutUtf8("ab\x80\x80", 3), "a"},
+        // Only ASCII: the bytes of other letters must survive.
+        {xString::ToLower("AZ[ЖЯ"), "az[ЖЯ"},
+        {xMisc::Invert("0") + xMisc::Invert("1") + xMisc::Invert("r"), "10r"},
     };
-    for (Row const& row : rows) {
-        EXPECT_EQ(xString::Split(row.text, row.separator), row.pieces) << row.text;
+    for (auto const& [made, expected] : rows) {
+        EXPECT_EQ(made, expected);
     }
-}
-
-TEST(Strings, ReplaceTakesEveryOccurrenceOnce) {
-    struct Row {
-        std::string text, from, to, expected;
-    };
-    Row const rows[] = {
-        {"0x0x1", "0x", "", "1"}, {"00xx1", "0x", "", "0x1"}, {"aaa", "a", "aa", "aaaaaa"},
-        {"aaa", "aa", "b", "ba"}, {"abc", "", "x", "abc"},    {"", "a", "b", ""},
-    };
-    for (Row const& row : rows) {
-        EXPECT_EQ(xString::Replace(row.text, row.from, row.to), row.expected) << row.text;
-    }
-}
-
-TEST(Strings, EndsAndCase) {
-    EXPECT_TRUE(xString::EndsWith("/x/on", "/on"));
-    EXPECT_FALSE(xString::EndsWith("on", "/on"));
-    EXPECT_TRUE(xString::StartsWith("on", ""));
-    EXPECT_FALSE(xString::StartsWith("o", "on"));
-    // Only ASCII: the bytes of other letters must survive.
-    EXPECT_EQ(xString::ToLower("AZ[ЖЯ"), "az[ЖЯ");
-    EXPECT_EQ(xMisc::Invert("0") + xMisc::Invert("1") + xMisc::Invert("r"), "10r");
-}
-
-TEST(Strings, CutKeepsCharactersWhole) {
-    struct Row {
-        std::string text;
-        size_t limit;
-        std::string cut;
-    };
-    Row const rows[] = {
-        {"abc", 2, "ab"}, {"abc", 3, "abc"}, {"abc", 9, "abc"}, {"жук", 3, "ж"}, {"жук", 4, "жу"},       {"жук", 1, ""},
-        {"a😀", 4, "a"},   {"a😀", 5, "a😀"},   {"", 0, ""},       {"x", 0, ""},    {"ab\x80\x80", 3, "a"},
-    };
-    for (Row const& row : rows) {
-        EXPECT_EQ(xString::CutUtf8(row.text, row.limit), row.cut) << row.text << ' ' << row.limit;
-    }
-}
-
-TEST(Strings, PairsOfDigitsBecomeBytes) {
-    struct Row {
-        std::string text;
-        std::vector<unsigned char> bytes;
-    };
-    Row const rows[] = {
-        {"0aFF", {0x0A, 0xFF}}, {"", {}}, {"abc", {0xAB}}, {"zz10", {0x00, 0x10}}, {"-1+1 1", {0, 0, 0}},
-    };
-    for (Row const& row : rows) {
+    EXPECT_TRUE(xString::EndsWith("/x/on", "/on") && !xString::EndsWith("on", "/on"));
+    EXPECT_TRUE(xString::StartsWith("on", "") && !xString::StartsWith("o", "on"));
+    for (auto const& [text, bytes] :
+         {std::pair{"0aFF", "0A FF"}, {"", ""}, {"abc", "AB"}, {"zz10", "00 10"}, {"-1+1 1", "00 00 00"}}) {
         xCommon::ByteList list;
-        xString::string_to_hex(list, row.text);
-        EXPECT_EQ(std::vector<unsigned char>(list.begin(), list.end()), row.bytes) << row.text;
+        xString::string_to_hex(list, text);
+        EXPECT_EQ(hex::text(std::vector<unsigned char>(list.begin(), list.end())), bytes) << text;
     }
 }
 
 TEST(Round, HalfAwayFromZeroAfterASinglePrecisionProduct) {
     constexpr float infinity = std::numeric_limits<float>::infinity();
-    struct Row {
-        float value;
-        float scale;
-        int precision;
-        char const* printed;
-    };
-    Row const rows[] = {
+    std::tuple<float, float, int, char const*> const rows[] = {
         {0.125F, 1, 2, "0.13"},
         {-0.125F, 1, 2, "-0.13"},
         {2.5F, 1, 0, "3"},
@@ -160,12 +127,12 @@ TEST(Round, HalfAwayFromZeroAfterASinglePrecisionProduct) {
         // The digits shifted before the point go beyond any number.
         {1, 1, 400, nullptr},
     };
-    for (Row const& row : rows) {
-        float const rounded = xMisc::round(row.value, row.scale, row.precision);
-        if (row.printed != nullptr) {
-            EXPECT_EQ(xString::Format("%.*f", row.precision, rounded), row.printed) << row.value << " * " << row.scale;
+    for (auto const& [value, scale, precision, printed] : rows) {
+        float const rounded = xMisc::round(value, scale, precision);
+        if (printed != nullptr) {
+            EXPECT_EQ(xString::Format("%.*f", precision, rounded), printed) << value << " * " << scale;
         } else {
-            EXPECT_EQ(rounded, row.value * row.scale);
+            EXPECT_EQ(rounded, value * scale);
         }
     }
     EXPECT_TRUE(std::isnan(xMisc::round(NAN, 1, 2)));

@@ -35,6 +35,12 @@ int in_child(Body body) {
     return status;
 }
 
+void block_nothing() {
+    sigset_t none;
+    sigemptyset(&none);
+    pthread_sigmask(SIG_SETMASK, &none, nullptr);
+}
+
 testing::Matcher<int> exits_with(int code) {
     return testing::ResultOf(
         "exit status", [](int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status); },
@@ -65,11 +71,7 @@ constexpr unsigned long long bit_of(int number) {
 }  // namespace
 
 TEST(Shell, ResultIsWhatWasPrinted) {
-    struct Row {
-        char const* command;
-        std::string printed;
-    };
-    Row const rows[] = {
+    std::pair<char const*, std::string> const rows[] = {
         {"echo one", "one"},
         {"printf 'a\\n\\n'", "a\n"},
         {"printf 'no end'", "no end"},
@@ -81,8 +83,8 @@ TEST(Shell, ResultIsWhatWasPrinted) {
     };
     testing::internal::CaptureStderr();
     size_t const descriptors = open_descriptors();
-    for (Row const& row : rows) {
-        EXPECT_EQ(xSystem::ExecAndGetResult(row.command), row.printed) << row.command;
+    for (auto const& [command, printed] : rows) {
+        EXPECT_EQ(xSystem::ExecAndGetResult(command), printed) << command;
     }
     EXPECT_EQ(open_descriptors(), descriptors);
     testing::internal::GetCapturedStderr();
@@ -101,9 +103,7 @@ TEST(Shell, ChildHasTheSignalsOfTheStart) {
     int const status = in_child([] {
         char const* const command = "grep SigBlk /proc/self/status";
         char const* const ignored = "grep SigIgn /proc/self/status";
-        sigset_t none;
-        sigemptyset(&none);
-        pthread_sigmask(SIG_SETMASK, &none, nullptr);
+        block_nothing();
         xSignalHandling::setHandlers2([](int) {});
         bool const same_mask = mask_of(xSystem::ExecAndGetResult(command)) == 0;
         bool const pipe_ends_it = (mask_of(xSystem::ExecAndGetResult(ignored)) & bit_of(SIGPIPE)) == 0;
@@ -183,9 +183,7 @@ TEST(Signals, HandlerThatHangsOrFaultsEndsWithStatusOne) {
 
 TEST(Signals, ExecGetsTheOldMaskBack) {
     int const status = in_child([] {
-        sigset_t none;
-        sigemptyset(&none);
-        pthread_sigmask(SIG_SETMASK, &none, nullptr);
+        block_nothing();
         xSignalHandling::setHandlers2([](int) {});
         xSignalHandling::restore_for_exec();
         execl("/bin/sh", "sh", "-c",

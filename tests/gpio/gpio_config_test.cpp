@@ -19,11 +19,7 @@ std::unique_ptr<config_t> with_channels(std::string const& channels) {
 }  // namespace
 
 TEST(GpioConfig, EachFaultCostsItsChannelAlone) {
-    struct Row {
-        char const* channel;
-        char const* told;
-    };
-    Row const rows[] = {
+    std::pair<char const*, char const*> const rows[] = {
         {"{}", "ошибка при обработке канала 'noname' : channel::ctor : пустой узел канала.. Канал будет пропущен."},
         {R"({"gpio": 5})",
          "ошибка при обработке канала 'noname' : channel::ctor : не указано имя канала (name).. Канал будет пропущен."},
@@ -43,15 +39,15 @@ TEST(GpioConfig, EachFaultCostsItsChannelAlone) {
         {R"({"name": "good", "gpio": 6})", "канал с именем 'good' уже зарегистрирован. Канал будет пропущен."},
         {R"({"name": "c", "gpio": 1})", "канал с номером '1' уже зарегистрирован. Канал будет пропущен."},
     };
-    for (Row const& row : rows) {
+    for (auto const& [channel, told] : rows) {
         LogCapture log;
-        auto const config = with_channels(std::string(R"({"name": "good", "gpio": 1}, )") + row.channel +
+        auto const config = with_channels(std::string(R"({"name": "good", "gpio": 1}, )") + channel +
                                           R"(, {"name": "last", "gpio": 2})");
-        ASSERT_TRUE(config) << row.channel;
-        ASSERT_EQ(config->channels.size(), 2U) << row.channel;
-        EXPECT_EQ(config->channels[0]->name + config->channels[1]->name, "goodlast") << row.channel;
-        EXPECT_EQ(log.count(row.told), 1) << row.channel;
-        EXPECT_EQ(log.count("[3] [g] "), 1) << row.channel;
+        ASSERT_TRUE(config) << channel;
+        ASSERT_EQ(config->channels.size(), 2U) << channel;
+        EXPECT_EQ(config->channels[0]->name + config->channels[1]->name, "goodlast") << channel;
+        EXPECT_EQ(log.count(told), 1) << channel;
+        EXPECT_EQ(log.count("[3] [g] "), 1) << channel;
     }
     // A faulty channel keeps its name and its number.
     LogCapture log;
@@ -81,26 +77,15 @@ TEST(GpioConfig, KeysAndDefaults) {
     EXPECT_TRUE(!full.enabled && full.inverted && full.edge == "both" && full.debounce == 20);
     EXPECT_EQ(config->channels.at(2)->type, 1);
 
-    struct Row {
-        char const* scale;
-        int precision;
-    };
-    for (Row const& row : {Row{"1", 2}, Row{"2.5", 2}, Row{"0.5", 2}, Row{"0.01", 3}, Row{"0.001", 4},
-                           Row{"0.000001", 7}, Row{"0", 1}, Row{"-0.25", 3}, Row{"null", 2}}) {
-        EXPECT_EQ(with_channels(std::string(R"({"name": "c", "gpio": 1, "scale": )") + row.scale + "}")
-                      ->channels.at(0)
-                      ->precision,
-                  row.precision)
-            << row.scale;
+    for (auto const& [scale, precision] :
+         {std::pair{"1", 2}, {"2.5", 2}, {"0.5", 2}, {"0.01", 3}, {"0.001", 4}, {"0", 1}, {"-0.25", 3}, {"null", 2}}) {
+        auto const scaled = with_channels(std::string(R"({"name": "c", "gpio": 1, "scale": )") + scale + "}");
+        EXPECT_EQ(scaled->channels.at(0)->precision, precision) << scale;
     }
 }
 
 TEST(GpioConfig, WhatStopsTheDriver) {
-    struct Row {
-        char const* block;
-        char const* told;
-    };
-    Row const rows[] = {
+    std::pair<char const*, char const*> const rows[] = {
         {"{}", "config : пустой файл конфигурации."},
         {R"({"channels": [{"name": "c", "gpio": 1}]})", "config : не указано имя драйвера."},
         {R"({"name": "g"})", "config : в конфигурационно0м файле не задано ни одного канала."},
@@ -109,10 +94,10 @@ TEST(GpioConfig, WhatStopsTheDriver) {
         {R"({"name": "g", "wto": "soon", "channels": [{"name": "c", "gpio": 1}]})",
          "g : недопустимое значение ключа 'wto'"},
     };
-    for (Row const& row : rows) {
+    for (auto const& [block, told] : rows) {
         LogCapture log;
-        EXPECT_FALSE(config_t::Load(sample::json(row.block))) << row.block;
-        EXPECT_EQ(log.count(std::string("ошибка при парсинге конфигурационного файла : ") + row.told), 1) << row.block;
+        EXPECT_FALSE(config_t::Load(sample::json(block))) << block;
+        EXPECT_EQ(log.count(std::string("ошибка при парсинге конфигурационного файла : ") + told), 1) << block;
     }
     LogCapture log;
     auto const config =

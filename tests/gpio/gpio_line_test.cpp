@@ -118,24 +118,19 @@ TEST_F(GpioLine, ComesUpAndGoesDown) {
 }
 
 TEST_F(GpioLine, AnOutputStartsWithTheLevelBehindTheInversion) {
-    struct Row {
-        char level;
-        char const* keys;
-        char const* direction;
-        char const* on;  ///< what writing "1" leaves in the value
-    };
-    for (Row const& row :
-         {Row{'1', R"(, "direction": "output")", "high", "1"}, Row{'0', R"(, "direction": "output")", "low", "1"},
-          Row{'1', R"(, "direction": "output", "inverted": true)", "low", "0"},
-          Row{'0', R"(, "direction": "output", "inverted": true)", "high", "0"}}) {
-        tree.set_level(7, row.level);
-        auto const line = make(row.keys);
+    // The last is what writing "1" leaves in the value.
+    for (auto const& [at_start, inverted, direction, on] : {std::tuple{'1', "false", "high", '1'},
+                                                            {'0', "false", "low", '1'},
+                                                            {'1', "true", "low", '0'},
+                                                            {'0', "true", "high", '0'}}) {
+        tree.set_level(7, at_start);
+        auto const line = make(R"(, "direction": "output", "inverted": )" + std::string(inverted));
         ASSERT_TRUE(line);
-        EXPECT_EQ(tree.text("gpio7/direction"), row.direction) << row.keys;
+        EXPECT_EQ(tree.text("gpio7/direction"), direction) << at_start << inverted;
         EXPECT_FALSE(line->irr_set());
         EXPECT_EQ(tree.text("gpio7/edge"), "none");
         EXPECT_TRUE(line->set_value("1"));
-        EXPECT_EQ(std::string(1, tree.level(7)), row.on);
+        EXPECT_EQ(tree.level(7), on);
         EXPECT_EQ(line->get_value(), "1");
         EXPECT_TRUE(line->set_value("0"));
         EXPECT_EQ(line->get_value(), "0");
@@ -198,33 +193,26 @@ TEST_F(GpioLine, DebounceTakesTheLevelAtItsEnd) {
 }
 
 TEST_F(GpioLine, CountsMovesFromZero) {
-    struct Row {
-        char const* keys;
-        char rest;  ///< the level between pulses
-        float base;
-        int pulses;
-        char const* text;
-    };
-    Row const rows[] = {
+    std::tuple<char const*, char, float, int, char const*> const rows[] = {
         {R"(, "type": "water", "scale": 0.01)", '0', 0, 100, "1.000"},
         {R"(, "type": "electro", "scale": 0.01)", '0', 12.5F, 1, "12.510"},
         {R"(, "type": "water")", '0', 0, 3, "3.00"},
         {R"(, "type": "water", "inverted": true, "scale": 2.5)", '1', 10, 2, "15.00"},
         {R"(, "type": "water", "scale": 0.001)", '0', 0, 1000, "1.0000"},
     };
-    for (Row const& row : rows) {
-        char const pulse = row.rest == '0' ? '1' : '0';
-        auto const counter = make<xgpio::io_counter>(row.keys);
-        counter->total_base = row.base;
+    for (auto const& [keys, rest, base, pulses, text] : rows) {
+        char const pulse = rest == '0' ? '1' : '0';
+        auto const counter = make<xgpio::io_counter>(keys);
+        counter->total_base = base;
         EXPECT_EQ(at(*counter, pulse), Lines{}) << "the level at the start is no pulse";
         Lines last;
-        for (int count = 0; count < row.pulses; ++count) {
-            EXPECT_EQ(at(*counter, row.rest), Lines{});
-            EXPECT_EQ(at(*counter, row.rest), Lines{});
+        for (int count = 0; count < pulses; ++count) {
+            EXPECT_EQ(at(*counter, rest), Lines{});
+            EXPECT_EQ(at(*counter, rest), Lines{});
             last = at(*counter, pulse);
             EXPECT_EQ(at(*counter, pulse), Lines{}) << "still the same pulse";
         }
-        EXPECT_EQ(last, Lines{total + row.text + " 2"}) << row.keys;
+        EXPECT_EQ(last, Lines{total + text + " 2"}) << keys;
     }
     auto const counter = make<xgpio::io_counter>(R"(, "type": "water")");
     at(*counter, '0');

@@ -124,11 +124,12 @@ class ProcessRun {
         }
         std::string const wanted = "[" + std::to_string(step.number) + "] " + step.text;
         std::vector<std::string> const entries = log_.entries();
-        return std::any_of(entries.begin() + static_cast<std::ptrdiff_t>(log_mark_), entries.end(),
-                           [&wanted](std::string const& entry) {
-                               return wanted.back() == '*' ? entry.rfind(wanted.substr(0, wanted.size() - 1), 0) == 0
-                                                           : entry == wanted;
-                           });
+        auto const count = std::count_if(
+            entries.begin() + static_cast<std::ptrdiff_t>(log_mark_), entries.end(),
+            [&wanted](std::string const& entry) {
+                return wanted.back() == '*' ? entry.starts_with(wanted.substr(0, wanted.size() - 1)) : entry == wanted;
+            });
+        return step.times > 0 ? count == step.times : count > 0;
     }
 
     std::string left_over() const {

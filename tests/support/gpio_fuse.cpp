@@ -21,14 +21,11 @@ struct Place {
 };
 
 Place place_of(std::string const& path) {
-    if (path == "/") {
-        return {Kind::root};
-    }
-    if (path == "/export") {
-        return {Kind::exporter};
-    }
-    if (path == "/unexport") {
-        return {Kind::unexporter};
+    for (auto const& [name, kind] :
+         {std::pair{"/", Kind::root}, {"/export", Kind::exporter}, {"/unexport", Kind::unexporter}}) {
+        if (path == name) {
+            return {kind};
+        }
     }
     constexpr size_t head = sizeof("/gpio") - 1;
     if (path.compare(0, head, "/gpio") != 0) {
@@ -152,8 +149,6 @@ struct GpioFuse::Operations {
         }
     }
 
-    static int truncate(char const* /*path*/, off_t /*size*/, fuse_file_info* /*info*/) { return 0; }
-
     static int utimens(char const* path, timespec const* /*times*/, fuse_file_info* /*info*/) {
         std::lock_guard const lock(self().mutex_);
         if (Line* line = line_at(self(), place_of(path))) {
@@ -183,18 +178,15 @@ GpioFuse::GpioFuse(std::string const& root, std::vector<int> const& numbers) : f
     for (int const number : numbers) {
         lines_[number] = {};
     }
-    static fuse_operations const operations = [] {
-        fuse_operations all = {};
-        all.getattr = Operations::getattr;
-        all.open = Operations::open;
-        all.release = Operations::release;
-        all.read = Operations::read;
-        all.write = Operations::write;
-        all.truncate = Operations::truncate;
-        all.utimens = Operations::utimens;
-        all.poll = Operations::poll;
-        return all;
-    }();
+    static fuse_operations operations = {};
+    operations.getattr = Operations::getattr;
+    operations.open = Operations::open;
+    operations.release = Operations::release;
+    operations.read = Operations::read;
+    operations.write = Operations::write;
+    operations.truncate = [](char const* /*path*/, off_t /*size*/, fuse_file_info* /*info*/) { return 0; };
+    operations.utimens = Operations::utimens;
+    operations.poll = Operations::poll;
     // Nothing is cached: lines come and go.
     char program[] = "gpio";
     char option[] = "-oattr_timeout=0,entry_timeout=0,negative_timeout=0";
@@ -240,27 +232,12 @@ void GpioFuse::set_level(int number, char level) {
     }
 }
 
-bool GpioFuse::wait_read(int number, Limit limit) const {
+bool GpioFuse::wait(int number, Limit limit, std::function<bool(Line const&)> const& condition) const {
     std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, limit, [&] { return lines_.at(number).read; });
+    return changed_.wait_for(lock, limit, [&] { return condition(lines_.at(number)); });
 }
 
-bool GpioFuse::wait_touches(int number, int count, Limit limit) const {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, limit, [&] { return lines_.at(number).touches >= count; });
-}
-
-int GpioFuse::touches(int number) const {
+GpioFuse::Line GpioFuse::line(int number) const {
     std::lock_guard const lock(mutex_);
-    return lines_.at(number).touches;
-}
-
-std::string GpioFuse::direction(int number) const {
-    std::lock_guard const lock(mutex_);
-    return lines_.at(number).direction;
-}
-
-std::string GpioFuse::edge(int number) const {
-    std::lock_guard const lock(mutex_);
-    return lines_.at(number).edge;
+    return lines_.at(number);
 }

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -17,6 +18,15 @@ struct fuse_pollhandle;
 class GpioFuse {
  public:
     using Limit = std::chrono::milliseconds;
+    struct Line {
+        bool exported = false;
+        std::string direction = "in";
+        std::string edge = "none";
+        char level = '0';
+        long event = 1;     ///< number of the last interrupt; that of a fresh descriptor is 0
+        bool read = false;  ///< behind the last set_level()
+        int touches = 0;    ///< of the value
+    };
 
     /// Mounts it at "sys/class/gpio" below `root`, with these lines. is_mounted() tells whether the machine allows it.
     GpioFuse(std::string const& root, std::vector<int> const& numbers);
@@ -29,24 +39,11 @@ class GpioFuse {
 
     /// Sets the level and raises the interrupt, if the line's edge asks for it.
     void set_level(int number, char level);
-    /// Waits until the value has been read behind the last set_level().
-    bool wait_read(int number, Limit limit) const;
-    /// Waits for so many touches of the value since the start.
-    bool wait_touches(int number, int count, Limit limit) const;
-    int touches(int number) const;
-    std::string direction(int number) const;
-    std::string edge(int number) const;
+    /// Waits until the line is so.
+    bool wait(int number, Limit limit, std::function<bool(Line const&)> const& condition) const;
+    Line line(int number) const;
 
  private:
-    struct Line {
-        bool exported = false;
-        std::string direction = "in";
-        std::string edge = "none";
-        char level = '0';
-        long event = 1;  ///< number of the last interrupt; that of a fresh descriptor is 0
-        bool read = false;
-        int touches = 0;
-    };
     /// One open value.
     struct Handle {
         int number = 0;

@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include "ctl/line/hex.h"
-#include "ctl/line/wait_until.h"
 
 namespace {
 
@@ -80,37 +79,6 @@ void LibmodbusSlave::with_image(std::function<void(modbus_mapping_t&)> const& ac
 
 void LibmodbusSlave::set_holding(int first, std::vector<uint16_t> const& values) {
     with_image([&](modbus_mapping_t& image) { std::copy(values.begin(), values.end(), image.tab_registers + first); });
-}
-
-void LibmodbusSlave::set_input(int first, std::vector<uint16_t> const& values) {
-    with_image(
-        [&](modbus_mapping_t& image) { std::copy(values.begin(), values.end(), image.tab_input_registers + first); });
-}
-
-void LibmodbusSlave::set_coil(int number, bool value) {
-    with_image([&](modbus_mapping_t& image) { image.tab_bits[number] = value ? 1 : 0; });
-}
-
-void LibmodbusSlave::set_discrete_input(int number, bool value) {
-    with_image([&](modbus_mapping_t& image) { image.tab_input_bits[number] = value ? 1 : 0; });
-}
-
-std::vector<uint16_t> LibmodbusSlave::holding(int first, int count) {
-    std::vector<uint16_t> values;
-    with_image([&](modbus_mapping_t& image) {
-        values.assign(image.tab_registers + first, image.tab_registers + first + count);
-    });
-    return values;
-}
-
-bool LibmodbusSlave::coil(int number) {
-    bool value = false;
-    with_image([&](modbus_mapping_t& image) { value = image.tab_bits[number] != 0; });
-    return value;
-}
-
-bool LibmodbusSlave::wait_holding(int first, std::vector<uint16_t> const& values, Limit limit) {
-    return wait_until([&] { return holding(first, static_cast<int>(values.size())) == values; }, limit);
 }
 
 std::vector<std::string> LibmodbusSlave::requests() {

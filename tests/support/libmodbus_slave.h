@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -19,7 +18,6 @@
 class LibmodbusSlave {
  public:
     static constexpr int size = 3000;
-    using Limit = std::chrono::milliseconds;
 
     /// The line is opened under `path`. Raises std::runtime_error or std::system_error.
     LibmodbusSlave(std::string const& path, int address);
@@ -33,13 +31,6 @@ class LibmodbusSlave {
     void with_image(std::function<void(modbus_mapping_t&)> const& action);
 
     void set_holding(int first, std::vector<uint16_t> const& values);
-    void set_input(int first, std::vector<uint16_t> const& values);
-    void set_coil(int number, bool value);
-    void set_discrete_input(int number, bool value);
-    std::vector<uint16_t> holding(int first, int count = 1);
-    bool coil(int number);
-    /// Waits until the holding registers from `first` on hold the values.
-    bool wait_holding(int first, std::vector<uint16_t> const& values, Limit limit);
 
     /// The frames that it took, as hexadecimal text.
     std::vector<std::string> requests();

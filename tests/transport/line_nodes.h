@@ -5,6 +5,8 @@
 #include <string>
 
 #include "config/cport.h"
+#include "ctl/line/hex.h"
+#include "foundation/byte_list.h"
 #include "support/sample_config.h"
 
 /// Configuration nodes for transports alone: their type words hold no "base", so that they need no devices.
@@ -29,6 +31,13 @@ inline std::unique_ptr<CPort> tcp(int port, int rto, int sto = 500) {
 inline std::unique_ptr<CPort> none() {
     Json::Value node = sample::json(R"({"name": "p", "type": "x"})");
     return std::make_unique<CPort>(node);
+}
+
+inline xCommon::ByteList list_of(char const* frame) {
+    xCommon::ByteList list;
+    hex::Bytes const bytes = hex::bytes(frame);
+    list.push_buf(bytes.data(), static_cast<int>(bytes.size()));
+    return list;
 }
 
 }  // namespace line_nodes

@@ -31,6 +31,16 @@ constexpr auto limit = seconds(10);
 std::string const name = "p";
 std::string const host = "127.0.0.1";
 
+xrs eight_n_1(std::string const& path, xserial::Timeout const& timeout = {}) {
+    return {path,
+            9600,
+            timeout,
+            xserial::bytesize_t::eight,
+            xserial::parity_t::none,
+            xserial::stopbits_t::one,
+            xserial::flowcontrol_t::none};
+}
+
 /// Listens and takes no connection: the kernel answers for it until its short queue is full.
 class DeafListener {
  public:
@@ -57,8 +67,7 @@ class DeafListener {
 
 TEST(SerialLine, OpensOnlyOnRequestAndTellsPathAndReason) {
     TempFolder const folder;
-    xrs line(folder.file("absent"), 9600, {}, xserial::bytesize_t::eight, xserial::parity_t::none,
-             xserial::stopbits_t::one, xserial::flowcontrol_t::none);
+    xrs line = eight_n_1(folder.file("absent"));
     EXPECT_FALSE(line.isOpen());
     try {
         line.open();
@@ -77,8 +86,7 @@ TEST(SerialLine, OpensOnlyOnRequestAndTellsPathAndReason) {
 TEST(SerialLine, AFlushTakesNothingThatWasWritten) {
     TempFolder const folder;
     PtyLine const pty(folder.file("line"));
-    xrs line(pty.path(), 9600, {}, xserial::bytesize_t::eight, xserial::parity_t::none, xserial::stopbits_t::one,
-             xserial::flowcontrol_t::none);
+    xrs line = eight_n_1(pty.path());
     line.open();
     constexpr int writes = 200;
     for (unsigned char number = 0; number < writes; ++number) {
@@ -100,8 +108,7 @@ TEST(SerialLine, TimeOutsGrowWithTheirMultipliers) {
     xserial::Timeout timeout;
     timeout.read_constant = 50;
     timeout.read_multiplier = 50;
-    xrs line(pty.path(), 9600, timeout, xserial::bytesize_t::eight, xserial::parity_t::none, xserial::stopbits_t::one,
-             xserial::flowcontrol_t::none);
+    xrs line = eight_n_1(pty.path(), timeout);
     line.open();
     unsigned char buffer[4];
     Stopwatch const watch;
@@ -127,17 +134,12 @@ TEST(Socket, AnUnconnectedOneFailsSoftly) {
 }
 
 TEST(Socket, WhatIsNoAddressIsRefusedWithoutAnException) {
-    for (auto const& [address, port] : {std::pair<std::string, int>{"127.0.0.1", -1}, {"", 0}, {"127.0.0.1", 0}}) {
-        SCOPED_TRACE(address + " " + std::to_string(port));
-        wsock socket(name, address, port, 100, 100);
-        EXPECT_FALSE(socket.Open());
-    }
-}
-
-TEST(Socket, APortBeyondTheRangeIsNotCutToAnother) {
     TcpPeer const peer;
-    wsock socket(name, host, peer.port() + 65536, 100, 100);
-    EXPECT_FALSE(socket.Open());
+    // A port beyond the range is not cut to another.
+    for (auto const& [address, port] :
+         {std::pair<std::string, int>{host, -1}, {"", 0}, {host, 0}, {host, peer.port() + 65536}}) {
+        EXPECT_FALSE(wsock(name, address, port, 100, 100).Open()) << address << " " << port;
+    }
 }
 
 TEST(Socket, AConnectHasTheSendTimeOutButASecondAtLeast) {

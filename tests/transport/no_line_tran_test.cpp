@@ -13,13 +13,6 @@ using xCommon::ByteList;
 
 namespace {
 
-ByteList list_of(char const* frame) {
-    ByteList list;
-    hex::Bytes const bytes = hex::bytes(frame);
-    list.push_buf(bytes.data(), static_cast<int>(bytes.size()));
-    return list;
-}
-
 /// What a read of so many bytes hands out; nothing when it gives another count.
 std::string read_text(nullTran& line, int count) {
     std::vector<unsigned char> buffer(16, 0xEE);
@@ -36,7 +29,7 @@ TEST(NoLine, OpensAlwaysAndWritesAlwaysSucceed) {
                                             std::make_unique<nullTran>(node.get())};
     for (auto const& line : lines) {
         unsigned char byte = 0;
-        ByteList three = list_of("01 02 03");
+        ByteList three = line_nodes::list_of("01 02 03");
         ByteList nothing;
         EXPECT_FALSE(line->is_open());
         EXPECT_TRUE(line->reopen());
@@ -75,11 +68,8 @@ TEST(NoLine, TheCannedAnswerIsHandedOutInOrderAndAnew) {
         EXPECT_EQ(read_text(line, 2), "B9 84");
     }
     EXPECT_EQ(read_text(line, 7), "11 03 02 00 05 B9 84");
-}
 
-TEST(NoLine, AReadBeyondTheCannedAnswerLeavesThePosition) {
-    auto const node = line_nodes::none();
-    nullTran line(node.get());
+    // A read beyond it leaves the position.
     unsigned char buffer[8] = {};
     EXPECT_EQ(line.read(buffer, 8), 0);
     EXPECT_FALSE(line.read_all(buffer, 8));

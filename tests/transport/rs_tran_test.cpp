@@ -63,18 +63,11 @@ class RsTran : public testing::Test {
     rsTran line_{node_.get()};
 };
 
-ByteList list_of(char const* frame) {
-    ByteList list;
-    hex::Bytes const bytes = hex::bytes(frame);
-    list.push_buf(bytes.data(), static_cast<int>(bytes.size()));
-    return list;
-}
-
 }  // namespace
 
 TEST_F(RsTran, AClosedLineFailsSoftlyAndWithoutALogLine) {
     unsigned char buffer[4] = {};
-    ByteList list = list_of("01 02");
+    ByteList list = line_nodes::list_of("01 02");
     EXPECT_FALSE(line_.is_open());
     EXPECT_EQ(line_.read(buffer, 4), -1);
     EXPECT_EQ(line_.write(buffer, 4), -1);
@@ -97,38 +90,30 @@ TEST_F(RsTran, AnAbsentDeviceIsToldInTwoLines) {
     std::vector<std::string> const once = {"[3] [p] ошибка открытия порта : " + path + " : No such file or directory.",
                                            "[3] [p] не удалось открыть COM порт."};
     EXPECT_EQ(log_.entries(), (std::vector<std::string>{once[0], once[1], once[0], once[1]}));
-}
 
-TEST_F(RsTran, WhatIsNoTerminalIsRefused) {
-    auto const node = line_nodes::serial(folder_.write("file", "text"), 100);
-    rsTran line(node.get());
-    EXPECT_FALSE(line.open());
-    EXPECT_FALSE(line.is_open());
-    EXPECT_TRUE(log_.has("[3] [p] не удалось открыть COM порт."));
+    auto const no_terminal = line_nodes::serial(folder_.write("file", "text"), 100);
+    rsTran other(no_terminal.get());
+    EXPECT_FALSE(other.open());
+    EXPECT_FALSE(other.is_open());
+    EXPECT_EQ(log_.count("[3] [p] не удалось открыть COM порт."), 3);
 }
 
 TEST_F(RsTran, SettingsInForceReachTheLineAtTheNextOpening) {
-    struct Row {
-        unsigned int baudrate;
-        xserial::stopbits_t stopbits;
-        xserial::flowcontrol_t flow;
-        LineSettings expected;
-    };
     using xserial::flowcontrol_t;
     using xserial::stopbits_t;
-    Row const rows[] = {
+    std::tuple<unsigned int, xserial::stopbits_t, xserial::flowcontrol_t, LineSettings> const rows[] = {
         {9600, stopbits_t::one, flowcontrol_t::none, {9600, 1, false, false}},
         {300, stopbits_t::two, flowcontrol_t::none, {300, 2, false, false}},
         {921600, stopbits_t::one_and_half, flowcontrol_t::software, {921600, 2, true, false}},
         {12345, stopbits_t::one, flowcontrol_t::hardware, {12345, 1, false, true}},
     };
-    for (Row const& row : rows) {
-        SCOPED_TRACE(row.baudrate);
-        line_.settings.baudrate = row.baudrate;
-        line_.settings.stopbits = row.stopbits;
-        line_.settings.flowcontrol = row.flow;
+    for (auto const& [baudrate, stopbits, flow, expected] : rows) {
+        SCOPED_TRACE(baudrate);
+        line_.settings.baudrate = baudrate;
+        line_.settings.stopbits = stopbits;
+        line_.settings.flowcontrol = flow;
         ASSERT_TRUE(line_.open());
-        EXPECT_EQ(pty_.settings(), row.expected);
+        EXPECT_EQ(pty_.settings(), expected);
     }
     line_.settings.parity = xserial::parity_t::invalid;
     EXPECT_FALSE(line_.open());
@@ -152,35 +137,26 @@ TEST_F(RsTran, OpeningAgainHoldsOneDescriptorAndDropsWhatLayThere) {
 
 TEST_F(RsTran, AReadGathersUntilItsTimeOut) {
     ASSERT_TRUE(line_.open());
-    {
+    Stopwatch const silence;
+    EXPECT_EQ(read_text(4), "");
+    EXPECT_GE(silence.ms(), 100) << "the port's time-out";
+    // The time-out, what comes at once and later, what is read of 4 bytes, and the time that this may take.
+    std::tuple<int, char const*, char const*, char const*, int, int> const rows[] = {
+        {5000, "01 02", "03 04 05", "01 02 03 04", 0, 4000},  // a pause between bytes ends no read, the last byte does
+        {200, "", "", "05", 200, 4000},                       // what nobody asked for stays for the next read
+        {0, "", "", "", 0, 100},                              // no wait at all
+    };
+    for (auto const& [timeout, at_once, later, read, least, most] : rows) {
+        line_.set_timeout(timeout, 500);
         Stopwatch const watch;
-        EXPECT_EQ(read_text(4), "") << "silence";
-        EXPECT_GE(watch.ms(), 100);
-        EXPECT_TRUE(line_.is_open());
-    }
-    line_.set_timeout(5000, 500);
-    {
-        Stopwatch const watch;
-        auto const second = send_later(150, "03 04 05");
-        send("01 02");
-        EXPECT_EQ(read_text(4), "01 02 03 04") << "a pause between bytes ends no read";
-        EXPECT_LT(watch.ms(), 4000) << "all was there, yet it waited on";
-        EXPECT_EQ(read_text(1), "05") << "what nobody asked for stays for the next read";
-    }
-    line_.set_timeout(200, 500);
-    {
-        Stopwatch const watch;
-        send("01 02");
-        EXPECT_EQ(read_text(4), "01 02") << "partial";
-        EXPECT_GE(watch.ms(), 200);
-    }
-    line_.set_timeout(0, 500);
-    {
-        Stopwatch const watch;
-        EXPECT_EQ(read_text(4), "") << "no wait at all";
-        EXPECT_LT(watch.ms(), 100);
+        auto const second = send_later(*later == '\0' ? 0 : 150, later);
+        send(at_once);
+        EXPECT_EQ(read_text(4), read) << timeout;
+        EXPECT_GE(watch.ms(), least) << timeout;
+        EXPECT_LT(watch.ms(), most) << timeout;
     }
     EXPECT_EQ(read_text(0), "");
+    EXPECT_TRUE(line_.is_open());
     EXPECT_TRUE(log_.entries().empty());
 }
 
@@ -227,7 +203,7 @@ TEST_F(RsTran, EveryFormOfWriteReachesTheFarSide) {
     EXPECT_EQ(received(6), "00 11 0D 0A 13 FF");
     EXPECT_TRUE(line_.write_all(bytes, 6));
     EXPECT_EQ(received(6), "00 11 0D 0A 13 FF");
-    ByteList list = list_of("01 02 03");
+    ByteList list = line_nodes::list_of("01 02 03");
     EXPECT_EQ(line_.write(list), 3);
     EXPECT_TRUE(line_.write_all(list));
     EXPECT_EQ(received(6), "01 02 03 01 02 03");
@@ -264,24 +240,20 @@ TEST_F(RsTran, FlushDropsWhatHasComeIn) {
 
 TEST_F(RsTran, AHangUpClosesInEveryOperationAndReopenRecovers) {
     unsigned char buffer[4] = {};
-    struct Row {
-        char const* name;
-        std::function<void()> operation;
-    };
-    Row const rows[] = {
+    std::pair<char const*, std::function<void()>> const rows[] = {
         {"read", [&] { EXPECT_LE(line_.read(buffer, 4), 0); }},
         {"read_all", [&] { EXPECT_FALSE(line_.read_all(buffer, 4)); }},
         {"write", [&] { EXPECT_LE(line_.write(buffer, 4), 0); }},
         {"write_all", [&] { EXPECT_FALSE(line_.write_all(buffer, 4)); }},
         {"flush", [&] { line_.flush(); }},
     };
-    for (Row const& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (auto const& [name, operation] : rows) {
+        SCOPED_TRACE(name);
         ASSERT_TRUE(line_.reopen());
         line_.set_timeout(10000, 10000);
         pty_.unplug();
         Stopwatch const watch;
-        EXPECT_NO_THROW(row.operation());
+        EXPECT_NO_THROW(operation());
         EXPECT_LT(watch.ms(), 5000) << "it sat through the time-out";
         EXPECT_FALSE(line_.is_open());
         EXPECT_EQ(line_.read(buffer, 4), -1);

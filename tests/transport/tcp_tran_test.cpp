@@ -44,13 +44,6 @@ class TcpTran : public testing::Test {
     unsigned char buffer_[16] = {0xA1, 0xA2, 0xA3, 0xA4};
 };
 
-ByteList list_of(char const* frame) {
-    ByteList list;
-    hex::Bytes const bytes = hex::bytes(frame);
-    list.push_buf(bytes.data(), static_cast<int>(bytes.size()));
-    return list;
-}
-
 }  // namespace
 
 TEST_F(TcpTran, ARefusedConnectionIsOneLineAndNoFailure) {
@@ -64,12 +57,8 @@ TEST_F(TcpTran, ARefusedConnectionIsOneLineAndNoFailure) {
 
 TEST_F(TcpTran, EveryOperationOnAClosedConnectionTriesOnceAndFailsSoftly) {
     peer_.stop_listening();
-    ByteList list = list_of("01 02");
-    struct Row {
-        char const* name;
-        std::function<void()> operation;
-    };
-    Row const rows[] = {
+    ByteList list = line_nodes::list_of("01 02");
+    std::pair<char const*, std::function<void()>> const rows[] = {
         {"read", [&] { EXPECT_LE(line_.read(buffer_, 4), 0); }},
         {"read_all", [&] { EXPECT_FALSE(line_.read_all(buffer_, 4)); }},
         {"write", [&] { EXPECT_LE(line_.write(buffer_, 4), 0); }},
@@ -77,11 +66,11 @@ TEST_F(TcpTran, EveryOperationOnAClosedConnectionTriesOnceAndFailsSoftly) {
         {"write_all", [&] { EXPECT_FALSE(line_.write_all(buffer_, 4)); }},
         {"write_all of a list", [&] { EXPECT_FALSE(line_.write_all(list)); }},
     };
-    for (Row const& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (auto const& [name, operation] : rows) {
+        SCOPED_TRACE(name);
         log_.clear();
         Stopwatch const watch;
-        EXPECT_NO_THROW(row.operation());
+        EXPECT_NO_THROW(operation());
         EXPECT_LT(watch.ms(), 2500);
         EXPECT_EQ(log_.count(refused), 1);
         EXPECT_EQ(log_.count("[3]"), 1);
@@ -106,7 +95,7 @@ TEST_F(TcpTran, AWriteReconnectsWhenThePeerIsBack) {
 
 TEST_F(TcpTran, EveryFormOfWriteReachesThePeer) {
     open_connected();
-    ByteList list = list_of("0B 0C");
+    ByteList list = line_nodes::list_of("0B 0C");
     EXPECT_EQ(line_.write(buffer_, 4), 4);
     EXPECT_TRUE(peer_.log().wait_for("A1 A2 A3 A4", limit));
     EXPECT_TRUE(line_.write_all(buffer_, 2));

@@ -80,7 +80,11 @@ Reply PeerScript::answer(std::span<unsigned char const> request) {
 }
 
 Reply PeerScript::written_out(Reply reply, std::span<unsigned char const> request, long long number) const {
-    reply.hex = hex::text(frame_text::reply(reply.hex, request, number));
+    hex::Bytes bytes = frame_text::reply(reply.hex, request, number);
+    if (reply.cut >= 0) {
+        bytes.resize(std::min(bytes.size(), static_cast<size_t>(reply.cut)));
+    }
+    reply.hex = hex::text(bytes);
     if (hurries_) {
         reply.delay_ms = 0;
         reply.gap_ms = 0;

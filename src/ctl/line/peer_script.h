@@ -17,6 +17,7 @@ enum class HangUp { never, before_reply, in_reply, after_reply };
 /// What a peer does with one request. Frames are written as frame_text says.
 struct Reply {
     std::string hex = {};      ///< empty: silence
+    int cut = -1;              ///< only so many bytes of it; below 0: all
     int delay_ms = 0;          ///< before the first byte goes out
     std::string garbage = {};  ///< goes out with the reply, ahead of it
     int fragment = 0;          ///< bytes in a piece; 0: all at once

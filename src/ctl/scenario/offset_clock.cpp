@@ -13,6 +13,11 @@ std::atomic<std::atomic<long long>*> offset = &own_offset;
 std::atomic<long long> steady_offset_ms = 0;
 std::atomic<bool> is_instant = false;
 
+long long calendar() {
+    static long long const start = ::time(nullptr);
+    return is_instant ? start : ::time(nullptr);
+}
+
 }  // namespace
 
 namespace offset_clock {
@@ -22,7 +27,7 @@ void advance(long long seconds) {
 }
 
 void set(long long time) {
-    *offset = time - ::time(nullptr);
+    *offset = time - calendar();
 }
 
 void advance_steady(long long milliseconds) {
@@ -47,11 +52,11 @@ void share(std::atomic<long long>& shared) {
 namespace xCommon {
 
 long long xtime::time() {
-    return ::time(nullptr) + *offset;
+    return calendar() + *offset;
 }
 
 long long xtime::mono() {
-    return ::time(nullptr) + *offset;
+    return calendar() + *offset;
 }
 
 std::chrono::steady_clock::time_point xtime::steady() {

@@ -12,7 +12,8 @@ void advance(long long seconds);
 void set(long long time);
 /// Moves the steady clock.
 void advance_steady(long long milliseconds);
-/// Delays pass at once, and nothing but them moves the steady clock.
+/// Delays pass at once. The clocks stand still then: nothing but delays moves the steady one, and the other one is
+/// moved by advance() and set() alone.
 void skip_delays(bool skip);
 /// Back to the real time.
 void reset();

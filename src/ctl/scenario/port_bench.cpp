@@ -76,11 +76,13 @@ PortBench::PortBench(Scenario const& scenario) : scenario_(scenario) {
             std::unique_ptr<IBase> port = creator->second(this, node.get());
             if (port && port->Start()) {
                 ports_.emplace_back(dynamic_cast<PortBase*>(port.release()));
+                continue;
             }
         } catch (std::exception const& e) {
             xCommon::global_logf(xCommon::lmtError, "--- start : %s : исключение при запуске порта : %s.", node->name,
                                  e.what());
         }
+        lines_.erase(node->name);  // it has gone with its port
     }
 }
 

@@ -220,9 +220,7 @@ class Reader {
         } else if (word == "gap") {
             reply.gap_ms = number(value);
         } else if (word == "cut") {
-            hex::Bytes whole = hex::bytes(reply.hex);
-            whole.resize(std::min(whole.size(), static_cast<size_t>(number(value))));
-            reply.hex = hex::text(whole);
+            reply.cut = number(value);
         } else if (word == "hang-up") {
             reply.hang_up = value == "ahead"  ? HangUp::before_reply
                             : value == "amid" ? HangUp::in_reply
@@ -267,7 +265,10 @@ class Reader {
             topic_and_payload(text, step);
         } else if (word == "log") {
             step.kind = Step::Kind::log;
-            step.number = number(take_word(text));
+            std::string const level = take_word(text);
+            size_t const times = std::min(level.find('x'), level.size());
+            step.number = number(level.substr(0, times));
+            step.times = times < level.size() ? number(level.substr(times + 1)) : 0;
             step.text = unescaped(text);
         } else if (word == "sent") {
             step.kind = Step::Kind::sent;

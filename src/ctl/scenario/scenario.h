@@ -28,7 +28,7 @@ struct Step {
     std::string topic = {};
     std::string text = {};  ///< payload, text of a log line, or frame
     int number = 0;         ///< QoS, level, or seconds
-    int times = 0;          ///< that a frame went out; 0: at least once
+    int times = 0;          ///< of a frame or a line; 0: at least once
     bool retained = true;
     std::vector<std::string> frames = {};  ///< all that went out, in their order
 
