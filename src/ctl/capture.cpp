@@ -1,6 +1,7 @@
 #include "ctl/capture.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <ostream>
@@ -277,7 +278,7 @@ class Writer {
         for (Json::Value const& device : scenario_.config["ports"][0]["devices"]) {
             if (device["templ"].isString()) {
                 std::string const name = device["templ"].asString() + ".json";
-                std::ifstream file(path_templates + "/" + name);
+                std::ifstream file(std::filesystem::path(path_templates) / name);
                 out_ << "template " << name << "\n" << std::string(std::istreambuf_iterator(file), {}) << "\nend\n";
             }
         }

@@ -70,9 +70,7 @@ void add_keys(CLI::App& app) {
     command->callback([key, language] { std::cout << key_table(*key, *language == "ru"); });
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     CLI::App app("Works with the configurations and devices of ostrand.");
     app.require_subcommand(1);
     add_capture(app);
@@ -81,11 +79,18 @@ int main(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (CLI::ParseError const& e) {
-        int const status = app.exit(e);
-        return status == 0 ? 0 : 2;
-    } catch (std::exception const& e) {
-        std::cerr << "ostrandctl: " << e.what() << "\n";
-        return 1;
+        return app.exit(e) == 0 ? 0 : 2;
     }
     return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
+    } catch (std::exception const& e) {
+        std::fprintf(stderr, "ostrandctl: %s\n", e.what());
+        return 1;
+    }
 }

@@ -56,12 +56,13 @@ Json::Value jUtils::Load(std::string const& path) {
     if (!file) {
         throw xExceptionf("%s : не удалось открыть файл : %s.", path, std::strerror(errno));
     }
-    std::ostringstream content;
-    content << file.rdbuf();
-    // A folder opens as a file and fails at the first read; an empty file sets the same flag, but reads as no text.
+    // A folder opens as a file and fails at the first read.
+    file.peek();
     if (file.bad()) {
         throw xExceptionf("%s : не удалось прочитать файл.", path);
     }
+    std::ostringstream content;
+    content << file.rdbuf();
     std::string const text = content.str();
     if (text.empty()) {
         throw xExceptionf("%s : файл пуст или не читается.", path);

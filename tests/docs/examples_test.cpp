@@ -12,6 +12,7 @@
 #include "config/config.h"
 #include "config/constants.h"
 #include "config/cport.h"
+#include "ctl/key_table.h"
 #include "foundation/jutils.h"
 #include "gpio/config.h"
 #include "support/log_capture.h"
@@ -154,4 +155,21 @@ TEST(Examples, EveryLinkOfTheDocumentationLeadsToAFile) {
         }
     }
     EXPECT_GT(links, 0);
+}
+
+TEST(Examples, EveryTableOfKeysIsTheOneThatScriptsDocsWrites) {
+    static std::string const opening = "\n<!-- keys ";
+    int tables = 0;
+    for (fs::path const& page : files_in("docs", ".md")) {
+        bool const russian = page.string().starts_with((root / "docs/ru/").string());
+        std::string const text = content_of(page);
+        for (size_t at = text.find(opening); at != std::string::npos; at = text.find(opening, at), ++tables) {
+            at += opening.size();
+            std::string const key = text.substr(at, text.find(" -->\n", at) - at);
+            at = text.find('\n', at) + 1;
+            SCOPED_TRACE(page.string() + " : " + key);
+            EXPECT_NO_THROW(EXPECT_EQ(text.substr(at, text.find("<!-- end -->", at) - at), key_table(key, russian)));
+        }
+    }
+    EXPECT_GT(tables, 0);
 }

@@ -69,6 +69,7 @@ TEST(Bits, ReadAndWritten) {
         {3, 15, "1", "15", "7"},
         {15, 0, "0", "32768", "0"},
         {31, 0x80000000U, "1", "2147483648", "0"},
+        {32, 0xFFFFFFFFU, "0", "4294967295", "4294967295"},
         {-1, 0xFFFFFFFFU, "0", "4294967295", "4294967295"},
     };
     CParam param = made(R"(, "value_type": "u32")");
@@ -79,7 +80,7 @@ TEST(Bits, ReadAndWritten) {
             node["offset"] = row.offset;
             node["inverted"] = inverted;
             std::string const current = std::to_string(row.value);
-            bitem const item(&param, node, 31);
+            bitem const item(&param, node, 32);
             EXPECT_EQ(item.get_value(row.value), (*row.read == '1') != inverted ? "1" : "0") << row.offset;
             EXPECT_EQ(item.set_value(current, "1"), row.set) << row.offset;
             EXPECT_EQ(item.set_value(current, "0"), row.cleared) << row.offset;

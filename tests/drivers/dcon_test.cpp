@@ -8,11 +8,13 @@
 #include <gtest/gtest.h>
 
 #include "drivers/dcon/device.h"
+#include "drivers/dcon/pdu.h"
 #include "support/driver_rig.h"
 #include "support/log_capture.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::ThrowsMessage;
 
 namespace {
 
@@ -63,6 +65,14 @@ TEST(DconDevice, AClosedLineIsOpenedWhereDevicesDoSo) {
         EXPECT_EQ(written.line().is_open(), of_port);
         EXPECT_EQ(written.line().sent.size(), of_port ? 2U : 1U);
     }
+}
+
+TEST(DconPdu, AValueThatIsNotThereIsToldByItsLength) {
+    Module module;
+    unsigned char const data[] = "+1.2345678";
+    EXPECT_THROW(dcon::pdu::get_value(&module.param<dcon::c_param>(), nullptr, 9), std::exception);
+    EXPECT_THAT([&] { dcon::pdu::get_value(&module.param<dcon::c_param>(), data, 3); },
+                ThrowsMessage<std::exception>("ответ короче значения : 3"));
 }
 
 TEST(DconDevice, ExceptionsCountWhereTheyAreCaught) {

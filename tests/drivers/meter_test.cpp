@@ -92,6 +92,9 @@ TEST(MercuryValue, OfEachWord) {
     hex::Bytes const word = hex::bytes("FF 02 03");
     EXPECT_EQ(merc_2xx::c_param::i_getValue132(word.data()), 0x3F0302);
     EXPECT_EQ(merc_2xx::c_param::u_getValue132(word.data()), 0xFF0302U);
+    Json::Value node = sample::json(R"({"name": "v", "reg_type": "param", "value_type": "m1"})");
+    EXPECT_EQ(text_of([&] { return merc_2xx::c_param(nullptr, node).getValueFromBuf(word.data(), 0); }),
+              "v # пустое значение.");
 }
 
 TEST(MilurValue, OfEachWord) {

@@ -230,6 +230,12 @@ TEST(Pulsar, ResponsesThatAreRefused) {
     EXPECT_EQ(log.count("[4] [open] crc : 5959, received_crc : 5958"), 1);
     EXPECT_EQ(log.count("[4] [asked] id : 48878"), 1);
 
+    config.save_request = {{0, open}};
+    auto* drawn = open;
+    BaseResult of_zero;
+    hex::Bytes zero = hex::bytes(hex::with_crc16("12 34 56 78 0A 0C FF FF 00 00"));
+    EXPECT_EQ(pdu::check_frame(&config, drawn, of_zero, zero.data(), 12), 0) << "a number like any other";
+
     // A parameter of function 0 can't be told from an error, and a meter without an address has none to compare.
     hex::Bytes frame = hex::bytes(hex::with_crc16("12 34 56 78 00 0C 0A 00 EF BE"));
     for (auto const& [sid, code] : {std::pair{12345678U, -6}, {0U, -4}}) {

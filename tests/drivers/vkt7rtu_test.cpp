@@ -322,10 +322,12 @@ TEST(Vkt7, CommandsAreTakenAndDropped) {
                            {"i/on", "7", true},
                            {"off", "5", false}}) {
         heat.line().open();
+        heat.port().line_released = false;
         std::string topic = "/devices/heat_1/controls/" + std::string(row.control);
         std::string payload = row.payload;
         EXPECT_EQ(heat.calculator().ProcMessage(topic, payload), row.taken) << topic;
         EXPECT_EQ(heat.line().is_open(), !row.taken) << topic;
+        EXPECT_EQ(heat.port().line_released, row.taken) << "the next device finds it open";
         EXPECT_EQ(log.count("[4] [heat_1] ProcMessage : " + topic + " = " + payload + "."), 1);
     }
     EXPECT_EQ(log.count("[3] [b] значение 7 нельзя писать в бит x."), 1);

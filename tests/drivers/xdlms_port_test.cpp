@@ -97,6 +97,12 @@ TEST(DlmsPort, MessagesThatNobodyAskedFor) {
         EXPECT_EQ(log.count(line), 1) << topic;
         EXPECT_TRUE(meter.line().sent.empty());
     }
+    Meter meter("dlms.rs");
+    LogCapture const log(false);
+    meter.port().write(nullptr, &meter.param(), "1");
+    meter.port().write(&meter.dev(), nullptr, "1");
+    meter.port().write(&meter.dev(), &meter.param(), "");
+    EXPECT_THAT(log.entries(), ElementsAre());
 }
 
 TEST(DlmsSerialOld, ALineThatIsNeverSilentDoesNotHoldTheWorker) {

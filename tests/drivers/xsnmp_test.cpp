@@ -59,6 +59,9 @@ class Agents {
 }  // namespace
 
 TEST(SnmpConfig, DefaultsAndOverlays) {
+    Agents others(device(R"("url": "127.0.0.1:9", "community": "other", "version": 1, )" + std::string(one_param)));
+    EXPECT_EQ(dynamic_cast<csdev&>(others.node()).community, "other");
+    EXPECT_EQ(dynamic_cast<csdev&>(others.node()).version, 1);
     Agents agents(device(R"("url": "127.0.0.1:9", "params": [{"name": "v", "oid": "1.3.1"},
         {"name": "v", "unit": "A"}, {"name": "w", "oid": "1.3.2"}, {"name": "w", "oid": "1.3.3"}])"));
     auto const& node = dynamic_cast<csdev&>(agents.node());
@@ -93,6 +96,7 @@ TEST(SnmpOid, TextsAndWhatBecomesOfThem) {
         // What no request can hold.
         {"1", {}},
         {"3.1.2", {}},
+        {"1.39.3", {1, 39, 3}},
         {"1.40.3", {}},
         {"2.40.3", {2, 40, 3}},
         // Of these the library gives back a part.

@@ -77,6 +77,15 @@ TEST(Bytes, PopKeepsTheListAndCutsAtTheMaximum) {
     EXPECT_TRUE(source.compare(first.data()));
     EXPECT_FALSE(source.compare(reinterpret_cast<unsigned char const*>("abcd")));
     EXPECT_TRUE(ByteList().compare(nullptr));
+
+    ByteList pushed;
+    unsigned char const one = 7;
+    pushed.push_buf(&one, 1);
+    pushed.push_buf(&one, -1);
+    pushed.push_buf(nullptr, 2);
+    EXPECT_EQ(content(pushed), (Bytes{7}));
+    EXPECT_EQ(pushed.pop_buf(small, 0), 0);
+    EXPECT_EQ(pushed.pop_buf(small, -1), 0);
 }
 
 TEST(Bytes, ChecksumsHaveTheirWorkedValues) {

@@ -4,8 +4,11 @@
 #include <gtest/gtest.h>
 
 #include "foundation/duk_helper.h"
+#include "foundation/plain_expression.h"
+#include "foundation/xstring.h"
 
 using xCommon::dukHelper;
+using xCommon::xString;
 
 namespace {
 
@@ -62,6 +65,46 @@ TEST(Expression, FaultIsAnExceptionWithTheEnginesMessage) {
         } catch (std::exception const& e) {
             EXPECT_THAT(e.what(), testing::HasSubstr(message)) << expression;
         }
+    }
+}
+
+// Half of its limit is to be had, over and over; what is beyond it ends the expression.
+TEST(Expression, MemoryIsHeldToItsLimitAndWhatWasLetGoIsFreeAgain) {
+    std::string const doubled = "for (var s = 'x'; s.length < 4 << 20; s += s); ";
+    EXPECT_EQ(evaluated("1", doubled + "for (var i = 0; i < 20; ++i) s.substr(i).length; s.length"), "4194304");
+    try {
+        evaluated("1", doubled + "[s + 1, s + 2, s + 3, s + 4].length");
+        ADD_FAILURE();
+    } catch (std::exception const& e) {
+        EXPECT_STREQ(e.what(), "превышена память 16 МиБ");
+    }
+}
+
+// A word or a sign missing in its tables costs time alone; one too many lets an expression change the engine.
+TEST(Expression, WhatLeavesTheEngineAsItWas) {
+    std::string const members =
+        "E LN10 LN2 LOG10E LOG2E PI SQRT1_2 SQRT2 abs acos asin atan atan2 ceil charAt charCodeAt cos exp floor "
+        "indexOf lastIndexOf length log max min pow random round sin slice sqrt substr substring tan toExponential "
+        "toFixed toLowerCase toPrecision toString toUpperCase";
+    for (std::string const& member : xString::Split(members, " ")) {
+        EXPECT_TRUE(xCommon::is_plain_expression("Math." + member)) << member;
+        EXPECT_FALSE(xCommon::is_plain_expression(member)) << member;
+    }
+    // They are separated by two blanks.
+    std::string const plain =
+        "value  Infinity  Math  NaN  Number(1)  String(1)  false  isNaN(1)  isFinite(1)  null  parseFloat(1)  true  "
+        "parseInt(1, 2)  undefined  1 + 2 - 3 * 4 % 5 / 6  (1) / 2  value / 2  'a' / 2  1 & 2 | 3 ^ ~4  !1  1 == 2  "
+        "1 ? 2 : 3  1 === 2  1 != 2  1 !== 2  1 < 2  1 <= 2  1 << 2  1 > 2  1 >= 2  1 >> 2  1 >>> 2  1 - -2  12.5  "
+        "'a' + \"b\"  value.length  (1).toFixed(0)";
+    std::string const others =
+        "values  Value  _  $  value_  Math.Number  Math.value  Math.constructor  Math.  .E  / 2  1 / / 2  1 // 2  "
+        "1 /* 2  (/ 2  1 = 2  1 <<= 2  1 >>= 2  1 >>>= 2  value++  --value  [1]  {}  1;  'a  'a\"b'  'a\\'  'a\n'  "
+        "1.  1e5  0x10  1.5.toFixed  1_  \t1  1\n  @  #  `  ж";
+    for (std::string const& expression : xString::Split(plain, "  ")) {
+        EXPECT_TRUE(xCommon::is_plain_expression(expression)) << expression;
+    }
+    for (std::string const& expression : xString::Split(others, "  ")) {
+        EXPECT_FALSE(xCommon::is_plain_expression(expression)) << expression;
     }
 }
 

@@ -99,6 +99,9 @@ TEST_F(MqClient, EntriesFlagAndStampFollowTheConnection) {
 
     broker.stop();
     ASSERT_TRUE(wait_until([&] { return !is_connected(client); }, seconds(5)));
+    std::string const place = "соединение с брокером 127.0.0.1:" + std::to_string(broker.port());
+    EXPECT_EQ(log.count("[1] MQTT : test : " + place + " установлено."), 1);
+    EXPECT_TRUE(wait_until([&] { return log.has("[3] MQTT : test : " + place + " завершено."); }, seconds(5)));
     EXPECT_FALSE(client.publish("a", "b", 2, true));
     EXPECT_TRUE(wait_until([&] { return client.get_i64(client.stamp) >= 1; }, seconds(5)));
     broker.start();
@@ -108,6 +111,8 @@ TEST_F(MqClient, EntriesFlagAndStampFollowTheConnection) {
     EXPECT_EQ(entry->type, svMessage::connected);
     client.disconnect();
     EXPECT_FALSE(is_connected(client));
+    EXPECT_EQ(log.count("[1] MQTT : test : " + place + " завершено."), 1);
+    EXPECT_EQ(log.count("нет соединения"), 0) << "one that stood has not failed";
 }
 
 TEST(MqClientAlone, ItKeepsTryingWhateverFailedFirst) {
@@ -187,6 +192,47 @@ TEST_F(MqClient, WhatMqttForbidsCostsOnlyItself) {
     EXPECT_EQ(log.count("[3] MQTT : публикация в топик"), 2);
     EXPECT_TRUE(client.publish("good", "v", 2, false));
     EXPECT_EQ(next_payload(queue), "v");
+    // Nor does a device take what is too long.
+    MqttProbe probe(broker.port());
+    probe.publish("good", std::string(65537, 'x'));
+    probe.publish("good", std::string(65536, 'y'));
+    EXPECT_EQ(next_payload(queue), std::string(65536, 'y'));
+    EXPECT_EQ(log.count("[3] MQTT : test : сообщение отброшено : топик 'good' : размер 65537 байт."), 1);
+}
+
+TEST(MqClientAlone, WhatTheLibraryReportsEndsInALine) {
+    /// Has room for the entry of a connection alone.
+    struct FullQueue : SyncVector {
+        void Push(std::unique_ptr<svMessage> entry) override {
+            if (entry->type == svMessage::message) {
+                throw std::runtime_error("нет места");
+            }
+        }
+    };
+    LogCapture const log;
+    TcpPeer broker;
+    // The first subscription is granted; the second one is refused, with a message of QoS 0 behind it: topic "t".
+    broker.script().otherwise([](std::span<unsigned char const> packet) {
+        bool const subscribes = packet.size() > 3 && packet[0] >> 4 == 8;
+        return Reply{.hex = !subscribes      ? "20 02 00 00"
+                            : packet[3] == 1 ? "90 03 00 01 00"
+                                             : "90 03 00 02 80 30 04 00 01 74 41"};
+    });
+    FullQueue queue;
+    mqClient client(true, &queue, "test", 60);
+    ASSERT_TRUE(client.connect("127.0.0.1", broker.port()));
+    ASSERT_TRUE(client.wait_connected(5000));
+    for (int const requests : {2, 3}) {
+        EXPECT_TRUE(client.subscribe({{"t", 0}}));
+        EXPECT_TRUE(
+            wait_until([&] { return static_cast<int>(broker.log().requests().size()) == requests; }, seconds(5)));
+    }
+    EXPECT_TRUE(wait_until([&] { return log.has("[3] MQTT : исключение в обработчике : нет места"); }, seconds(5)));
+    EXPECT_EQ(log.count("[3] MQTT : test : брокер отказал в подписке."), 1);
+
+    svMessage other(svMessage::connected);
+    EXPECT_EQ(xMQ::mqUtils::mqCast(&other, "n"), nullptr);
+    EXPECT_EQ(log.count("[4] n : запись очереди не является сообщением."), 1);
 }
 
 TEST(MqClientAlone, TheIdentityIsCutToWhatMqttAllows) {

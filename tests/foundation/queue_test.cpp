@@ -13,7 +13,7 @@ using xCommon::SyncVector;
 
 namespace {
 
-constexpr char overflow_line[] = "очередь сообщений MQTT переполнена";
+constexpr char overflow_line[] = "[3] очередь сообщений MQTT переполнена : самые старые сообщения отбрасываются.";
 
 struct Numbered : svMessage {
     explicit Numbered(int value, size_t bytes = 0) : svMessage(svMessage::message), number(value), held(bytes) {}

@@ -94,6 +94,13 @@ TEST(Strings, PiecesReplacementsAndEnds) {
         {xString::CutUtf8("", 0), ""},
         {xString::CutUtf8("x", 0), ""},
         {xString::CutUtf8("ab\x80\x80", 3), "a"},
+        // What a line of the log shows : no controls, no bytes that are no text, no more than its limit.
+        {xString::Shown("\x1F \x7E\x7F"), "\\x1F ~\\x7F"},
+        {xString::Shown("\xC2\x80\xC2\x9F\xC2\xA0"), "\\xC2\\x80\\xC2\\x9F\xC2\xA0"},
+        {xString::Shown("\xD0\xC1\xBF\xE0\x9F\xBF"), "\\xD0\\xC1\\xBF\\xE0\\x9F\\xBF"},
+        {xString::Shown("\xED\xA0\x80\xF4\x90\x80\x80"), "\\xED\\xA0\\x80\\xF4\\x90\\x80\\x80"},
+        {xString::Shown("\u0800\uD7FF\U00010000\U0010FFFF"), "\u0800\uD7FF\U00010000\U0010FFFF"},
+        {xString::Shown("жук", 6) + xString::Shown("жук", 5), "жукжу... (всего 6 байт)"},
         // Only ASCII: the bytes of other letters must survive.
         {xString::ToLower("AZ[ЖЯ"), "az[ЖЯ"},
         {xMisc::Invert("0") + xMisc::Invert("1") + xMisc::Invert("r"), "10r"},

@@ -5,13 +5,16 @@
 #include <string>
 #include <thread>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "foundation/xmisc.h"
 #include "foundation/xsignal.h"
+#include "support/temp_folder.h"
 
 using xCommon::xSignalHandling;
 using xCommon::xSystem;
@@ -73,6 +76,7 @@ constexpr unsigned long long bit_of(int number) {
 TEST(Shell, ResultIsWhatWasPrinted) {
     std::pair<char const*, std::string> const rows[] = {
         {"echo one", "one"},
+        {"echo $0", "sh"},
         {"printf 'a\\n\\n'", "a\n"},
         {"printf 'no end'", "no end"},
         {"true", ""},
@@ -104,7 +108,9 @@ TEST(Shell, ChildHasTheSignalsOfTheStart) {
         char const* const command = "grep SigBlk /proc/self/status";
         char const* const ignored = "grep SigIgn /proc/self/status";
         block_nothing();
+        std::signal(SIGPIPE, SIG_DFL);
         xSignalHandling::setHandlers2([](int) {});
+        raise(SIGPIPE);  // is ignored
         bool const same_mask = mask_of(xSystem::ExecAndGetResult(command)) == 0;
         bool const pipe_ends_it = (mask_of(xSystem::ExecAndGetResult(ignored)) & bit_of(SIGPIPE)) == 0;
         // The same from a thread, which blocks the signals as all do.
@@ -192,6 +198,38 @@ TEST(Signals, ExecGetsTheOldMaskBack) {
               nullptr);
     });
     EXPECT_THAT(status, exits_with(0));
+}
+
+TEST(System, AThreadIsNamedAfterRoleAndOwner) {
+    std::thread([] {
+        char name[32] = {};
+        for (auto const& [owner, expected] : {std::pair{"", "mqtt"}, {"0123456789#", "mqtt:0123456789"}}) {
+            xCommon::name_thread("mqtt", owner);
+            pthread_getname_np(pthread_self(), name, sizeof(name));
+            EXPECT_STREQ(name, expected);
+        }
+    }).join();
+}
+
+TEST(Memory, PagesThatLieInAFileAreGivenBackAndNoneThatWasWritten) {
+    constexpr size_t size = size_t{32} << 20;
+    TempFolder const folder;
+    int const fd = open(folder.write("library", std::string(size, 'x')).c_str(), O_RDONLY | O_CLOEXEC);
+    void* const clean = mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, 0);
+    auto* const written = static_cast<char*>(mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE, fd, 0));
+    close(fd);
+    *written = 'y';
+    mprotect(written, 4096, PROT_READ);  // as the linker leaves what it has filled in
+    double vm = 0;
+    double before = 0;
+    double behind = 0;
+    xSystem::mem_usage(vm, before);
+    xSystem::GiveBackMemory();
+    xSystem::mem_usage(vm, behind);
+    EXPECT_LT(behind, before - 30.0 * 1024);
+    EXPECT_EQ(*written, 'y');
+    munmap(clean, size);
+    munmap(written, 4096);
 }
 
 TEST(Memory, IsThatOfThisProcess) {

@@ -61,7 +61,8 @@ TEST(GpioConfig, KeysAndDefaults) {
     auto const config = config_t::Load(sample::json(R"({"name": "g", "mqtt": {"url": "10.0.0.1", "port": null},
         "wto": null, "channels": [{"name": "plain", "gpio": 1, "type": "", "direction": null},
             {"name": "full", "gpio": 2, "type": "water", "enabled": false, "inverted": true, "direction": "output",
-             "edge": "both", "debounce": 20, "poll_interval": 3}, {"name": "el", "gpio": 3, "type": "electro"}]})"));
+             "edge": "both", "debounce": 20, "poll_interval": 3}, {"name": "el", "gpio": 3, "type": "electro", "edge": "rising"},
+            {"name": "falling", "gpio": 4, "edge": "falling"}]})"));
     ASSERT_TRUE(config);
     EXPECT_EQ(config->url, "10.0.0.1");
     EXPECT_EQ(config->port, 1883);
@@ -76,6 +77,7 @@ TEST(GpioConfig, KeysAndDefaults) {
     EXPECT_EQ(full.direction, 2);
     EXPECT_TRUE(!full.enabled && full.inverted && full.edge == "both" && full.debounce == 20);
     EXPECT_EQ(config->channels.at(2)->type, 1);
+    EXPECT_EQ(config->channels.at(2)->edge + config->channels.at(3)->edge, "risingfalling");
 
     for (auto const& [scale, precision] :
          {std::pair{"1", 2}, {"2.5", 2}, {"0.5", 2}, {"0.01", 3}, {"0.001", 4}, {"0", 1}, {"-0.25", 3}, {"null", 2}}) {

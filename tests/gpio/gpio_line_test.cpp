@@ -5,6 +5,7 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -139,6 +140,13 @@ TEST_F(GpioLine, AnOutputStartsWithTheLevelBehindTheInversion) {
 
 TEST_F(GpioLine, PublishesChangesOfItsLevel) {
     auto line = make(R"(, "edge": "both")");
+    EXPECT_FALSE(line->write("/dev/full", "1") || line->set_value(""));
+    EXPECT_TRUE(log.has("[3] [c] io_base.write : не удалось записать в файл : /dev/full = 1."));
+    EXPECT_TRUE(log.has("[3] [c] ошибка записи значения : Invalid argument."));
+    int const fd = std::exchange(line->value_fd, -1);
+    EXPECT_EQ(line->get_value(), "");
+    EXPECT_TRUE(log.has("[3] [c] ошибка позиционирования значения : Bad file descriptor."));
+    line->value_fd = fd;
     EXPECT_TRUE(line->irr_set());
     EXPECT_EQ(tree.text("gpio7/edge"), "both");
     EXPECT_EQ(at(*line, '0', false), Lines{}) << "nothing is pending at a tick";

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "ctl/line/wait_until.h"
+#include "ctl/scenario/offset_clock.h"
 #include "gpio/worker.h"
 #include "support/broker.h"
 #include "support/gpio_tree.h"
@@ -87,6 +88,10 @@ TEST(GpioWorker, FindsTheLineOfATopic) {
     worker.mq_on_message(topic, payload);
     EXPECT_TRUE(log.has("[1] [g] on_message : /devices/g/controls/x = 1."));
     EXPECT_TRUE(log.has("[1] [g] on_message : канал не найден."));
+    topic = "/devices/g/controls/in";
+    payload = "on";
+    worker.mq_on_message(topic, payload);
+    EXPECT_TRUE(log.has("[1] [g] on_message : неверное значение (не 0 и не 1)."));
 }
 
 TEST(GpioWorker, APulseAheadOfTheTotalsLosesNone) {
@@ -136,10 +141,39 @@ TEST(GpioWorker, WhatCannotBeServedIsLeftOut) {
         // Plain files raise no interrupts: the line is told of and polled.
         EXPECT_EQ(log.count("[3] [in] epoll_ctl : ошибка при добавлении канала в очередь событий : "), 1);
         EXPECT_EQ(log.count("[1] [g] inotify : " + tree.file("gpio1/value") + " : 1"), 1);
+
+        class Raising : public xgpio::io_base {
+         public:
+            using io_base::io_base;
+            std::vector<xgpio::mqtt_message> irr_hand(bool /*from_event*/) override { throw std::runtime_error("why"); }
+        };
+        worker.lines.push_back(std::make_unique<Raising>(&worker, worker.lines.at(0)->channel));
+        worker.debounce();
+        EXPECT_EQ(log.count("[3] [in] исключение при обработке дребезга : why."), 1);
     }
     Worker worker(driver(R"({"name": "gone", "gpio": 9})"));
     EXPECT_FALSE(worker.Run());
     EXPECT_EQ(log.count("[3] [g] список каналов пуст. Работа невозможна."), 1);
+    EXPECT_FALSE(Worker(driver(R"({"name": "in", "gpio": 1})", 1)).mq_start());
+    EXPECT_EQ(log.count("[3] Worker::mqActivate : проблемы с подключением к MQTT."), 1);
+}
+
+TEST(GpioWorker, RunsUntilItIsStopped) {
+    LogCapture const log;
+    Broker const broker;
+    MqttProbe probe(broker.port());
+    GpioTree const tree(root, {1, 2});
+    Worker worker(
+        driver(R"({"name": "in", "gpio": 1}, {"name": "out", "gpio": 2, "direction": "output"})", broker.port()));
+    offset_clock::skip_delays(true);
+    EXPECT_TRUE(worker.Run());
+    EXPECT_TRUE(probe.wait_for("/devices/g/controls/in", "0", seconds(5))) << probe.text();
+    EXPECT_TRUE(wait_until([&] { return log.has("[1] [g] подключение к MQTT."); }, seconds(5)));
+    // Once it is subscribed.
+    EXPECT_TRUE(wait_until([&] { return probe.publish(sample::on_topic("g", "out"), "1") && tree.level(2) == '1'; },
+                           seconds(5)));
+    worker.Stop();
+    offset_clock::skip_delays(false);
 }
 
 TEST(GpioWorker, TurnsLeaveNothingBehind) {

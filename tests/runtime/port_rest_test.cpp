@@ -68,6 +68,7 @@ TEST(WorkersRest, AMessageIsServedAtOnceAndEndsWithoutThePass) {
     }
     port.Stop();
     EXPECT_EQ(port.polls, 0);
+    EXPECT_EQ(log.count("[4] [line] открытие TCP соединения : "), 1) << "it is kept from one message to the next";
     slave.with_image([](modbus_mapping_t& image) { EXPECT_EQ(image.tab_registers[7], 42); });
 }
 

@@ -17,6 +17,7 @@
 #include "foundation/serial_line.h"
 #include "foundation/wsock.h"
 #include "support/free_port.h"
+#include "support/process_info.h"
 #include "support/tcp_peer.h"
 #include "support/temp_folder.h"
 #include "transport/line_nodes.h"
@@ -64,6 +65,40 @@ class DeafListener {
 };
 
 }  // namespace
+
+TEST(SerialLine, SettingsOfANode) {
+    // The object, and its baud rate, byte size, parity, stop bits and flow control; nothing for what can't be used.
+    std::pair<char const*, char const*> const rows[] = {
+        {R"({"path": "/"})", "9600 8 0 1 0"},
+        {R"({"path": "/", "baudrate": 1, "parity": "none", "flowcontrol": "none"})", "1 8 0 1 0"},
+        {R"({"path": "/", "bytesize": 5, "parity": "odd", "stopbits": 1.5})", "9600 5 1 3 0"},
+        {R"({"path": "/", "bytesize": 6, "parity": "even", "stopbits": 2, "flowcontrol": "software"})", "9600 6 2 2 1"},
+        {R"({"path": "/", "bytesize": 7, "parity": "mark", "stopbits": 1, "flowcontrol": "hardware"})", "9600 7 3 1 2"},
+        {R"({"path": "/", "bytesize": 8, "parity": "space"})", "9600 8 4 1 0"},
+        {R"({"path": "/", "bytesize": 4})", ""},
+        {R"({"path": "/", "bytesize": 9})", ""},
+        {R"({"path": "/", "stopbits": 0})", ""},
+        {R"({"path": "/", "flowcontrol": 1})", ""},
+    };
+    for (auto const& [text, expected] : rows) {
+        Json::Value node;
+        node["rs"] = sample::json(text);
+        xserial::xco const read(node);
+        std::string const got = xCommon::xString::Format(
+            "%u %d %d %d %d", read.baudrate, static_cast<int>(read.bytesize), static_cast<int>(read.parity),
+            static_cast<int>(read.stopbits), static_cast<int>(read.flowcontrol));
+        EXPECT_EQ(read.validate() ? got : "", expected) << text;
+    }
+    // Who differs in a single key needs a line of its own.
+    for (char const* key : {"path", "baudrate", "bytesize", "parity", "stopbits", "flowcontrol"}) {
+        Json::Value node = sample::json(R"({"rs": {}})");
+        xserial::xco const usual(node);
+        node["rs"][key] = 5;
+        node["rs"]["path"] = std::string(key) == "path" ? "/" : "";
+        EXPECT_TRUE(usual.compare(usual));
+        EXPECT_FALSE(usual.compare(xserial::xco(node))) << key;
+    }
+}
 
 TEST(SerialLine, OpensOnlyOnRequestAndTellsPathAndReason) {
     TempFolder const folder;
@@ -121,6 +156,7 @@ TEST(Socket, AnUnconnectedOneFailsSoftly) {
     FreePort const port;
     wsock socket(name, host, port.number(), 100, 100);
     unsigned char buffer[4] = {};
+    size_t const descriptors = process_info::descriptors(getpid()).size();
     for (int time = 0; time < 2; ++time) {
         EXPECT_FALSE(socket.connected);
         EXPECT_LE(socket.Recv(buffer, 4), 0);
@@ -131,10 +167,12 @@ TEST(Socket, AnUnconnectedOneFailsSoftly) {
         EXPECT_NO_THROW(socket.Close());
         EXPECT_FALSE(socket.Open()) << "nobody listens";
     }
+    EXPECT_EQ(process_info::descriptors(getpid()).size(), descriptors);
 }
 
 TEST(Socket, WhatIsNoAddressIsRefusedWithoutAnException) {
     TcpPeer const peer;
+    EXPECT_TRUE(wsock(name, "localhost", peer.port(), 100, 100).Open());
     // A port beyond the range is not cut to another.
     for (auto const& [address, port] :
          {std::pair<std::string, int>{host, -1}, {"", 0}, {host, 0}, {host, peer.port() + 65536}}) {
@@ -177,8 +215,9 @@ TEST(Socket, TimeOutsOfZeroAndLessDoNotWait) {
 
 TEST(Socket, APeerThatTakesNothingCostsTheSendTimeOutOnly) {
     DeafListener const listener;
-    wsock socket(name, host, listener.port(), 100, 300);
+    wsock socket(name, host, listener.port(), 100, 20000);
     ASSERT_TRUE(socket.Open());
+    socket.set_timeout(100, 300);
     std::vector<unsigned char> const much(64 << 20, 0x55);
     Stopwatch const watch;
     EXPECT_FALSE(socket.SendAll(much.data(), static_cast<int>(much.size())));
@@ -202,6 +241,13 @@ TEST(Socket, PiecesAreGatheredWithinOneTimeOut) {
 }
 
 TEST(Socket, AResetIsNoException) {
+    auto listener = std::make_unique<DeafListener>();
+    wsock left(name, host, listener->port(), 3000, 3000);
+    ASSERT_TRUE(left.Open());
+    listener.reset();
+    EXPECT_EQ(left.Recv(nullptr, 4), -1);
+    EXPECT_FALSE(left.connected);
+
     TcpPeer peer;
     wsock socket(name, host, peer.port(), 3000, 3000);
     ASSERT_TRUE(socket.Open());

@@ -96,6 +96,7 @@ TEST_F(RsTran, AnAbsentDeviceIsToldInTwoLines) {
     EXPECT_FALSE(other.open());
     EXPECT_FALSE(other.is_open());
     EXPECT_EQ(log_.count("[3] [p] не удалось открыть COM порт."), 3);
+    EXPECT_TRUE(log_.has("[3] [p] ошибка открытия порта : " + folder_.file("file") + " : Inappropriate ioctl"));
 }
 
 TEST_F(RsTran, SettingsInForceReachTheLineAtTheNextOpening) {
@@ -115,8 +116,19 @@ TEST_F(RsTran, SettingsInForceReachTheLineAtTheNextOpening) {
         ASSERT_TRUE(line_.open());
         EXPECT_EQ(pty_.settings(), expected);
     }
+    // Rates with a name of their own, and their neighbours, which go to the driver as numbers.
+    for (unsigned int const rate :
+         {9600U, 50U,    75U,    110U,   134U,    150U,    200U,    300U,    600U,    1200U,   1800U,   2400U,
+          4800U, 19200U, 38400U, 57600U, 115200U, 230400U, 460800U, 500000U, 576000U, 921600U, 1000000U}) {
+        for (unsigned int const set : {rate - 1, rate, rate + 1}) {
+            line_.settings.baudrate = set;
+            ASSERT_TRUE(line_.open());
+            EXPECT_EQ(pty_.settings().baudrate, set);
+        }
+    }
     line_.settings.parity = xserial::parity_t::invalid;
     EXPECT_FALSE(line_.open());
+    EXPECT_TRUE(log_.has("[3] [p] ошибка открытия порта : " + pty_.path() + " : невалидные настройки."));
     EXPECT_FALSE(line_.is_open());
 }
 
@@ -189,6 +201,8 @@ TEST_F(RsTran, ReadAllWantsAllOrNothing) {
     send("01 02 03");
     EXPECT_FALSE(line_.read_all(buffer.data(), 4));
     EXPECT_EQ(read_text(1), "") << "what had arrived is lost";
+    send("01");
+    EXPECT_TRUE(line_.read_all(buffer.data(), 1));
     line_.set_timeout(5000, 500);
     auto const second = send_later(100, "03 04");
     send("01 02");
@@ -202,7 +216,8 @@ TEST_F(RsTran, EveryFormOfWriteReachesTheFarSide) {
     EXPECT_EQ(line_.write(bytes, 6), 6);
     EXPECT_EQ(received(6), "00 11 0D 0A 13 FF");
     EXPECT_TRUE(line_.write_all(bytes, 6));
-    EXPECT_EQ(received(6), "00 11 0D 0A 13 FF");
+    EXPECT_TRUE(line_.write_all(bytes, 1));
+    EXPECT_EQ(received(7), "00 11 0D 0A 13 FF 00");
     ByteList list = line_nodes::list_of("01 02 03");
     EXPECT_EQ(line_.write(list), 3);
     EXPECT_TRUE(line_.write_all(list));

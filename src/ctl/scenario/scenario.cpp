@@ -24,7 +24,7 @@ std::string trimmed(std::string_view text) {
 /// Takes the first word off the text.
 std::string take_word(std::string& text) {
     size_t const end = std::min(text.find(' '), text.size());
-    std::string const word = text.substr(0, end);
+    std::string word = text.substr(0, end);
     text = trimmed(std::string_view(text).substr(end));
     return word;
 }

@@ -22,7 +22,9 @@ namespace {
 }();
 
 constexpr meter::Family family = {{"Poll : исключение при опросе параметра : %s.", WalkRules::Blame::port, true},
-                                  "исключение при опросе : %s"};
+                                  "исключение при опросе : %s",
+                                  "исключение при запуске : %s.",
+                                  "исключение при остановке : %s."};
 
 /// The size of the reply isn't relied on: whatever comes within the time-out is read.
 constexpr int longest_reply = 257;
@@ -37,19 +39,9 @@ constexpr long long idle_limit = 240;
 
 }  // namespace
 
-dev::dev(IBase* port_object, CBase* node) : meter::device(port_object, node, family) {}
+dev::dev(IBase* port_object, CBase* node) : family_device(port_object, node, family) {}
 
-bool dev::Start() {
-    try {
-        return _start();
-    } catch (std::exception const& e) {
-        cfg->Logf(lmtError, "исключение при запуске : %s.", e.what());
-        return false;
-    }
-}
-
-bool dev::_start() {
-    opened = false;
+bool dev::open_session() {
     line().flush();
     ByteList frame;
     pdu::open(frame, slave_address(), access_level, password);
@@ -64,17 +56,8 @@ bool dev::_start() {
     return true;
 }
 
-void dev::Stop() {
-    try {
-        _stop();
-    } catch (std::exception const& e) {
-        cfg->Logf(lmtError, "исключение при остановке : %s.", e.what());
-    }
-}
-
-void dev::_stop() {
+void dev::close_session() {
     last_seen = 0;
-    opened = false;
     line().flush();
     line().set_timeout(cfg->rto, cfg->sto);
     ByteList frame;
@@ -91,20 +74,12 @@ bool dev::ready_link(long long now) {
     return opened;
 }
 
-bool dev::is_own(CParam const& param) const {
-    return dynamic_cast<c_param const*>(&param) != nullptr;
-}
-
 bool dev::poll_param(CParam* param) {
     bool const answered = meter::device::poll_param(param);
     if (answered) {
         last_seen = xCommon::xtime::time();
     }
     return answered;
-}
-
-BaseResult dev::read(CParam& param) {
-    return get_response(dynamic_cast<c_param*>(&param));
 }
 
 BaseResult dev::get_response(c_param* param) {

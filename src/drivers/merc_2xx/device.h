@@ -7,25 +7,20 @@ namespace merc_2xx {
 
 /// The dialogue with one meter. A meter answers on a channel that was opened with a password, and closes it by itself
 /// when it hears nothing for long.
-class dev : public meter::device, public FromNode<dev> {
+class dev : public meter::family_device<c_param>, public FromNode<dev> {
  public:
     dev(IBase* port_object, CBase* node);
 
-    /// The outcome is `opened`.
-    bool Start() override;
-    void Stop() override;
     bool poll_param(CParam* param) override;
 
     /// When the meter was last heard, on the clock of the poll cycle; 0 when the channel is known to be closed.
     long long last_seen = 0;
 
  private:
-    bool is_own(CParam const& param) const override;
+    bool open_session() override;
+    void close_session() override;
     bool ready_link(long long now) override;
-    BaseResult read(CParam& param) override;
-    bool _start();
-    void _stop();
-    BaseResult get_response(c_param* param);
+    BaseResult get_response(c_param* param) override;
 };
 
 }  // namespace merc_2xx

@@ -17,6 +17,25 @@ device::device(IBase* port_object, CBase* node, Family const& family)
     }
 }
 
+bool device::Start() {
+    try {
+        opened = false;
+        return open_session();
+    } catch (std::exception const& e) {
+        cfg->Logf(lmtError, xCommon::RuntimeFormat(family_.start_exception), e.what());
+        return false;
+    }
+}
+
+void device::Stop() {
+    try {
+        opened = false;
+        close_session();
+    } catch (std::exception const& e) {
+        cfg->Logf(lmtError, xCommon::RuntimeFormat(family_.stop_exception), e.what());
+    }
+}
+
 void device::Poll(long long now) {
     port->check_for_personal_rs(this);
     begin_pass();

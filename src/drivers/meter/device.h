@@ -12,7 +12,10 @@ namespace meter {
 /// What the families do differently around one and the same poll cycle.
 struct Family {
     WalkRules walk;
-    char const* param_exception;  ///< line on the device for what its exchange lets out, with one "%s"
+    // Lines on the device for what an exchange lets out, with one "%s".
+    char const* param_exception;
+    char const* start_exception;
+    char const* stop_exception;
 };
 
 /// How the opening or the closing of a session names itself, and the size of its reply.
@@ -28,6 +31,9 @@ class device : public DevBase {
  public:
     device(IBase* port_object, CBase* node, Family const& family);
 
+    /// Opens and closes the session; the outcome is `opened`. False for a session that couldn't be opened.
+    bool Start() override;
+    void Stop() override;
     /// One poll cycle. `poll_reconnect` has no effect here: a session lives on the line that stays open.
     void Poll(long long now) override;
     bool poll_param(CParam* param) override;
@@ -37,6 +43,8 @@ class device : public DevBase {
     bool opened = false;
 
  protected:
+    virtual bool open_session() = 0;
+    virtual void close_session() = 0;
     /// A parameter may name another family's class as its `type`.
     virtual bool is_own(CParam const& param) const = 0;
     /// Sees to the session before a due parameter is asked for; false ends the cycle.
@@ -60,6 +68,18 @@ class device : public DevBase {
  private:
     c_dev* config_;
     Family const& family_;
+};
+
+/// The same for a family whose parameters are of the class Param.
+template <typename Param>
+class family_device : public device {
+ public:
+    using device::device;
+
+ protected:
+    bool is_own(CParam const& param) const override { return dynamic_cast<Param const*>(&param) != nullptr; }
+    BaseResult read(CParam& param) override { return get_response(dynamic_cast<Param*>(&param)); }
+    virtual BaseResult get_response(Param* param) = 0;
 };
 
 }  // namespace meter

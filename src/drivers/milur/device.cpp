@@ -19,7 +19,9 @@ IBFac const registrar = IBFac::add<dev>("milur.dev");
 
 constexpr meter::Family family = {
     {"milur::Poll : исключение при опросе параметра : %s.", WalkRules::Blame::nobody, true},
-    "milur::poll_param : исключение при опросе : %s"};
+    "milur::poll_param : исключение при опросе : %s",
+    "milur::Start : исключение при запуске : %s.",
+    "milur::Stop : исключение при остановке : %s."};
 
 constexpr meter::LinkStep start_step = {"milur::Start", "milur::Start", pdu::short_reply, pdu::short_reply};
 constexpr meter::LinkStep stop_step = {"milur::Stop", "milur::Stop", pdu::short_reply, pdu::short_reply};
@@ -29,35 +31,25 @@ constexpr unsigned char password[] = {0x5C, 0xA7, 0x31, 0xE2, 0x0D, 0x9B};
 
 }  // namespace
 
-dev::dev(IBase* port_object, CBase* node) : meter::device(port_object, node, family) {}
+dev::dev(IBase* port_object, CBase* node) : family_device(port_object, node, family) {}
 
-bool dev::Start() {
-    try {
-        opened = false;
-        cfg->Log(lmtTrace, "milur::Start : открытие сессии.");
-        ByteList frame;
-        pdu::open(frame, slave_address(), access_level, password);
-        opened = !link_dialogue(frame, start_step).empty();
-        if (opened) {
-            cfg->Log(lmtTrace, "milur::Start : сеанс с устройством открыт.");
-        }
-    } catch (std::exception const& e) {
-        cfg->Logf(lmtError, "milur::Start : исключение при запуске : %s.", e.what());
+bool dev::open_session() {
+    cfg->Log(lmtTrace, "milur::Start : открытие сессии.");
+    ByteList frame;
+    pdu::open(frame, slave_address(), access_level, password);
+    opened = !link_dialogue(frame, start_step).empty();
+    if (opened) {
+        cfg->Log(lmtTrace, "milur::Start : сеанс с устройством открыт.");
     }
     return opened;
 }
 
-void dev::Stop() {
-    try {
-        opened = false;
-        cfg->Log(lmtTrace, "milur::Stop :закрытие сессии.");
-        line().flush();
-        ByteList frame;
-        pdu::close(frame, slave_address());
-        link_dialogue(frame, stop_step);
-    } catch (std::exception const& e) {
-        cfg->Logf(lmtError, "milur::Stop : исключение при остановке : %s.", e.what());
-    }
+void dev::close_session() {
+    cfg->Log(lmtTrace, "milur::Stop :закрытие сессии.");
+    line().flush();
+    ByteList frame;
+    pdu::close(frame, slave_address());
+    link_dialogue(frame, stop_step);
 }
 
 bool dev::is_refused(std::span<unsigned char const> reply) {
@@ -75,14 +67,6 @@ bool dev::ready_link(long long /*now*/) {
         Restart();
     }
     return true;
-}
-
-bool dev::is_own(CParam const& param) const {
-    return dynamic_cast<c_param const*>(&param) != nullptr;
-}
-
-BaseResult dev::read(CParam& param) {
-    return get_response(dynamic_cast<c_param*>(&param));
 }
 
 BaseResult dev::get_response(c_param* param) {

@@ -6,20 +6,16 @@
 namespace milur {
 
 /// The dialogue with one meter. A session has to be opened first; it stands until the meter says that it is closed.
-class dev : public meter::device, public FromNode<dev> {
+class dev : public meter::family_device<c_param>, public FromNode<dev> {
  public:
     dev(IBase* port_object, CBase* node);
 
-    /// The outcome is `opened`.
-    bool Start() override;
-    void Stop() override;
-
  private:
-    bool is_own(CParam const& param) const override;
+    bool open_session() override;
+    void close_session() override;
     bool ready_link(long long now) override;
-    BaseResult read(CParam& param) override;
     bool is_refused(std::span<unsigned char const> reply) override;
-    BaseResult get_response(c_param* param);
+    BaseResult get_response(c_param* param) override;
 };
 
 }  // namespace milur

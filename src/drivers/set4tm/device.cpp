@@ -21,26 +21,18 @@ IBFac const registrar = IBFac::add<dev>("set-4tm.dev");
 
 /// The device's own counters stand still, so it is never reported as failed.
 constexpr meter::Family family = {{"Poll : исключение при опросе параметра : %s.", WalkRules::Blame::port, false},
-                                  "исключение при опросе : %s"};
+                                  "исключение при опросе : %s",
+                                  "исключение при запуске : %s.",
+                                  "исключение при остановке : %s."};
 
 constexpr meter::LinkStep start_step = {"Start", "Start", pdu::short_reply, pdu::short_reply};
 constexpr meter::LinkStep stop_step = {"dev::Stop", "Stop", pdu::short_reply, pdu::short_reply};
 
 }  // namespace
 
-dev::dev(IBase* port_object, CBase* node) : meter::device(port_object, node, family) {}
+dev::dev(IBase* port_object, CBase* node) : family_device(port_object, node, family) {}
 
-bool dev::Start() {
-    try {
-        _start();
-    } catch (std::exception const& e) {
-        cfg->Logf(lmtError, "исключение при запуске : %s.", e.what());
-    }
-    return opened;
-}
-
-void dev::_start() {
-    opened = false;
+bool dev::open_session() {
     line().flush();
     // pdu::open with the device's password belongs into this frame. Until then nothing goes out, and the link counts as
     // open only if a reply comes all the same.
@@ -49,18 +41,10 @@ void dev::_start() {
     if (opened) {
         cfg->Log(lmtTrace, "сеанс с устройством открыт.");
     }
+    return opened;
 }
 
-void dev::Stop() {
-    try {
-        _stop();
-    } catch (std::exception const& e) {
-        cfg->Logf(lmtError, "исключение при остановке : %s.", e.what());
-    }
-}
-
-void dev::_stop() {
-    opened = false;
+void dev::close_session() {
     line().flush();
     ByteList frame;
     pdu::close(frame, slave_address());
@@ -80,14 +64,6 @@ bool dev::ready_link(long long /*now*/) {
         Restart();
     }
     return opened;
-}
-
-bool dev::is_own(CParam const& param) const {
-    return dynamic_cast<c_param const*>(&param) != nullptr;
-}
-
-BaseResult dev::read(CParam& param) {
-    return get_response(dynamic_cast<c_param*>(&param));
 }
 
 BaseResult dev::get_response(c_param* param) {
