@@ -19,8 +19,11 @@ using keys::Overlay;
 using keys::Type;
 
 constexpr keys::Key table[] = {
-    {"name", Type::text, nullptr, "", "a name, shown in the log and in topics", "имя, видно в журнале и в топиках"},
-    {"type", Type::text, keys::text<&CBase::type>, nullptr, "the kind: its driver", "вид: драйвер узла"},
+    {"name", Type::text, nullptr, keys::required, "a name, shown in the log and in topics",
+     "имя, видно в журнале и в топиках"},
+    {"type", Type::text, keys::text<&CBase::type>, nullptr,
+     "the kind; a port and a device of `base` ports have to tell it",
+     "вид; у портов и устройств портов `base` обязателен"},
     {"enabled", Type::flag, keys::flag<&CBase::enabled>, nullptr, "false: it isn't polled and takes no writes",
      "false: не опрашивается и не принимает записи"},
     {"poll_interval", Type::integer, keys::integer<&CBase::poll_interval>, nullptr,

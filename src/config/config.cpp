@@ -28,7 +28,7 @@ constexpr keys::Key root_table[] = {
      "отладочные подробности, читается только вместе с `log_maxsize`"},
     {"log_quiet", Type::flag, nullptr, "false", "`quiet` of the log, read only when there is no `log`",
      "`quiet` журнала, читается только без `log`"},
-    {"ports", Type::list, nullptr, "", "the ports; one must be usable at least",
+    {"ports", Type::list, nullptr, keys::required, "the ports; one must be usable at least",
      "порты; хотя бы один должен быть пригоден"},
 };
 constexpr keys::Key mqtt_table[] = {

@@ -18,7 +18,7 @@ CBFac const registrars[] = {CBFac::add<CPort>("base.cport"), CBFac::add<CPort>("
 using keys::Type;
 
 constexpr keys::Key port_table[] = {
-    {"devices", Type::list, nullptr, "", "the devices", "устройства"},
+    {"devices", Type::list, nullptr, keys::required, "the devices", "устройства"},
     {"rs", Type::object, nullptr, "", "serial settings, of a serial line", "настройки последовательной линии"},
     {"tcp", Type::object, nullptr, "", "`url` (127.0.0.1) and `port` (0) of a TCP peer",
      "`url` (127.0.0.1) и `port` (0) узла TCP"},

@@ -20,6 +20,8 @@ enum class Type { text, integer, natural, number, flag, number_or_text, object, 
 /// Whether a device may change the key of a parameter that its template has.
 enum class Overlay { taken, ignored };
 
+/// Stands for the default of a key that a constructor asks for by itself.
+inline constexpr char required[] = "!";
 /// For rows that go on behind their words.
 inline constexpr std::span<char const* const> any_text = {};
 

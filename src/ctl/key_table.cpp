@@ -62,7 +62,7 @@ std::string row(keys::Key const& key, bool russian) {
         type += std::string(", ") + key.unit;
     }
     std::string fallback;
-    if (key.missing != nullptr) {
+    if (key.missing != nullptr || key.fallback == keys::required) {
         fallback = words.required;
     } else if (key.fallback == nullptr) {
         fallback = words.inherited;
@@ -70,7 +70,7 @@ std::string row(keys::Key const& key, bool russian) {
         fallback = std::string("`") + key.fallback + "`";
     }
     std::string text = russian ? key.russian : key.english;
-    if (!key.words.empty()) {
+    if (!key.words.empty() && text.find(key.words.front()) == std::string::npos) {
         text += std::string("; ") + words.one_of;
         for (char const* const word : key.words) {
             text += *word == '\0' ? "" : std::string(word == key.words.front() ? " `" : ", `") + word + "`";

@@ -28,7 +28,7 @@ using keys::Overlay;
 using keys::Type;
 
 constexpr keys::Key device_table[] = {
-    {"url", Type::text, read_url, "", "the agent: host or `transport:host:port`; without a transport UDP, port 161",
+    {"url", Type::text, read_url, "", "the agent: `[transport:]host[:port]`; without a transport UDP, port 161",
      "агент: узел или `транспорт:узел:порт`; без указания транспорта UDP, порт 161", Overlay::ignored,
      "#%s : ctor : не указан аргумент 'url'."},
     {"community", Type::text, keys::text<&csdev::community>, "kelvar", "the community for reading",
