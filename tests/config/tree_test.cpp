@@ -25,14 +25,13 @@ using Texts = std::vector<std::string>;
 namespace {
 
 /// A parameter that is faulty on demand, in its constructor and under an overlay.
-class Param : public CParam {
+class Param : public CParam, public FromJson<Param> {
  public:
     Param(CBase* parent_node, Json::Value& node) : CParam(parent_node, node) { check(node); }
     void Compare(Json::Value& node) override {
         check(node);
         CParam::Compare(node);
     }
-    static CBase* create(CBase* parent, Json::Value& node) { return new Param(parent, node); }
 
  private:
     static void check(Json::Value const& node) {
@@ -43,25 +42,23 @@ class Param : public CParam {
 };
 
 /// A device as the drivers' are.
-class Device : public CDev {
+class Device : public CDev, public FromJson<Device> {
  public:
     Device(CBase* parent_node, Json::Value& node) : CDev(parent_node, node) {
         Load(this, node, "params", suffix_cparam, type);
     }
-    static CBase* create(CBase* parent, Json::Value& node) { return new Device(parent, node); }
 };
 
-CBase* create_nothing(CBase* /*parent*/, Json::Value& /*node*/) {
+std::unique_ptr<CBase> create_nothing(CBase* /*parent*/, Json::Value& /*node*/) {
     return nullptr;
 }
 
-CBFac const registrars[] = {
-    {"plain.cdev", [](CBase* parent, Json::Value& node) -> CBase* { return new CDev(parent, node); }},
-    {"tree.cdev", Device::create},
-    {"tree.cparam", Param::create},
-    {"tree-nothing.cparam", create_nothing},
-    // Registered already: the first stands.
-    {"tree.cparam", create_nothing}};
+CBFac const registrars[] = {{"plain.cdev", FromJson<CDev>::create},
+                            {"tree.cdev", Device::create},
+                            {"tree.cparam", Param::create},
+                            {"tree-nothing.cparam", create_nothing},
+                            // Registered already: the first stands.
+                            {"tree.cparam", create_nothing}};
 
 Texts names_of(CBase const& node) {
     Texts names;
@@ -92,8 +89,8 @@ TEST(Registry, FirstRegistrationStands) {
     struct Object : IBase {
         using IBase::IBase;
     };
-    IBFac const first("tree.dev", [](IBase* parent, CBase* cfg) { return new Object(parent, cfg); });
-    IBFac const second("tree.dev", [](IBase*, CBase*) { return nullptr; });
+    IBFac const first("tree.dev", FromNode<Object>::create);
+    IBFac const second("tree.dev", [](IBase*, CBase*) { return std::unique_ptr<IBase>(); });
     std::unique_ptr<IBase> const object(IBFac::stone_map().at("tree.dev")(nullptr, made.get()));
     ASSERT_NE(object, nullptr);
     EXPECT_EQ(object->cfg, made.get());

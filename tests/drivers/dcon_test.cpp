@@ -36,6 +36,7 @@ class Module : public DriverRig {
     }
     void write(std::string payload) {
         std::string topic = "/devices/io_1/controls/c/on";
+        device().ProcConnect();
         EXPECT_TRUE(device().ProcMessage(topic, payload));
     }
 

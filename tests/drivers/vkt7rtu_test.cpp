@@ -310,6 +310,7 @@ TEST(Vkt7, CommandsAreTakenAndDropped) {
                  {"name": "i", "type": "vkt7-rtu", "reg_addr": 5, "reg_type": "input-bit", "read_only": false,
                   "bh_list": [{"name": "x", "offset": 1}]}, {"name": "f", "type": "emera", "cmd": "A", "read_only": false})",
               R"(, "poll_reconnect": true)");
+    heat.calculator().ProcConnect();
     struct Row {
         char const* control;
         char const* payload;

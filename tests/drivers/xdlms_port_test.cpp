@@ -33,7 +33,7 @@ class Meter {
               return Config::Load(root);
           }()) {
         auto* const node = dynamic_cast<CPort*>(config_->ports.children.at(0).get());
-        port_.reset(dynamic_cast<xdlms::dport*>(IBFac::stone_map().at(type + ".port")(nullptr, node)));
+        port_.reset(dynamic_cast<xdlms::dport*>(IBFac::stone_map().at(type + ".port")(nullptr, node).release()));
         auto line = std::make_unique<ScriptTran>(node);
         line_ = line.get();
         port_->tran = std::move(line);

@@ -43,7 +43,7 @@ class Agents {
     explicit Agents(std::string const& devices = device(std::string(R"("url": "127.0.0.1:9", )") + one_param)) {
         Json::Value root = sample::json(R"({"ports": [{"name": "p", "type": "snmp", "devices": [)" + devices + "]}]}");
         config_.reset(Config::Load(root));
-        port_.reset(IBFac::stone_map().at("snmp.port")(nullptr, config_->ports.children.at(0).get()));
+        port_ = IBFac::stone_map().at("snmp.port")(nullptr, config_->ports.children.at(0).get());
     }
 
     CBase& node() { return *config_->ports.children.at(0)->children.at(0); }

@@ -38,12 +38,8 @@ struct Failing : DevBase {
     bool fail(std::string const& step) const { return cfg->name == step ? throw std::runtime_error("why") : true; }
 };
 
-CBase* node_of(CBase* parent, Json::Value& node) {
-    return new CDev(parent, node);
-}
-
-CBFac const node_registrars[] = {{"failing.cdev", node_of}, {"homeless.cdev", node_of}};
-IBFac const registrar("failing.dev", [](IBase* parent, CBase* node) { return new Failing(parent, node); });
+CBFac const node_registrars[] = {{"failing.cdev", FromJson<CDev>::create}, {"homeless.cdev", FromJson<CDev>::create}};
+IBFac const registrar("failing.dev", FromNode<Failing>::create);
 
 /// A port "p" with these devices, each as its name tells.
 struct Tree {

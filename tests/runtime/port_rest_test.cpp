@@ -35,8 +35,8 @@ class RaisingDevice : public DevBase {
     }
 };
 
-CBFac const node_registrar("raising.cdev", [](CBase* parent, Json::Value& node) { return new CDev(parent, node); });
-IBFac const registrar("raising.dev", [](IBase* parent, CBase* node) { return new RaisingDevice(parent, node); });
+CBFac const node_registrar("raising.cdev", FromJson<CDev>::create);
+IBFac const registrar("raising.dev", FromNode<RaisingDevice>::create);
 
 std::unique_ptr<Config> config(Broker const& broker, Json::Value const& port) {
     Json::Value root = sample::root(broker.port());
