@@ -28,7 +28,8 @@ using xCommon::xLog;
 namespace {
 
 CBFac const nodes[] = {{"base.unmade.cport", CPort::create}, {"base.raises.cport", CPort::create}};
-IBFac const port("base.raises.port", [](IBase*, CBase*) -> std::unique_ptr<IBase> { throw xCommon::xException("why"); });
+IBFac const port("base.raises.port",
+                 [](IBase*, CBase*) -> std::unique_ptr<IBase> { throw xCommon::xException("why"); });
 
 /// From the start to a change of the file.
 [[noreturn]] void live(std::string const& folder, std::string words) {
