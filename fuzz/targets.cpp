@@ -120,7 +120,7 @@ void as_values(std::string const& type, Bytes const& input) {
 
 void dcon_reply(Bytes& input) {
     for (auto const& child : params("dcon")) {
-        dcon::pdu::check_head(dynamic_cast<dcon::c_param*>(child.get()), input.data(), size(input), "");
+        dcon::pdu::check_head(dynamic_cast<dcon::c_param*>(child.get()), input, "");
     }
     // The first byte tells how many it covers, also more than there are.
     int const length = input.empty() ? 0 : input.front() - 4;
@@ -153,7 +153,7 @@ void dlms_wpdu(Bytes& input) {
 }
 
 void emera_reply(Bytes& input) {
-    emera::epdu::crc_check(input.data(), size(input));
+    emera::epdu::crc_check(input);
     emera::edev::res_parse(input.data(), size(input));
     auto& param = rig("emera").param<emera::ecparam>();
     if (emera::edev::res_check(&param, input.data(), size(input))) {
@@ -207,7 +207,7 @@ void vkt7_reply(Bytes& input) {
     for (unsigned short const number : {3, 19}) {
         vkt7rtu::Reply::value(param, input, *vkt7rtu::find_register(number), input.empty() ? 0 : input.back());
     }
-    vkt7rtu::pdu::check_head(&param, 1, input.data(), size(input));
+    vkt7rtu::pdu::check_head(1, input);
     vkt7rtu::pdu::check_crc(input);
 }
 
@@ -231,12 +231,13 @@ void scenario(Bytes& input) {
 
 void mercury(Bytes& input) {
     as_values<merc_2xx::c_param>("merc230", input);
-    merc_2xx::pdu::parse_error(input.data(), size(input), 5, rig("merc230").port().cport);
+    merc_2xx::pdu::reason(input, 5);
 }
 
 void milur_reply(Bytes& input) {
     as_values<milur::c_param>("milur", input);
-    milur::pdu::check_head(rig("milur").port().cport, 5, input.data(), size(input));
+    milur::pdu::check_head(5, input);
+    meter::error_text(milur::pdu::parse_error(input, 5));
 }
 
 void snmp(Bytes& input) {

@@ -22,6 +22,11 @@ DevBase::DevBase(IBase* port_object, CBase* node, WalkRules const& rules)
     if (cfg->children.empty() && !port->cport->type_has("z2t")) {
         throw xExceptionf("DevBase::ctor : %s : список параметров пуст.", cfg->name);
     }
+    for (auto const& child : cfg->children) {
+        if (auto* const param = dynamic_cast<CParam*>(child.get())) {
+            params_.push_back(param);
+        }
+    }
 }
 
 void DevBase::Poll(long long now) {
@@ -44,12 +49,11 @@ void DevBase::Poll(long long now) {
 }
 
 bool DevBase::walk(long long now) {
-    for (auto const& child : cfg->children) {
+    for (CParam* const param : params_) {
         if (!goes_on()) {
             return false;
         }
-        auto* const param = dynamic_cast<CParam*>(child.get());
-        if (param == nullptr || !is_wanted(*param, now) || fail_silently(*param, now)) {
+        if (!is_wanted(*param, now) || fail_silently(*param, now)) {
             continue;
         }
         xCommon::LogExchange const exchange;
@@ -139,9 +143,8 @@ bool DevBase::poll_whole(long long now) {
             poll_param(nullptr);
             return true;
         }
-        for (auto const& child : cfg->children) {
-            auto* param = dynamic_cast<CParam*>(child.get());
-            if (param != nullptr && param->enabled && param->is_due(now)) {
+        for (CParam* const param : params_) {
+            if (param->enabled && param->is_due(now)) {
                 param->last_poll = now;
                 count_poll();
                 count_error();
@@ -198,10 +201,8 @@ void DevBase::add_commands(CommandMap& commands, CParam& param) {
 
 void DevBase::subscribe_commands(char const* trace) {
     commands_ = {};
-    for (auto const& child : cfg->children) {
-        if (auto* const param = dynamic_cast<CParam*>(child.get())) {
-            add_commands(commands_, *param);
-        }
+    for (CParam* const param : params_) {
+        add_commands(commands_, *param);
     }
     for (xMQ::subsItem const& item : commands_.items()) {
         cfg->Logf(lmtTrace, xCommon::RuntimeFormat(trace), item.topic);

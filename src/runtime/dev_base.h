@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "config/cparam.h"
 #include "runtime/command_map.h"
@@ -53,6 +54,9 @@ class DevBase : public IBase {
 
  protected:
     static constexpr WalkRules usual_rules = {};
+
+    /// What the node holds, in its order.
+    std::vector<CParam*> params_;
 
     /// The walk of a pass over the parameters: each that is due is polled and counted. False where goes_on() or ready()
     /// ended it ahead of the last one.

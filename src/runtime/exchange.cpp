@@ -3,52 +3,72 @@
 #include <algorithm>
 
 #include "config/process.h"
+#include "foundation/crc.h"
 
-namespace exchange {
+using xCommon::lmtError;
 
-namespace {
-
-bool fits(int offset, int count) {
-    return offset >= 0 && count >= 0 && offset + count <= PortBase::buffer_size;
+void Exchange::load(xCommon::ByteList const& frame) {
+    request_size_ = frame.pop_buf(port_.buffer, PortBase::buffer_size);
+    trace(0, request_size_, texts_.request);
 }
 
-}  // namespace
+int Exchange::send() {
+    return port_.tran->write(port_.buffer, request_size_);
+}
 
-void abandon(PortBase& port, xCommon::LogItem const& node) {
+std::span<unsigned char const> Exchange::head(int count) {
+    int const got = port_.tran->read_count(port_.buffer, count);
+    trace(0, got, texts_.head);
+    size_ = std::max(got, 0);
+    return answer();
+}
+
+int Exchange::whole(int most, iTran::WholeFrame is_whole) {
+    int const got = port_.tran->read_frame(port_.buffer, std::min(most, PortBase::buffer_size), is_whole);
+    trace(0, got, texts_.head);
+    size_ = std::max(got, 0);
+    return got;
+}
+
+bool Exchange::rest(int count) {
+    bool const fits = count >= 0 && size_ + count <= PortBase::buffer_size;
+    int const got = fits ? std::max(port_.tran->read_count(port_.buffer + size_, count), 0) : 0;
+    bool const came = fits && got == count;
+    if (came || texts_.traced != Traced::whole) {
+        int const from = texts_.traced == Traced::all ? 0 : size_;
+        trace(from, size_ + got - from, texts_.rest);
+    }
+    size_ += got;
+    if (!came && texts_.no_rest != nullptr) {
+        node_.Log(lmtError, texts_.no_rest);
+    }
+    return came;
+}
+
+bool Exchange::is_good(xCommon::HeadFault fault, char const* subject) const {
+    char const* const text = texts_.head_faults.at(static_cast<size_t>(fault));
+    if (text != nullptr) {
+        node_.Logf(lmtError, xCommon::RuntimeFormat(text), subject);
+    }
+    return fault == xCommon::HeadFault::none;
+}
+
+bool Exchange::has_crc(int least, char const* subject) const {
+    bool const fits = size_ >= least && xCommon::crc16::ends(answer());
+    if (!fits) {
+        node_.Logf(lmtError, xCommon::RuntimeFormat(texts_.wrong_crc), subject);
+    }
+    return fits;
+}
+
+void Exchange::abandon(PortBase& port, xCommon::LogItem const& node) {
     if (port.tran && port.tran->abandon()) {
         node.Log(xCommon::lmtTrace, "ответ пришёл не целиком : соединение закрыто.");
     }
 }
 
-int load(PortBase& port, xCommon::ByteList const& frame, char const* label) {
-    int const length = frame.pop_buf(port.buffer, PortBase::buffer_size);
-    trace_hex(*port.cport, port.buffer, length, label);
-    return length;
-}
-
-int send(PortBase& port, int length) {
-    return port.tran->write(port.buffer, length);
-}
-
-int receive(PortBase& port, int offset, int count, char const* label) {
-    if (!fits(offset, count)) {
-        return -1;
+void Exchange::trace(int from, int count, char const* label) const {
+    if (label != nullptr) {
+        trace_hex(*port_.cport, port_.buffer + from, count, label);
     }
-    int const got = port.tran->read_count(port.buffer + offset, count);
-    trace_hex(*port.cport, port.buffer + offset, got, label);
-    return got;
 }
-
-int receive_frame(PortBase& port, int most, iTran::WholeFrame is_whole) {
-    return port.tran->read_frame(port.buffer, std::min(most, PortBase::buffer_size), is_whole);
-}
-
-bool receive_rest(PortBase& port, int offset, int count, char const* label) {
-    if (!fits(offset, count) || port.tran->read_count(port.buffer + offset, count) < count) {
-        return false;
-    }
-    trace_hex(*port.cport, port.buffer + offset, count, label);
-    return true;
-}
-
-}  // namespace exchange

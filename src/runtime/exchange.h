@@ -1,28 +1,64 @@
 #pragma once
 
 #include "foundation/byte_list.h"
+#include "foundation/frame_head.h"
 #include "runtime/port_base.h"
 
-/// The steps that every exchange of frames is made of, on a port's scratch buffer and with the traces of option -h.
-/// `label` heads the trace.
-namespace exchange {
+/// One request and its answer, on the scratch buffer of a port and with the traces of option -h.
+class Exchange {
+ public:
+    /// Whether the rest of an answer is traced when it comes whole, whatever comes of it, or together with its head.
+    enum class Traced { whole, part, all };
 
-/// Behind an exchange whose answer didn't come whole. On TCP the connection is closed, with a line under `node`, or a
-/// late answer would be taken for that of the next exchange, and from there on every value would stand under its
-/// neighbour's topic. A serial line is rid of it by the flush ahead of the next request.
-void abandon(PortBase& port, xCommon::LogItem const& node);
-/// Moves a frame into the buffer (what doesn't fit is cut) and traces it; gives its length there.
-int load(PortBase& port, xCommon::ByteList const& frame, char const* label);
-/// Writes `length` bytes of the buffer; what iTran::write gives.
-int send(PortBase& port, int length);
-/// Gathers `count` bytes into the buffer from `offset` on and traces what came; what iTran::read_count gives. -1 for
-/// a count that the buffer can't hold.
-int receive(PortBase& port, int offset, int count, char const* label);
-/// The same for the rest of an answer, of which nothing is traced unless it comes whole. True if it does.
-bool receive_rest(PortBase& port, int offset, int count, char const* label);
+    /// What a kind of exchange says. The lines are errors on the node; those with a "%s" tell the subject of the call.
+    struct Texts {
+        // Heads of the traces; null: none.
+        char const* request = nullptr;
+        char const* head = nullptr;
+        char const* rest = nullptr;
+        // Lines about the head, the rest that doesn't come, and the checksum.
+        xCommon::HeadTexts head_faults = {};
+        char const* no_rest = nullptr;  ///< null: none
+        char const* wrong_crc = "";
+        Traced traced = Traced::whole;
+    };
 
-/// Reads an answer of unknown length, `most` bytes at most, to the start of the buffer: see iTran::read_frame(). Not
-/// traced.
-int receive_frame(PortBase& port, int most, iTran::WholeFrame is_whole);
+    Exchange(PortBase& port, xCommon::LogItem const& node, Texts const& texts)
+        : port_(port), node_(node), texts_(texts) {}
 
-}  // namespace exchange
+    /// Moves a frame into the buffer; what doesn't fit is cut.
+    void load(xCommon::ByteList const& frame);
+    /// Gives the number of bytes written; request_size() were to be.
+    int send();
+    int send(xCommon::ByteList const& frame) {
+        load(frame);
+        return send();
+    }
+    int request_size() const { return request_size_; }
+    /// The beginning of the answer: `count` bytes, or what came of them.
+    std::span<unsigned char const> head(int count);
+    /// All of an answer of unknown length, `most` bytes at most; what iTran::read_frame() gives.
+    int whole(int most, iTran::WholeFrame is_whole);
+    /// `count` bytes more. False behind its line for those that don't all come, and for more than the buffer holds.
+    bool rest(int count);
+    /// False behind the line of a fault.
+    bool is_good(xCommon::HeadFault fault, char const* subject = "") const;
+    /// False behind its line for an answer of less than `least` bytes or without its CRC, as of Modbus, at the end.
+    bool has_crc(int least = 0, char const* subject = "") const;
+    /// What has come.
+    std::span<unsigned char const> answer() const { return {port_.buffer, static_cast<size_t>(size_)}; }
+
+    /// Behind an exchange whose answer didn't come whole. On TCP the connection is closed, with a line under `node`, or
+    /// a late answer would be taken for that of the next exchange, and from there on every value would stand under its
+    /// neighbour's topic. A serial line is rid of it by the flush ahead of the next request.
+    static void abandon(PortBase& port, xCommon::LogItem const& node);
+
+ private:
+    void trace(int from, int count, char const* label) const;
+
+    PortBase& port_;
+    xCommon::LogItem const& node_;
+    Texts const& texts_;
+    int request_size_ = 0;
+    int size_ = 0;
+};

@@ -65,20 +65,13 @@ TEST(MbRtuPdu, WhatHasNoRequestIsRefused) {
 }
 
 TEST(MbRtuPdu, TheHeadOfAReplyIsNotReadBehindItsEnd) {
-    mbrtu::c_param const param = made(modbus::reg_holding, vt_u16);
     for (char const* reply : {"", "05", "04 83"}) {
-        LogCapture const log(false);
         hex::Bytes const bytes = hex::bytes(reply);
         auto const exact = std::make_unique<unsigned char[]>(bytes.size());
         std::copy(bytes.begin(), bytes.end(), exact.get());
-        EXPECT_EQ(pdu::check_head(&param, 5, exact.get(), static_cast<int>(bytes.size())), 0);
-        EXPECT_EQ(log.entries(), std::vector<std::string>{"[3] [u] операция НЕ выполнена : timeout."}) << reply;
+        EXPECT_EQ(pdu::check_head(5, {exact.get(), bytes.size()}), xCommon::HeadFault::timeout) << reply;
     }
-    unsigned char const head[] = {5, 3, 2};
-    EXPECT_EQ(pdu::check_head(&param, 5, head, 3), 1);
-    EXPECT_EQ(pdu::check_head(nullptr, 5, head, 3), 0);
-    EXPECT_EQ(pdu::check_head(&param, 5, nullptr, 3), 0);
-    EXPECT_EQ(pdu::check_head(&param, 5, head, -1), 0);
+    EXPECT_EQ(pdu::check_head(5, hex::bytes("05 03 02")), xCommon::HeadFault::none);
 }
 
 TEST(MbRtuPdu, CrcOfAReply) {

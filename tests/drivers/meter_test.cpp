@@ -142,19 +142,16 @@ TEST(MeterPdu, WhatNoDialogueShows) {
     EXPECT_EQ(dynamic_cast<set4tm::c_dev&>(*rig.dev<DevBase>().cfg).password, "164937");
     // What is no status of this meter is none of the texts.
     hex::Bytes const status = hex::bytes("05 81 08 00");
-    EXPECT_EQ(merc_2xx::pdu::parse_error(status.data(), 3, 5, nullptr), 6);
-    EXPECT_EQ(merc_2xx::pdu::parse_error(status.data(), 4, 4, nullptr), 6);
-    EXPECT_EQ(merc_2xx::pdu::parse_error(nullptr, 4, 5, nullptr), 6);
-    EXPECT_EQ(milur::pdu::parse_error(status.data(), 4, 5, nullptr), 8);
-    EXPECT_EQ(milur::pdu::parse_error(status.data(), 3, 5, nullptr), 15);
-    EXPECT_EQ(milur::pdu::parse_error(status.data(), 4, 4, nullptr), 15);
-    CBase const log("v");
-    EXPECT_EQ(milur::pdu::check_head(&log, 5, nullptr, 4), 0);
-    EXPECT_EQ(set4tm::pdu::check_head(&log, 5, nullptr, 4), 0);
-    EXPECT_EQ(set4tm::pdu::check_head(&log, 5, hex::bytes("05 01 00 FF").data(), 4), 255);
-    for (char const* head : {"05 01 00", "06 01 00 02", "05 81 08 02"}) {
-        hex::Bytes const bytes = hex::bytes(head);
-        EXPECT_EQ(set4tm::pdu::check_head(&log, 5, bytes.data(), static_cast<int>(bytes.size())), 0) << head;
+    auto const part = std::span(status).first(3);
+    EXPECT_EQ(merc_2xx::pdu::parse_error(part, 5), 6);
+    EXPECT_EQ(merc_2xx::pdu::parse_error(status, 4), 6);
+    EXPECT_EQ(merc_2xx::pdu::reason(status, 4), nullptr);
+    EXPECT_EQ(milur::pdu::parse_error(status, 5), 8);
+    EXPECT_EQ(milur::pdu::parse_error(part, 5), 15);
+    EXPECT_EQ(milur::pdu::parse_error(status, 4), 15);
+    EXPECT_EQ(set4tm::pdu::check_head(5, hex::bytes("05 01 00 FF")).count, 255);
+    for (char const* head : {"", "05 01 00", "06 01 00 02", "05 81 08 02"}) {
+        EXPECT_EQ(set4tm::pdu::check_head(5, hex::bytes(head)).count, 0) << head;
     }
 }
 

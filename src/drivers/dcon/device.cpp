@@ -6,8 +6,6 @@
 #include "config/constants.h"
 #include "config/process.h"
 #include "drivers/dcon/pdu.h"
-#include "foundation/xexception.h"
-#include "runtime/port_base.h"
 
 namespace dcon {
 
@@ -21,6 +19,7 @@ namespace {
 
 IBFac const registrar = IBFac::add<dev>("dcon.dev");
 
+constexpr DriverWords words = {"модулем DCON", "DCON"};
 constexpr WalkRules rules = {"Poll : исключение при опросе параметра : %s.", WalkRules::Blame::port};
 
 /// Behind the data and the checksum of an answer.
@@ -35,11 +34,7 @@ void trace_text(c_param const& param, char const* format, std::span<unsigned cha
 
 }  // namespace
 
-dev::dev(IBase* port_object, CBase* node) : DevBase(port_object, node, rules), config_(dynamic_cast<c_dev*>(node)) {
-    if (config_ == nullptr) {
-        throw xCommon::xExceptionf("#%s : ctor : узел не является модулем DCON.", cfg->name);
-    }
-}
+dev::dev(IBase* port_object, CBase* node) : TypedDevice(port_object, node, words, rules) {}
 
 void dev::Poll(long long now) {
     port->check_for_personal_rs(this);
@@ -48,25 +43,13 @@ void dev::Poll(long long now) {
     CheckFault();
 }
 
-bool dev::is_wanted(CParam& param, long long now) {
-    if (!DevBase::is_wanted(param, now)) {
-        return false;
-    }
-    if (dynamic_cast<c_param*>(&param) == nullptr) {
-        param.last_poll = now;
-        param.Log(lmtError, "параметр не является параметром DCON : опрос пропущен.");
-        return false;
-    }
-    return param.read_only;
-}
-
 bool dev::ready(long long /*now*/) {
     need_line();
     return true;
 }
 
 bool dev::poll_param(CParam* base_param) {
-    auto* const param = dynamic_cast<c_param*>(base_param);
+    c_param* const param = own(base_param);
     if (param == nullptr) {
         return false;
     }
@@ -100,7 +83,7 @@ BaseResult dev::get_response(c_param* param) {
     int const head = pdu::get_head_size(param);
     int const got = receive(0, head);
     trace_text(*param, "заголовок ответа : %s", received(got));
-    if (!pdu::check_head(param, port->buffer, got, "")) {
+    if (!is_head(*param, got, "")) {
         return result;
     }
     int const data = pdu::get_resp_size(param);
@@ -141,7 +124,7 @@ bool dev::check_crc(c_param const* param, std::span<unsigned char const> reply, 
 }
 
 void dev::add_commands(CommandMap& commands, CParam& param) {
-    if (dynamic_cast<c_param*>(&param) != nullptr) {
+    if (is_own(param)) {
         DevBase::add_commands(commands, param);
     }
 }
@@ -152,7 +135,7 @@ void dev::ProcConnect() {
 
 bool dev::ProcMessage(std::string& topic, std::string& payload) {
     cfg->Logf(lmtTrace, "ProcMessage : %s = %s.", topic, payload);
-    auto* const param = dynamic_cast<c_param*>(commands_.find(topic).param);
+    c_param* const param = own(commands_.find(topic).param);
     if (param == nullptr) {
         return false;
     }
@@ -171,7 +154,9 @@ void dev::write(c_param* param, std::string const& value) {
     std::string const expected_sid = param->cmd == cmd_configure ? value.substr(0, 2) : "";
     port->tran->flush();
     ByteList frame;
-    pdu::get_write_cmd(frame, param, value);
+    if (char const* const refusal = pdu::get_write_cmd(frame, param, value)) {
+        param->Log(lmtError, refusal);
+    }
     if (frame.empty() || !send(*param, frame, "write : запрос : %s")) {
         xCommon::LogExchange::fail();
         return;
@@ -183,7 +168,7 @@ void dev::write(c_param* param, std::string const& value) {
         param->Log(lmtError, "операция НЕ выполнена : timeout.");
         return;
     }
-    if (pdu::check_head(param, port->buffer, size, expected_sid) && check_crc(param, received(size), pdu::head_size)) {
+    if (is_head(*param, size, expected_sid) && check_crc(param, received(size), pdu::head_size)) {
         param->Log(lmtInfo, "операция успешно выполнена.");
     }
 }
@@ -202,6 +187,15 @@ bool dev::send(c_param const& param, ByteList const& frame, char const* trace) {
 /// Gathers `count` bytes into the port's buffer; gives how many came.
 int dev::receive(int offset, int count) {
     return std::max(port->tran->read_count(port->buffer + offset, count), 0);
+}
+
+/// False behind the line of a fault.
+bool dev::is_head(c_param const& param, int count, std::string const& expected_sid) const {
+    Fault const found = pdu::check_head(&param, received(count), expected_sid);
+    if (found != Fault::none) {
+        param.Log(lmtError, fault_texts.at(static_cast<size_t>(found)));
+    }
+    return found == Fault::none;
 }
 
 /// What stands in the port's buffer.

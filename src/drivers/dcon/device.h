@@ -5,12 +5,12 @@
 
 #include "drivers/dcon/config.h"
 #include "foundation/byte_list.h"
-#include "runtime/dev_base.h"
+#include "runtime/typed_device.h"
 
 namespace dcon {
 
 /// The dialogue with one module. Owned by its port, whose worker alone calls it.
-class dev : public DevBase, public FromNode<dev> {
+class dev : public TypedDevice<c_dev, c_param>, public FromNode<dev> {
  public:
     dev(IBase* port_object, CBase* node);
 
@@ -30,14 +30,13 @@ class dev : public DevBase, public FromNode<dev> {
     static bool check_crc(c_param const* param, std::span<unsigned char const> reply, int len);
 
  private:
-    bool is_wanted(CParam& param, long long now) override;
+    bool is_wanted(CParam& param, long long now) override { return is_wanted_and_own(param, now) && param.read_only; }
     bool ready(long long now) override;
     void add_commands(CommandMap& commands, CParam& param) override;
     bool send(c_param const& param, xCommon::ByteList const& frame, char const* trace);
     int receive(int offset, int count);
     std::span<unsigned char const> received(int count) const;
-
-    c_dev* config_;
+    bool is_head(c_param const& param, int count, std::string const& expected_sid) const;
 };
 
 }  // namespace dcon

@@ -10,7 +10,6 @@
 namespace dcon {
 
 using xCommon::ByteList;
-using xCommon::lmtError;
 using xCommon::xString;
 
 namespace {
@@ -71,16 +70,16 @@ void pdu::get_read_cmd(ByteList& out, c_param const* param) {
     }
 }
 
-void pdu::get_write_cmd(ByteList& out, c_param const* param, std::string const& value) {
+char const* pdu::get_write_cmd(ByteList& out, c_param const* param, std::string const& value) {
     Row const* const row = row_of(param);
     if (row == nullptr || !row->writes) {
-        return;
+        return nullptr;
     }
     if (value.size() != row->argument) {
-        param->Log(lmtError, row->wrong_argument);
-        return;
+        return row->wrong_argument;
     }
     push_frame(out, param, *row, value);
+    return nullptr;
 }
 
 int pdu::get_head_size(c_param const* param) {
@@ -92,27 +91,19 @@ int pdu::get_resp_size(c_param const* param) {
     return row == nullptr ? -1 : row->data;
 }
 
-bool pdu::check_head(c_param const* param, unsigned char const* buf, int len, std::string const& expected_sid) {
-    if (buf == nullptr) {
-        return false;
+Fault pdu::check_head(c_param const* param, std::span<unsigned char const> head, std::string const& expected_sid) {
+    if (!head.empty() && head[0] == c_param::refusal) {
+        return Fault::refused;
     }
-    if (len > 0 && buf[0] == c_param::refusal) {
-        param->Log(lmtError, "неверная команда.");
-        return false;
-    }
-    if (len < get_head_size(param)) {
-        param->Log(lmtError, "ответ НЕ получен : timeout.");
-        return false;
+    if (head.size() < static_cast<size_t>(get_head_size(param))) {
+        return Fault::timeout;
     }
     if (param->is_state()) {
-        return true;
+        return Fault::none;
     }
-    std::string const sid(buf + 1, buf + head_size);
-    if (sid != (param->cmd == cmd_configure ? expected_sid : param->device->sid_hex)) {
-        param->Log(lmtError, "не совпали slave_id.");
-        return false;
-    }
-    return true;
+    std::string const sid(head.begin() + 1, head.begin() + head_size);
+    bool const is_expected = sid == (param->cmd == cmd_configure ? expected_sid : param->device->sid_hex);
+    return is_expected ? Fault::none : Fault::wrong_address;
 }
 
 std::string pdu::get_value(c_param const* param, unsigned char const* data, int len) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <span>
 #include <string>
 
@@ -7,6 +8,12 @@
 #include "foundation/byte_list.h"
 
 namespace dcon {
+
+/// What is wrong with the head of an answer, in the order in which it is looked for.
+enum class Fault { none, refused, timeout, wrong_address };
+/// The line about each.
+inline constexpr std::array<char const*, 4> fault_texts = {"", "неверная команда.", "ответ НЕ получен : timeout.",
+                                                           "не совпали slave_id."};
 
 /// Frames of the text protocol. Stateless: bytes in, bytes out.
 ///
@@ -41,16 +48,16 @@ class pdu {
     static std::string calculate_crc(xCommon::ByteList const& bytes);
     /// Appends the frame of a command that reads, and nothing for any other.
     static void get_read_cmd(xCommon::ByteList& out, c_param const* param);
-    /// Appends the frame of a command that writes; nothing for any other, and nothing behind a line on the parameter
-    /// for a value of the wrong length.
-    static void get_write_cmd(xCommon::ByteList& out, c_param const* param, std::string const& value);
+    /// Appends the frame of a command that writes, and nothing for any other. Nothing too, and the text of what is
+    /// wrong, for a value of the wrong length; null for all others.
+    static char const* get_write_cmd(xCommon::ByteList& out, c_param const* param, std::string const& value);
     /// Bytes ahead of the data of an answer, which are read first.
     static int get_head_size(c_param const* param);
     /// Bytes of data in an answer; -1 for a number that is no command.
     static int get_resp_size(c_param const* param);
-    /// True when the `len` bytes begin an answer to this parameter; false behind a line on it, but for a null buffer.
-    /// An answer to command 1 comes from `expected_sid`, the address that it sets.
-    static bool check_head(c_param const* param, unsigned char const* buf, int len, std::string const& expected_sid);
+    /// What keeps the bytes from being the beginning of an answer to this parameter. An answer to command 1 comes from
+    /// `expected_sid`, the address that it sets.
+    static Fault check_head(c_param const* param, std::span<unsigned char const> head, std::string const& expected_sid);
     /// The value in the `len` bytes behind the head. Raises an xExceptionf for a state of other than hexadecimal
     /// digits.
     static std::string get_value(c_param const* param, unsigned char const* data, int len);

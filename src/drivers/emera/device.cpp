@@ -8,10 +8,8 @@
 #include "config/constants.h"
 #include "config/process.h"
 #include "drivers/emera/pdu.h"
-#include "foundation/xexception.h"
 #include "foundation/xmisc.h"
 #include "runtime/exchange.h"
-#include "runtime/port_base.h"
 
 namespace emera {
 
@@ -23,6 +21,9 @@ using xCommon::xString;
 namespace {
 
 IBFac const registrar = IBFac::add<edev>("emera.dev");
+
+constexpr DriverWords words = {"счётчиком Emera", "Emera"};
+constexpr Exchange::Texts texts = {};
 
 /// ETX and BCC behind one byte of text: a frame without a value.
 constexpr int empty_reply = 3;
@@ -78,23 +79,15 @@ std::string text_of(unsigned char const* buf, int end) {
 
 }  // namespace
 
-edev::edev(IBase* port_object, CBase* node) : DevBase(port_object, node), config_(dynamic_cast<ecdev*>(node)) {
-    if (config_ == nullptr) {
-        throw xCommon::xExceptionf("#%s : ctor : узел не является счётчиком Emera.", cfg->name);
-    }
-}
+edev::edev(IBase* port_object, CBase* node) : TypedDevice(port_object, node, words) {}
 
 std::string edev::get_device_name() {
     return xString::Format("%s_%s", config_->name, config_->sid);
 }
 
 bool edev::poll_param(CParam* base_param) {
-    if (base_param == nullptr) {
-        return false;
-    }
-    auto* param = dynamic_cast<ecparam*>(base_param);
+    auto* const param = own_or_told(base_param);
     if (param == nullptr) {
-        base_param->Log(lmtError, "параметр не является параметром Emera : опрос пропущен.");
         return false;
     }
     BaseResult result = get_response(param);
@@ -113,13 +106,13 @@ BaseResult edev::get_response(ecparam* param) {
     std::string const cmd = fill_dates(param->cmd);
     xCommon::ByteList frame;
     epdu::wrap(frame, config_->sid, cmd);
-    int const length = frame.pop_buf(port->buffer, PortBase::buffer_size);
     if (PH::IsPrintHex) {
         param->Logf(lmtTrace, "req_str : %s.", cmd);
     }
-    exchange::send(*port, length);
+    Exchange exchange(*port, *param, texts);
+    exchange.send(frame);
     unsigned char const* const reply = port->buffer;
-    int const got = exchange::receive_frame(*port, PortBase::buffer_size, epdu::is_whole);
+    int const got = exchange.whole(PortBase::buffer_size, epdu::is_whole);
     if (got > 0 && reply[0] == epdu::nak) {
         param->Log(lmtError, "ответ НЕ получен : NAK.");
         return result;
@@ -155,7 +148,9 @@ bool edev::res_check(ecparam const* param, unsigned char const* buf, int n) {
         return false;
     }
     trace_hex(param->log_root(), buf, n, "response");
-    if (!epdu::crc_check(buf, n)) {
+    epdu::Bcc const bcc = epdu::crc_check({buf, static_cast<size_t>(n)});
+    xCommon::global_logf(lmtTrace, "crc = %02X : ptr [ %d ] = %02X.", bcc.expected, bcc.at, bcc.received);
+    if (!bcc.fits) {
         param->Log(lmtError, "ответ НЕ получен : не совпала CRC.");
         return false;
     }

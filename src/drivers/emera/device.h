@@ -4,12 +4,12 @@
 #include <vector>
 
 #include "drivers/emera/config.h"
-#include "runtime/dev_base.h"
+#include "runtime/typed_device.h"
 
 namespace emera {
 
 /// The dialogue with one meter: every poll is one exchange of its own, nothing is kept in between. Takes no writes.
-class edev : public DevBase, public FromNode<edev> {
+class edev : public TypedDevice<ecdev, ecparam>, public FromNode<edev> {
  public:
     edev(IBase* port_object, CBase* node);
 
@@ -31,9 +31,6 @@ class edev : public DevBase, public FromNode<edev> {
     static std::string reg_check(std::string const& text);
     /// The number in `len` characters from `pos`; 0 unless the text goes on behind them. Raises what std::stoi raises.
     static int get_int(std::string const& text, int pos, int len);
-
- private:
-    ecdev* config_;
 };
 
 }  // namespace emera

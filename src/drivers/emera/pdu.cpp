@@ -2,8 +2,6 @@
 
 #include <numeric>
 
-#include "foundation/xlog.h"
-
 namespace emera {
 
 using xCommon::ByteList;
@@ -13,23 +11,6 @@ namespace {
 constexpr char read_command[] = "R1";
 constexpr unsigned int bcc_mask = 0x7F;
 constexpr size_t least_answer = 3;
-
-/// Where the BCC of an answer has to stand, behind its first ETX, and what it has to be.
-struct Tail {
-    size_t at;
-    unsigned int bcc;
-};
-
-Tail find_tail(std::span<unsigned char const> frame) {
-    size_t index = frame[0] == epdu::soh || frame[0] == epdu::stx ? 1 : 0;
-    unsigned int sum = 0;
-    bool at_end = false;
-    for (; index < frame.size() && !at_end; ++index) {
-        sum += frame[index];
-        at_end = frame[index] == epdu::etx;
-    }
-    return {index, sum & bcc_mask};
-}
 
 }  // namespace
 
@@ -60,21 +41,22 @@ bool epdu::is_whole(std::span<unsigned char const> frame) {
     if (frame.size() < least_answer) {
         return false;
     }
-    Tail const tail = find_tail(frame);
-    return tail.at + 1 == frame.size() && frame[tail.at] == tail.bcc;
+    Bcc const bcc = crc_check(frame);
+    return bcc.at + 1 == frame.size() && bcc.fits;
 }
 
-bool epdu::crc_check(unsigned char const* buf, int n) {
-    if (buf == nullptr || n <= 0) {
-        return false;
+epdu::Bcc epdu::crc_check(std::span<unsigned char const> frame) {
+    size_t at = !frame.empty() && (frame[0] == soh || frame[0] == stx) ? 1 : 0;
+    unsigned int sum = 0;
+    bool at_end = false;
+    for (; at < frame.size() && !at_end; ++at) {
+        sum += frame[at];
+        at_end = frame[at] == etx;
     }
-    std::span<unsigned char const> const frame(buf, static_cast<size_t>(n));
-    Tail const tail = find_tail(frame);
     // A frame without ETX, or cut behind it, has no byte there.
-    bool const is_there = tail.at < frame.size();
-    unsigned int const received = is_there ? frame[tail.at] : 0U;
-    xCommon::global_logf(xCommon::lmtTrace, "crc = %02X : ptr [ %d ] = %02X.", tail.bcc, tail.at, received);
-    return is_there && received == tail.bcc;
+    bool const is_there = at < frame.size();
+    unsigned int const received = is_there ? frame[at] : 0U;
+    return {at, sum & bcc_mask, received, is_there && received == (sum & bcc_mask)};
 }
 
 }  // namespace emera

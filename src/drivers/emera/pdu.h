@@ -38,8 +38,14 @@ class epdu {
     static void wrap(xCommon::ByteList& out, std::string const& sid, std::string const& cmd);
     /// True for exactly one answer: a NAK alone, or a text with ETX and BCC.
     static bool is_whole(std::span<unsigned char const> frame);
-    /// True when behind the first ETX of the `n` bytes stands their BCC. Traces both through the process log.
-    static bool crc_check(unsigned char const* buf, int n);
+    /// What stands behind the first ETX, where the BCC has to be.
+    struct Bcc {
+        size_t at;
+        unsigned int expected;
+        unsigned int received;  ///< 0 where there is no byte
+        bool fits;
+    };
+    static Bcc crc_check(std::span<unsigned char const> frame);
 };
 
 }  // namespace emera

@@ -1,17 +1,14 @@
 #include "drivers/mbrtu/device.h"
 
 #include "config/constants.h"
-#include "config/process.h"
-#include "drivers/mbrtu/set_frame.h"
+#include "drivers/mbrtu/pdu.h"
 #include "foundation/xmisc.h"
-#include "runtime/exchange.h"
 
 namespace mbrtu {
 
 using modbus::c_param;
-using xCommon::ByteList;
+using xCommon::HeadFault;
 using xCommon::lmtError;
-using xCommon::lmtInfo;
 using xCommon::lmtTrace;
 
 namespace {
@@ -19,130 +16,77 @@ namespace {
 IBFac const registrar = IBFac::add<dev>("mb-rtu.dev");
 
 /// Reply to function 16: address, function, register address, count, CRC.
-constexpr int write_registers_reply = 8;
+constexpr size_t write_registers_reply = 8;
 /// The shortest answer: address, function, exception code, CRC.
-constexpr int refusal_size = 5;
+constexpr size_t refusal_size = 5;
+
+constexpr modbus::Framing framing = {
+    .begin = "dev_mb_rtu::начало опроса.",
+    .read = {.request = "dev_mb_rtu::get_response : запрос",
+             .head = "dev_mb_rtu::get_response : заголовок RTU",
+             .rest = "dev_mb_rtu::get_response : ответ",
+             .head_faults = modbus::head_texts,
+             .no_rest = "dev_mb_rtu::ответ НЕ получен : timeout.",
+             .wrong_crc = "ответ НЕ получен : не совпали CRC."},
+    .write = {.request = "dev_mb_rtu::write : запрос",
+              .head = "dev_mb_rtu::write : ответ",
+              .head_faults = modbus::head_texts,
+              .wrong_crc = "операция НЕ выполнена : не совпали CRC."},
+    .is_stream = false,
+    .first = pdu::head_size,
+    .ahead = pdu::head_size,
+    .tail = pdu::crc_size,
+    .read_frame = pdu::read,
+    .write_frame = pdu::write,
+    .span_frame = pdu::read_span,
+};
 
 }  // namespace
 
-BaseResult dev::get_response(c_param* param) {
-    BaseResult result;
-    if (param == nullptr) {
-        return result;
-    }
-    param->Log(lmtInfo, "dev_mb_rtu::начало опроса.");
-    line().flush();
-    line().set_timeout(param->rto, param->sto);
-    ByteList frame;
-    pdu::read(frame, slave_address(), param);
-    unsigned char const* const reply = port->buffer;
-    int got = 0;
-    try {
-        int const length = exchange::load(*port, frame, "dev_mb_rtu::get_response : запрос");
-        exchange::send(*port, length);
-        got = exchange::receive(*port, 0, pdu::head_size, "dev_mb_rtu::get_response : заголовок RTU");
-    } catch (...) {
-        reconnect();
-        return result;
-    }
+dev::dev(IBase* port_object, CBase* node) : device(port_object, node, framing) {}
 
-    if (pdu::check_head(param, slave_address(), reply, got) == 0) {
-        if (got < pdu::head_size) {
-            exchange::abandon(*port, *param);
-        }
-        return result;
-    }
-    int const data_size = reply[2];
-    int const rest = data_size + pdu::crc_size;
-    if (!exchange::receive_rest(*port, pdu::head_size, rest, "dev_mb_rtu::get_response : ответ")) {
-        param->Log(lmtError, "dev_mb_rtu::ответ НЕ получен : timeout.");
-        exchange::abandon(*port, *param);
-        return result;
-    }
-    if (!pdu::check_crc({reply, static_cast<size_t>(pdu::head_size + rest)})) {
-        param->Log(lmtError, "ответ НЕ получен : не совпали CRC.");
-        return result;
-    }
-    // The value's length counts the CRC too: a slave that sends a byte or two less than the value type needs is decoded
-    // with its CRC as data rather than refused. Slaves that are read this way are in service.
-    take_data(param, reply + pdu::head_size, data_size, rest, result);
-    return result;
-}
-
-bool dev::read_span(unsigned char function, unsigned short address, unsigned short count,
-                    std::vector<unsigned char>& data) {
-    ByteList request;
-    pdu::read_span(request, slave_address(), function, address, count);
-    int const length = exchange::load(*port, request, "ЗАПРОС");
-    line().flush();
-    line().set_timeout(cfg->rto, cfg->sto);
-    int sent = 0;
-    try {
-        sent = exchange::send(*port, length);
-    } catch (...) {
-        reconnect();
-        return false;
-    }
-    if (sent != length) {
-        cfg->Logf(lmtTrace, "ответ НЕ получен [%d:%d] : timeout", sent, length);
-        return false;
-    }
-    modbus_rtu_frame_t frame;
-    if (!frame.read(port, slave_address(), cfg->type)) {
-        if (!frame.is_whole) {
-            exchange::abandon(*port, *cfg);
+bool dev::take_answer(Exchange& exchange, c_param const& param) {
+    auto const head = exchange.answer();
+    HeadFault const found = pdu::check_head(slave_address(), head);
+    if (!exchange.is_good(found, pdu::refusal(head))) {
+        if (found == HeadFault::timeout) {
+            Exchange::abandon(*port, param);
         }
         return false;
     }
-    trace_hex(*port->cport, &frame.header, sizeof(frame.header), "ОТВЕТ : заголовок RTU");
-    trace_hex(*port->cport, frame.data.data(), static_cast<int>(frame.data.size()), "ОТВЕТ : полученные данные");
-    data.insert(data.end(), frame.data.begin(), frame.data.end());
-    return true;
+    if (!exchange.rest(head[2] + pdu::crc_size)) {
+        Exchange::abandon(*port, param);
+        return false;
+    }
+    return exchange.has_crc();
 }
 
-void dev::reconnect() {
+/// Functions 5 and 6 echo the request. What "holding" and "holding-bit" write by function 16 waits for an echo too, and
+/// so ends in the time-out below although the slave has taken it; the value shows at the next poll.
+bool dev::take_echo(Exchange& exchange, c_param const& param) {
+    auto const expected =
+        param.reg_type == modbus::reg_holding_m ? write_registers_reply : static_cast<size_t>(exchange.request_size());
+    auto const reply = exchange.head(static_cast<int>(expected));
+    if (!exchange.is_good(pdu::check_head(slave_address(), reply), pdu::refusal(reply))) {
+        if (reply.size() < refusal_size) {
+            Exchange::abandon(*port, param);
+        }
+        return false;
+    }
+    if (reply.size() < expected) {
+        param.Log(lmtError, "операция НЕ выполнена : timeout.");
+        Exchange::abandon(*port, param);
+        return false;
+    }
+    return exchange.has_crc();
+}
+
+bool dev::reconnect() {
     if (port->tran) {
         bool const open = port->tran->reopen();
         cfg->Logf(lmtTrace, "Ошибка выполнения запроса MB-RTU. Попытка переподключения: %s", open ? "true" : "false");
     }
-}
-
-void dev::write(c_param* param, std::string value, bholding::bitem const* item) {
-    if (param == nullptr) {
-        return;
-    }
-    param->Logf(lmtInfo, "запись нового значения : %s.", value);
-    line().flush();
-    if (!to_register_value(*param, value, item)) {
-        return;
-    }
-    ByteList frame;
-    pdu::write(frame, slave_address(), param, value);
-    unsigned char const* const reply = port->buffer;
-    int const length = exchange::load(*port, frame, "dev_mb_rtu::write : запрос");
-    exchange::send(*port, length);
-
-    // Functions 5 and 6 echo the request. What "holding" and "holding-bit" write by function 16 waits for an echo too,
-    // and so ends in the time-out below although the slave has taken it; the value shows at the next poll.
-    int const expected = param->reg_type == modbus::reg_holding_m ? write_registers_reply : length;
-    int const got = exchange::receive(*port, 0, expected, "dev_mb_rtu::write : ответ");
-    if (pdu::check_head(param, slave_address(), reply, got) == 0) {
-        if (got < refusal_size) {
-            exchange::abandon(*port, *param);
-        }
-        return;
-    }
-    if (got < expected) {
-        param->Log(lmtError, "операция НЕ выполнена : timeout.");
-        exchange::abandon(*port, *param);
-        return;
-    }
-    if (!pdu::check_crc({reply, static_cast<size_t>(expected)})) {
-        param->Log(lmtError, "операция НЕ выполнена : не совпали CRC.");
-        return;
-    }
-    param->Logf(lmtInfo, "записано новое значение : %s.", value);
-    poll_param(param);
+    return true;
 }
 
 std::string dev::check_debounce(c_param* param, std::string const& value) {

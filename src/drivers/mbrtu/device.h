@@ -1,24 +1,23 @@
 #pragma once
 
-#include "drivers/mbrtu/pdu.h"
 #include "drivers/modbus/device.h"
 
 namespace mbrtu {
 
+using modbus::modbus_rtu_frame_t;
+
 /// The dialogue with one RTU slave. Owned by its port, whose worker alone calls it.
 class dev : public modbus::device, public FromNode<dev> {
  public:
-    using modbus::device::device;
+    dev(IBase* port_object, CBase* node);
 
-    BaseResult get_response(modbus::c_param* param) override;
-    void write(modbus::c_param* param, std::string value, bholding::bitem const* item) override;
     /// Holds a value back that may chatter. Gives the value to publish, or an empty text.
     std::string check_debounce(modbus::c_param* param, std::string const& value) override;
-    bool read_span(unsigned char function, unsigned short address, unsigned short count,
-                   std::vector<unsigned char>& data) override;
 
  private:
-    void reconnect();
+    bool take_answer(Exchange& exchange, modbus::c_param const& param) override;
+    bool take_echo(Exchange& exchange, modbus::c_param const& param) override;
+    bool reconnect() override;
 };
 
 }  // namespace mbrtu

@@ -18,16 +18,11 @@ namespace mbrtu {
 ///   1      1    function
 ///   2      n    data
 ///   2+n    2    CRC of all before it, low byte of the Modbus CRC first
-class pdu : public modbus::pdu {
+class pdu : public modbus::framed_pdu<pdu> {
  public:
     static constexpr int crc_size = 2;
 
-    /// Append a whole request frame. Raise what the parts of modbus::pdu raise.
-    static void read(xCommon::ByteList& out, unsigned char sid, modbus::c_param const* cp);
-    static void write(xCommon::ByteList& out, unsigned char sid, modbus::c_param const* cp, std::string const& value);
-    /// Appends a whole request for `count` registers or coils from `address`.
-    static void read_span(xCommon::ByteList& out, unsigned char sid, unsigned char function, unsigned short address,
-                          unsigned short count);
+    static void wrap(xCommon::ByteList& out, xCommon::ByteList const& unit);
     /// True when the last two bytes are the CRC of those before them.
     static bool check_crc(std::span<unsigned char const> frame);
 };

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "drivers/mbtcp/pdu.h"
 #include "drivers/modbus/device.h"
 
 namespace mbtcp {
@@ -9,15 +8,13 @@ namespace mbtcp {
 /// has no effect here.
 class dev : public modbus::device, public FromNode<dev> {
  public:
-    using modbus::device::device;
-
-    BaseResult get_response(modbus::c_param* param) override;
-    void write(modbus::c_param* param, std::string value, bholding::bitem const* item) override;
-    bool read_span(unsigned char function, unsigned short address, unsigned short count,
-                   std::vector<unsigned char>& data) override;
+    dev(IBase* port_object, CBase* node);
 
  private:
-    int read_body(modbus::c_param const& param, int header_size, char const* label, bool is_write);
+    bool take_body(Exchange& exchange, modbus::c_param const& param, char const* no_body);
+    bool take_answer(Exchange& exchange, modbus::c_param const& param) override;
+    bool take_echo(Exchange& exchange, modbus::c_param const& param) override;
+    std::unique_ptr<modbus::modbus_rtu_frame_t> set_reply() const override;
 };
 
 }  // namespace mbtcp

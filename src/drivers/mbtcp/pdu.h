@@ -15,17 +15,13 @@ namespace mbtcp {
 ///   4      2    count of the bytes behind this field
 ///   6      1    unit identifier: the slave address
 ///   7      n    function and data
-class pdu : public modbus::pdu {
+class pdu : public modbus::framed_pdu<pdu> {
  public:
     /// Bytes ahead of the unit identifier.
     static constexpr int mbap_size = 6;
     static constexpr int length_position = 4;
 
-    /// Append a whole request frame. Raise what the parts of modbus::pdu raise.
-    static void read(xCommon::ByteList& out, unsigned char sid, modbus::c_param const* cp);
-    static void write(xCommon::ByteList& out, unsigned char sid, modbus::c_param const* cp, std::string const& value);
-    static void read_span(xCommon::ByteList& out, unsigned char sid, unsigned char function, unsigned short address,
-                          unsigned short count);
+    static void wrap(xCommon::ByteList& out, xCommon::ByteList const& unit);
     /// The length field of a header.
     static int reply_length(unsigned char const* mbap);
     /// A Modbus unit has 253 bytes at most behind its identifier.

@@ -1,5 +1,7 @@
 #include "drivers/mbtcp/set_frame.h"
 
+#include "config/process.h"
+
 namespace mbtcp {
 
 using xCommon::lmtError;
@@ -9,7 +11,7 @@ bool modbus_tcp_frame_t::read(PortBase* port, unsigned char sid, std::string con
         port->cport->Log(lmtError, "TCP запрос : операция НЕ выполнена : timeout");
         return false;
     }
-    if (!read_head(port, sid) || !read_data(port) || (type == "mb-rtu" && !read_crc(port))) {
+    if (!modbus_rtu_frame_t::read(port, sid, type)) {
         return false;
     }
     if (pdu::reply_length(mbap.data()) != header.count + pdu::head_size) {
@@ -17,6 +19,11 @@ bool modbus_tcp_frame_t::read(PortBase* port, unsigned char sid, std::string con
         return false;
     }
     return true;
+}
+
+void modbus_tcp_frame_t::trace(PortBase const& port) const {
+    trace_hex(*port.cport, mbap.data(), pdu::mbap_size, "ОТВЕТ : заголовок TCP");
+    modbus_rtu_frame_t::trace(port);
 }
 
 }  // namespace mbtcp

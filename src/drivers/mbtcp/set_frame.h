@@ -8,11 +8,11 @@
 namespace mbtcp {
 
 /// Reply to one request of a register set: MBAP header, head, data.
-class modbus_tcp_frame_t : public modbus::SetReply {
+class modbus_tcp_frame_t : public modbus::modbus_rtu_frame_t {
  public:
-    /// Reads it off the port's line; true for a complete one whose length field fits its byte count. A CRC is read for
-    /// the type word "mb-rtu" alone.
-    bool read(PortBase* port, unsigned char sid, std::string const& type);
+    /// True for a complete one whose length field fits its byte count.
+    bool read(PortBase* port, unsigned char sid, std::string const& type) override;
+    void trace(PortBase const& port) const override;
 
     std::array<unsigned char, pdu::mbap_size> mbap{};
 };

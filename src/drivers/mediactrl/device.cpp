@@ -1,31 +1,24 @@
 #include "drivers/mediactrl/device.h"
 
-#include <vector>
-
 #include "config/constants.h"
 #include "config/process.h"
 #include "drivers/mediactrl/pdu.h"
-#include "foundation/xexception.h"
 #include "runtime/command_connection.h"
-#include "runtime/port_base.h"
 
 namespace mediactrl {
 
 using xCommon::lmtInfo;
 using xCommon::lmtTrace;
-using xCommon::xString;
 
 namespace {
 
 IBFac const registrar = IBFac::add<dev>("media_ctrl.dev");
 
+constexpr DriverWords words = {"медиаконтроллером", "медиаконтроллера"};
+
 }  // namespace
 
-dev::dev(IBase* port_object, CBase* node) : DevBase(port_object, node), config_(dynamic_cast<c_dev*>(node)) {
-    if (config_ == nullptr) {
-        throw xCommon::xExceptionf("#%s : ctor : узел не является медиаконтроллером.", cfg->name);
-    }
-}
+dev::dev(IBase* port_object, CBase* node) : TypedDevice(port_object, node, words) {}
 
 void dev::ProcConnect() {
     subscribe_commands("subscribe on : %s");
@@ -42,7 +35,7 @@ bool dev::ProcMessage(std::string& topic, std::string& payload) {
         return false;
     }
     CommandConnection const connection(*this);
-    write(dynamic_cast<c_param*>(param), payload);
+    write(own(param), payload);
     return true;
 }
 

@@ -3,12 +3,12 @@
 #include <string>
 
 #include "drivers/mediactrl/config.h"
-#include "runtime/dev_base.h"
+#include "runtime/typed_device.h"
 
 namespace mediactrl {
 
 /// Turns each "/on" message into one frame. It polls nothing and publishes nothing.
-class dev : public DevBase, public FromNode<dev> {
+class dev : public TypedDevice<c_dev, c_param>, public FromNode<dev> {
  public:
     dev(IBase* port_object, CBase* node);
 
@@ -17,15 +17,12 @@ class dev : public DevBase, public FromNode<dev> {
     bool ProcMessage(std::string& topic, std::string& payload) override;
     /// Every due parameter counts as polled with success.
     bool poll_param(CParam* /*param*/) override { return true; }
-    std::string get_device_name() override { return cfg->name; }
 
     /// Sends the command; no reply is awaited.
     void write(c_param* param, std::string const& value);
 
  private:
     void add_commands(CommandMap& commands, CParam& param) override;
-
-    c_dev* config_;
 };
 
 }  // namespace mediactrl

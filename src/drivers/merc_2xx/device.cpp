@@ -2,13 +2,12 @@
 
 #include "config/constants.h"
 #include "drivers/merc_2xx/pdu.h"
-#include "drivers/meter/frame.h"
 #include "foundation/xmisc.h"
-#include "runtime/exchange.h"
 
 namespace merc_2xx {
 
 using xCommon::ByteList;
+using xCommon::HeadFault;
 using xCommon::lmtError;
 using xCommon::lmtInfo;
 
@@ -24,12 +23,20 @@ namespace {
 constexpr meter::Family family = {{"Poll : исключение при опросе параметра : %s.", WalkRules::Blame::port, true},
                                   "исключение при опросе : %s",
                                   "исключение при запуске : %s.",
-                                  "исключение при остановке : %s."};
+                                  "исключение при остановке : %s.",
+                                  false};
 
 /// The size of the reply isn't relied on: whatever comes within the time-out is read.
 constexpr int longest_reply = 257;
 constexpr meter::LinkStep start_step = {"merc2::Start", "Start", pdu::short_reply, longest_reply};
 constexpr meter::LinkStep stop_step = {"merc2::dev::Stop", "Stop", pdu::short_reply, longest_reply};
+
+/// The reply comes in one piece.
+constexpr Exchange::Texts read_texts = {
+    .request = "get_response : запрос",
+    .head = "merc2::dev::get_response : заголовок ответа",
+    .head_faults = {nullptr, nullptr, "get_response : не совпали SlaveId.", nullptr},
+    .wrong_crc = "get_response : не совпали CRC."};
 
 constexpr unsigned char access_level = 1;
 constexpr char password[] = "738205";
@@ -46,8 +53,7 @@ bool dev::open_session() {
     ByteList frame;
     pdu::open(frame, slave_address(), access_level, password);
     auto const reply = link_dialogue(frame, start_step);
-    if (!reply.empty() &&
-        pdu::parse_error(reply.data(), static_cast<int>(reply.size()), slave_address(), cfg) == pdu::status_ok) {
+    if (!reply.empty() && tell_status(*cfg, reply) == pdu::status_ok) {
         // On the scale of the poll cycle, as it is compared: once the calendar has been set, mono() is none of it, and
         // the channel would be opened anew before each request.
         last_seen = xCommon::xtime::time();
@@ -84,9 +90,6 @@ bool dev::poll_param(CParam* param) {
 
 BaseResult dev::get_response(c_param* param) {
     BaseResult result;
-    if (param == nullptr) {
-        return result;
-    }
     param->Log(lmtInfo, "начало опроса.");
     ByteList frame;
     if (param->reg_type == reg_param) {
@@ -94,33 +97,36 @@ BaseResult dev::get_response(c_param* param) {
     } else {
         pdu::read_array(frame, slave_address(), param);
     }
-    send_request(*param, frame, "get_response : запрос");
-    int const expected = pdu::exp_resp_size(param);
-    int const got = exchange::receive(*port, 0, expected, "merc2::dev::get_response : заголовок ответа");
-    unsigned char const* const reply = port->buffer;
-    if (got == pdu::short_reply) {
+    Exchange exchange(*port, *cfg, read_texts);
+    send_request(*param, exchange, frame);
+    auto const expected = static_cast<size_t>(pdu::exp_resp_size(param));
+    auto const reply = exchange.head(static_cast<int>(expected));
+    if (reply.size() == pdu::short_reply) {
         // A status in place of the value. Its CRC isn't looked at, and no status makes a value, not even "all is well".
-        if (pdu::parse_error(reply, got, slave_address(), param) == pdu::status_closed) {
+        if (tell_status(*param, reply) == pdu::status_closed) {
             last_seen = 0;
         }
         return result;
     }
-    if (got != expected) {
+    if (reply.size() != expected) {
         param->Log(lmtError, "get_response : ответ НЕ получен : timeout.");
         return result;
     }
-    if (reply[0] != slave_address()) {
-        cfg->Log(lmtError, "get_response : не совпали SlaveId.");
-        return result;
-    }
-    if (!meter::crc_fits({reply, static_cast<size_t>(got)})) {
-        cfg->Log(lmtError, "get_response : не совпали CRC.");
+    bool const is_own = reply[0] == slave_address();
+    if (!exchange.is_good(is_own ? HeadFault::none : HeadFault::wrong_address) || !exchange.has_crc()) {
         return result;
     }
     result.is_crc_ok = true;
-    result.result = param->getValueFromBuf(reply + 1, got - 1);
+    result.result = param->getValueFromBuf(reply.data() + 1, static_cast<int>(reply.size()) - 1);
     result.is_ok = true;
     return result;
+}
+
+int dev::tell_status(CBase const& node, std::span<unsigned char const> reply) const {
+    if (char const* const reason = pdu::reason(reply, slave_address())) {
+        node.Logf(lmtError, "ошибка при выполнении операции : %s.", reason);
+    }
+    return pdu::parse_error(reply, slave_address());
 }
 
 }  // namespace merc_2xx

@@ -21,6 +21,7 @@ class dev : public meter::family_device<c_param>, public FromNode<dev> {
     void close_session() override;
     bool ready_link(long long now) override;
     BaseResult get_response(c_param* param) override;
+    int tell_status(CBase const& node, std::span<unsigned char const> reply) const;
 };
 
 }  // namespace merc_2xx

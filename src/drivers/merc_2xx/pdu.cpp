@@ -27,6 +27,10 @@ void push_request(ByteList& out, std::initializer_list<unsigned char> bytes) {
     meter::push_frame(out, body);
 }
 
+bool is_reply(std::span<unsigned char const> reply, unsigned char sid) {
+    return reply.size() >= pdu::short_reply && reply[0] == sid;
+}
+
 }  // namespace
 
 void pdu::open(ByteList& out, unsigned char sid, unsigned char level, std::string const& password) {
@@ -66,15 +70,13 @@ int pdu::exp_resp_size(c_param const* cp) {
     }
 }
 
-int pdu::parse_error(unsigned char const* buf, int len, unsigned char sid, CBase const* log) {
-    if (buf == nullptr || len < short_reply || buf[0] != sid) {
-        return status_unknown;
-    }
-    int const status = std::min<int>(buf[1], status_unknown);
-    if (status != status_ok && log != nullptr) {
-        log->Logf(xCommon::lmtError, "ошибка при выполнении операции : %s.", status_texts[status]);
-    }
-    return status;
+int pdu::parse_error(std::span<unsigned char const> reply, unsigned char sid) {
+    return is_reply(reply, sid) ? std::min<int>(reply[1], status_unknown) : status_unknown;
+}
+
+char const* pdu::reason(std::span<unsigned char const> reply, unsigned char sid) {
+    int const status = parse_error(reply, sid);
+    return is_reply(reply, sid) && status != status_ok ? status_texts[status] : nullptr;
 }
 
 }  // namespace merc_2xx

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string>
 
 #include "drivers/merc_2xx/config.h"
@@ -49,9 +50,10 @@ class pdu {
 
     /// Bytes of the reply that carries the value.
     static int exp_resp_size(c_param const* cp);
-    /// Status of a short reply; a reason other than 0 is told on `log`. What is no reply of this meter is unknown, and
-    /// isn't told.
-    static int parse_error(unsigned char const* buf, int len, unsigned char sid, CBase const* log);
+    /// Status of a short reply; that of what is no reply of this meter is unknown.
+    static int parse_error(std::span<unsigned char const> reply, unsigned char sid);
+    /// Text of a status that isn't "all is well"; null for that one, and for what is no reply of this meter.
+    static char const* reason(std::span<unsigned char const> reply, unsigned char sid);
 };
 
 }  // namespace merc_2xx

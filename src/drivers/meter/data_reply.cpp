@@ -1,17 +1,25 @@
 #include "drivers/meter/data_reply.h"
 
+#include <algorithm>
+
+#include "config/cparam.h"
+
 namespace meter {
 
-int check_head(CBase const& log, HeadLines const& lines, unsigned char sid, unsigned char const* buf, int n) {
-    if (n < head_size) {
-        log.Log(xCommon::lmtError, lines.timeout);
-        return 0;
-    }
-    if (buf[0] != sid) {
-        log.Log(xCommon::lmtError, lines.wrong_address);
-        return 0;
-    }
-    return (buf[1] & error_bit) == 0 ? buf[3] : head_refused;
+using xCommon::HeadFault;
+
+Head check_head(unsigned char sid, std::span<unsigned char const> head) {
+    HeadFault const fault = xCommon::head_fault(head, sid, head_size);
+    return {fault, fault == HeadFault::none ? head[3] : 0};
+}
+
+int error_code(unsigned char sid, std::span<unsigned char const> reply) {
+    bool const is_reply = reply.size() >= head_size && reply[0] == sid;
+    return is_reply ? std::min<int>(reply[2], error_rubbish) : error_rubbish;
+}
+
+char const* error_text(int code) {
+    return code < error_rubbish ? error_texts.at(static_cast<size_t>(code)) : "Получен мусор";
 }
 
 int exp_resp_size(int value_type) {

@@ -1,8 +1,9 @@
 #pragma once
 
 #include <array>
+#include <span>
 
-#include "config/cparam.h"
+#include "foundation/frame_head.h"
 
 /// Head of a data reply, and the refusals, of the meters that announce the length of what follows.
 ///
@@ -14,20 +15,13 @@
 namespace meter {
 
 inline constexpr int head_size = 4;
-inline constexpr unsigned char error_bit = 0x80;
 
-/// What check_head() gives for an error reply.
-inline constexpr int head_refused = -1;
-
-/// The lines of a family about a head that can't be used.
-struct HeadLines {
-    char const* timeout;
-    char const* wrong_address;
+struct Head {
+    xCommon::HeadFault fault;
+    int count;  ///< 0 with a fault
 };
 
-/// The count byte of a head of `n` bytes; 0 behind a line on `log` for one that is too short or another meter's;
-/// head_refused for an error reply, which is left to the family.
-int check_head(CBase const& log, HeadLines const& lines, unsigned char sid, unsigned char const* buf, int n);
+Head check_head(unsigned char sid, std::span<unsigned char const> head);
 
 /// Texts of the error codes from 0 on.
 inline constexpr std::array<char const*, 15> error_texts = {"Ok",
@@ -45,6 +39,11 @@ inline constexpr std::array<char const*, 15> error_texts = {"Ok",
                                                             "Не установлена защитная перемычка",
                                                             "Неверный пароль",
                                                             "Не задано расписание управления освещением"};
+inline constexpr int error_rubbish = error_texts.size();
+
+/// Code of a refusal; rubbish also for what is no reply of this meter.
+int error_code(unsigned char sid, std::span<unsigned char const> reply);
+char const* error_text(int code);
 
 /// Bytes of a whole reply that carries a value of this type. The exchange doesn't need it: the head tells the length.
 int exp_resp_size(int value_type);

@@ -1,21 +1,21 @@
 #include "drivers/meter/device.h"
 
-#include "config/process.h"
+#include "drivers/meter/data_reply.h"
 #include "drivers/meter/frame.h"
-#include "foundation/xexception.h"
-#include "runtime/exchange.h"
 
 namespace meter {
 
+using xCommon::HeadFault;
 using xCommon::lmtError;
-using xCommon::xString;
+
+namespace {
+
+constexpr DriverWords words = {"счётчиком", "этого счётчика"};
+
+}  // namespace
 
 device::device(IBase* port_object, CBase* node, Family const& family)
-    : DevBase(port_object, node, family.walk), config_(dynamic_cast<c_dev*>(node)), family_(family) {
-    if (config_ == nullptr) {
-        throw xCommon::xExceptionf("#%s : ctor : узел не является счётчиком.", cfg->name);
-    }
-}
+    : TypedDevice(port_object, node, words, family.walk), family_(family) {}
 
 bool device::Start() {
     try {
@@ -44,25 +44,13 @@ void device::Poll(long long now) {
     }
 }
 
-bool device::is_wanted(CParam& param, long long now) {
-    if (!DevBase::is_wanted(param, now)) {
-        return false;
-    }
-    if (is_own(param)) {
-        return true;
-    }
-    param.last_poll = now;
-    param.Log(lmtError, "параметр не является параметром этого счётчика : опрос пропущен.");
-    return false;
-}
-
 bool device::ready(long long now) {
     need_line();
     return !port->line_ready || ready_link(now);
 }
 
 bool device::poll_param(CParam* param) {
-    if (param == nullptr || !is_own(*param)) {
+    if (own(param) == nullptr) {
         return false;
     }
     try {
@@ -78,42 +66,38 @@ bool device::poll_param(CParam* param) {
 
 std::span<unsigned char const> device::link_dialogue(xCommon::ByteList const& frame, LinkStep const& step) {
     line();  // a stopped port has none
-    std::string const head = step.trace;
-    int const length = exchange::load(*port, frame, (head + " : запрос").c_str());
-    exchange::send(*port, length);
-    int got = 0;
-    std::string const label = head + " : ответ";
+    std::string const request = std::string(step.trace) + " : запрос";
+    std::string const answer = std::string(step.trace) + " : ответ";
+    Exchange::Texts const texts = {
+        .request = request.c_str(),
+        .head = answer.c_str(),
+        .head_faults = {nullptr, "%s : ответ не получен.", "%s : не совпали SlaveId.", family_.refusal},
+        .wrong_crc = "%s : не совпали CRC."};
+    Exchange exchange(*port, *cfg, texts);
+    exchange.send(frame);
+    // Nothing to look out for in one of a known size: a five-byte reply may well begin with four that look whole.
     if (step.least == step.most) {
-        // Nothing to look out for: a five-byte reply may well begin with four that look whole.
-        got = exchange::receive(*port, 0, step.most, label.c_str());
+        exchange.head(step.most);
     } else {
-        got = exchange::receive_frame(*port, step.most, is_short_reply);
-        trace_hex(*port->cport, port->buffer, got, label);
+        exchange.whole(step.most, is_short_reply);
     }
-    if (got < step.least) {
-        cfg->Logf(lmtError, "%s : ответ не получен.", step.line);
-        return {};
+    auto const reply = exchange.answer();
+    HeadFault found = xCommon::head_fault(reply, slave_address(), static_cast<size_t>(step.least));
+    bool const is_refused = found == HeadFault::refused;
+    if (is_refused && !family_.has_refusals) {
+        found = HeadFault::none;
     }
-    std::span<unsigned char const> const reply(port->buffer, static_cast<size_t>(got));
-    if (reply.front() != slave_address()) {
-        cfg->Logf(lmtError, "%s : не совпали SlaveId.", step.line);
-        return {};
-    }
-    if (is_refused(reply)) {
-        return {};
-    }
-    if (!crc_fits(reply)) {
-        cfg->Logf(lmtError, "%s : не совпали CRC.", step.line);
+    if (!exchange.is_good(found, is_refused ? error_text(error_code(slave_address(), reply)) : step.line) ||
+        !exchange.has_crc(step.least, step.line)) {
         return {};
     }
     return reply;
 }
 
-void device::send_request(CParam const& param, xCommon::ByteList const& frame, char const* label) {
+void device::send_request(CParam const& param, Exchange& exchange, xCommon::ByteList const& frame) {
     line().flush();
     line().set_timeout(param.rto, param.sto);
-    int const length = exchange::load(*port, frame, label);
-    exchange::send(*port, length);
+    exchange.send(frame);
 }
 
 iTran& device::line() {

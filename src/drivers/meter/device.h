@@ -4,8 +4,8 @@
 #include <string>
 
 #include "drivers/meter/config.h"
-#include "runtime/dev_base.h"
-#include "runtime/port_base.h"
+#include "runtime/exchange.h"
+#include "runtime/typed_device.h"
 
 namespace meter {
 
@@ -16,6 +16,10 @@ struct Family {
     char const* param_exception;
     char const* start_exception;
     char const* stop_exception;
+    /// A reply to opening and closing refuses by the highest bit of its function.
+    bool has_refusals;
+    /// Line about such a refusal, with one "%s"; null: none.
+    char const* refusal = nullptr;
 };
 
 /// How the opening or the closing of a session names itself, and the size of its reply.
@@ -27,7 +31,7 @@ struct LinkStep {
 };
 
 /// Run-time object of one meter with a session. Owned by its port, whose worker alone calls it.
-class device : public DevBase {
+class device : public TypedDevice<c_dev, CParam> {
  public:
     device(IBase* port_object, CBase* node, Family const& family);
 
@@ -37,7 +41,6 @@ class device : public DevBase {
     /// One poll cycle. `poll_reconnect` has no effect here: a session lives on the line that stays open.
     void Poll(long long now) override;
     bool poll_param(CParam* param) override;
-    std::string get_device_name() override { return cfg->name; }
 
     /// The session stands, as far as is known here.
     bool opened = false;
@@ -45,28 +48,22 @@ class device : public DevBase {
  protected:
     virtual bool open_session() = 0;
     virtual void close_session() = 0;
-    /// A parameter may name another family's class as its `type`.
-    virtual bool is_own(CParam const& param) const = 0;
     /// Sees to the session before a due parameter is asked for; false ends the cycle.
     virtual bool ready_link(long long now) = 0;
     /// One read exchange for a parameter of its own. What can't be decoded raises an exception.
     virtual BaseResult read(CParam& param) = 0;
-    bool is_wanted(CParam& param, long long now) override;
+    bool is_wanted(CParam& param, long long now) override { return is_wanted_and_own(param, now); }
     bool ready(long long now) override;
-    /// A reply to opening or closing that refuses; it has been told then.
-    virtual bool is_refused(std::span<unsigned char const> /*reply*/) { return false; }
 
     /// Sends the frame of an opening or closing and gives its reply, empty behind a line for one that isn't good.
     std::span<unsigned char const> link_dialogue(xCommon::ByteList const& frame, LinkStep const& step);
     /// Sends a request on a line that holds nothing of before, with the parameter's time-outs.
-    void send_request(CParam const& param, xCommon::ByteList const& frame, char const* label);
+    void send_request(CParam const& param, Exchange& exchange, xCommon::ByteList const& frame);
 
-    unsigned char slave_address() const { return static_cast<unsigned char>(config_->sid & 0xFF); }
     /// Raises an xException on a port that has been stopped.
     iTran& line();
 
  private:
-    c_dev* config_;
     Family const& family_;
 };
 
@@ -78,7 +75,7 @@ class family_device : public device {
 
  protected:
     bool is_own(CParam const& param) const override { return dynamic_cast<Param const*>(&param) != nullptr; }
-    BaseResult read(CParam& param) override { return get_response(dynamic_cast<Param*>(&param)); }
+    BaseResult read(CParam& param) override { return get_response(static_cast<Param*>(&param)); }
     virtual BaseResult get_response(Param* param) = 0;
 };
 

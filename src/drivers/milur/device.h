@@ -14,7 +14,6 @@ class dev : public meter::family_device<c_param>, public FromNode<dev> {
     bool open_session() override;
     void close_session() override;
     bool ready_link(long long now) override;
-    bool is_refused(std::span<unsigned char const> reply) override;
     BaseResult get_response(c_param* param) override;
 };
 

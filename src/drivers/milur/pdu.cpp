@@ -1,8 +1,5 @@
 #include "drivers/milur/pdu.h"
 
-#include <algorithm>
-
-#include "drivers/meter/data_reply.h"
 #include "drivers/meter/frame.h"
 
 namespace milur {
@@ -12,9 +9,6 @@ using xCommon::ByteList;
 namespace {
 
 constexpr int password_size = 6;
-
-constexpr meter::HeadLines head_lines = {"milur::check_head : операция НЕ выполнена: timeout.",
-                                         "milur::check_head : операция НЕ выполнена : не совпали SlaveId."};
 
 ByteList body_of(unsigned char sid, unsigned char function, unsigned char third) {
     ByteList body;
@@ -44,27 +38,16 @@ int pdu::exp_resp_size(c_param const* cp) {
     return meter::exp_resp_size(cp->value_type);
 }
 
-int pdu::check_head(CBase const* log, unsigned char sid, unsigned char const* buf, int n) {
-    if (buf == nullptr || log == nullptr) {
-        return 0;
+meter::Head pdu::check_head(unsigned char sid, std::span<unsigned char const> head) {
+    meter::Head result = meter::check_head(sid, head);
+    if (result.fault == xCommon::HeadFault::refused && parse_error(head, sid) == error_closed) {
+        result.count = head_closed;
     }
-    int const count = meter::check_head(*log, head_lines, sid, buf, n);
-    if (count != meter::head_refused) {
-        return count;
-    }
-    return parse_error(buf, n, sid, log) == error_closed ? head_closed : 0;
+    return result;
 }
 
-int pdu::parse_error(unsigned char const* buf, int n, unsigned char sid, CBase const* log) {
-    if (buf == nullptr || n < meter::head_size || buf[0] != sid) {
-        return error_rubbish;
-    }
-    int const code = std::min<int>(buf[2], error_rubbish);
-    if (log != nullptr) {
-        log->Logf(xCommon::lmtError, "milur::parse_error : операция НЕ выполнена : %s.",
-                  code == error_rubbish ? "Получен мусор" : meter::error_texts.at(static_cast<size_t>(code)));
-    }
-    return code;
+int pdu::parse_error(std::span<unsigned char const> reply, unsigned char sid) {
+    return meter::error_code(sid, reply);
 }
 
 }  // namespace milur

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <span>
+
+#include "drivers/meter/data_reply.h"
 #include "drivers/milur/config.h"
 #include "foundation/byte_list.h"
 
@@ -32,9 +35,8 @@ namespace milur {
 ///   05 09 01 A6 51                          05 09 01 A6 51
 class pdu {
  public:
-    /// Error codes that mean something to the driver; anything above the last one is rubbish.
+    /// Code of a refusal that means something to the driver.
     static constexpr int error_closed = 8;
-    static constexpr int error_rubbish = 15;
     static constexpr int short_reply = 5;
     /// What check_head() gives when the meter has closed the session.
     static constexpr int head_closed = -1;
@@ -46,11 +48,10 @@ class pdu {
 
     /// Bytes of a whole reply. Nothing asks for it: the length comes with the head.
     static int exp_resp_size(c_param const* cp);
-    /// How many bytes are still to be read behind the `n` of a head; 0 when the exchange ends here, which has been told
-    /// on `log` unless the head itself says 0; head_closed.
-    static int check_head(CBase const* log, unsigned char sid, unsigned char const* buf, int n);
-    /// Code of a refusal, told on `log`; rubbish that isn't told for what is no reply of this meter.
-    static int parse_error(unsigned char const* buf, int n, unsigned char sid, CBase const* log);
+    /// What stands at the beginning of a data reply; head_closed in place of the count where the session is closed.
+    static meter::Head check_head(unsigned char sid, std::span<unsigned char const> head);
+    /// Code of a refusal; rubbish for what is no reply of this meter.
+    static int parse_error(std::span<unsigned char const> reply, unsigned char sid);
 };
 
 }  // namespace milur

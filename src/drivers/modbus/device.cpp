@@ -19,11 +19,15 @@ using xCommon::lmtInfo;
 using xCommon::lmtTrace;
 using xCommon::xString;
 
-device::device(IBase* port_object, CBase* node) : DevBase(port_object, node), config_(dynamic_cast<c_dev*>(node)) {
-    if (config_ == nullptr) {
-        throw xCommon::xExceptionf("#%s : ctor : узел не является устройством Modbus.", cfg->name);
-    }
-}
+namespace {
+
+constexpr DriverWords words = {"устройством Modbus", "Modbus"};
+constexpr Exchange::Texts set_texts = {.request = "ЗАПРОС"};
+
+}  // namespace
+
+device::device(IBase* port_object, CBase* node, Framing const& framing)
+    : TypedDevice(port_object, node, words), framing_(framing) {}
 
 void add_register_commands(CommandMap& commands, DevBase& device, c_register& param, bool by_bits) {
     auto const add = [&](std::string const& control, int bit) {
@@ -53,22 +57,28 @@ bholding::bitem const* check_bit(CommandMap::Target const& target, std::string c
     return &item;
 }
 
+void hand_on(DevBase& device, c_register& param, BaseResult& result) {
+    if (!param.has_bits() || !result.is_ok) {
+        device.port->publish_result(result, &device, &param);
+    } else if (param.bits) {
+        param.bits->publish(&device, result);
+    }
+}
+
 void device::ProcConnect() {
-    if (cfg->all_params) {
-        for (auto const& child : cfg->children) {
-            auto* const param = dynamic_cast<c_param*>(child.get());
-            if (param != nullptr && param->enabled) {
-                enter_in_set(param);
-            }
+    for (CParam* const child : params_) {
+        c_param* const param = cfg->all_params && child->enabled ? own(child) : nullptr;
+        if (param != nullptr) {
+            enter_in_set(param);
         }
     }
     subscribe_commands("subscribe on : %s");
 }
 
 void device::add_commands(CommandMap& commands, CParam& param) {
-    auto* const own = dynamic_cast<c_param*>(&param);
-    if (own != nullptr && own->enabled) {
-        add_register_commands(commands, *this, *own, own->reg_type == reg_holding_bit);
+    c_param* const mine = own(&param);
+    if (mine != nullptr && mine->enabled) {
+        add_register_commands(commands, *this, *mine, mine->reg_type == reg_holding_bit);
     }
 }
 
@@ -81,7 +91,7 @@ bool device::ProcMessage(std::string& topic, std::string& payload) {
     // A text that is no bit is written ahead all the same, and set_value() refuses it.
     bholding::bitem const* const item = check_bit(target, payload);
     CommandConnection const connection(*this);
-    write(dynamic_cast<c_param*>(target.param), payload, item);
+    write(own(target.param), payload, item);
     return true;
 }
 
@@ -89,9 +99,8 @@ bool device::poll_param(CParam* base_param) {
     if (base_param == nullptr) {
         return cfg->all_params && poll_all_params();
     }
-    auto* param = dynamic_cast<c_param*>(base_param);
+    c_param* const param = own_or_told(base_param);
     if (param == nullptr) {
-        base_param->Log(lmtError, "параметр не является параметром Modbus : опрос пропущен.");
         return false;
     }
     xCommon::xMisc::delay(param->poll_delay);
@@ -100,13 +109,7 @@ bool device::poll_param(CParam* base_param) {
         if (param->in_debounce) {
             return true;
         }
-        if (param->has_bits() && result.is_ok) {
-            if (param->bits) {
-                param->bits->publish(this, result);
-            }
-        } else {
-            port->publish_result(result, this, param);
-        }
+        hand_on(*this, *param, result);
         return result.is_ok;
     } catch (std::exception const& e) {
         param->Logf(lmtError, "исключение при опросе : %s", e.what());
@@ -151,16 +154,106 @@ void device::poll_set(RegisterSet& set, char const* name) {
     polled(failed < published);
 }
 
-void device::take_data(c_param* param, unsigned char const* data, int data_size, int value_size, BaseResult& result) {
+BaseResult device::get_response(c_param* param) {
+    BaseResult result;
+    if (param == nullptr) {
+        return result;
+    }
+    param->Log(lmtInfo, framing_.begin);
+    if (!framing_.is_stream) {
+        line().flush();
+    }
+    line().set_timeout(param->rto, param->sto);
+    xCommon::ByteList frame;
+    framing_.read_frame(frame, slave_address(), param);
+    Exchange exchange(*port, *param, framing_.read);
+    try {
+        if (exchange.send(frame) != exchange.request_size() && framing_.is_stream) {
+            return result;
+        }
+        exchange.head(framing_.first);
+    } catch (...) {
+        if (!reconnect()) {
+            throw;
+        }
+        return result;
+    }
+    if (take_answer(exchange, *param)) {
+        take_data(param, exchange.answer().subspan(static_cast<size_t>(framing_.ahead)), result);
+    }
+    return result;
+}
+
+void device::write(c_param* param, std::string value, bholding::bitem const* item) {
+    if (param == nullptr) {
+        return;
+    }
+    param->Logf(lmtInfo, "запись нового значения : %s.", value);
+    if (!framing_.is_stream) {
+        line().flush();
+    }
+    if (!to_register_value(*param, value, item)) {
+        return;
+    }
+    xCommon::ByteList frame;
+    framing_.write_frame(frame, slave_address(), param, value);
+    Exchange exchange(*port, *param, framing_.write);
+    if (exchange.send(frame) != exchange.request_size() && framing_.is_stream) {
+        xCommon::LogExchange::fail();
+        return;
+    }
+    if (take_echo(exchange, *param)) {
+        param->Logf(lmtInfo, "записано новое значение : %s.", value);
+        poll_param(param);
+    }
+}
+
+bool device::read_span(unsigned char function, unsigned short address, unsigned short count,
+                       std::vector<unsigned char>& data) {
+    xCommon::ByteList request;
+    framing_.span_frame(request, slave_address(), function, address, count);
+    line().flush();
+    line().set_timeout(cfg->rto, cfg->sto);
+    Exchange exchange(*port, *cfg, set_texts);
+    int sent = 0;
+    try {
+        sent = exchange.send(request);
+    } catch (...) {
+        if (!reconnect()) {
+            throw;
+        }
+        return false;
+    }
+    if (sent != exchange.request_size()) {
+        cfg->Logf(framing_.is_stream ? lmtError : lmtTrace, "ответ НЕ получен [%d:%d] : timeout", sent,
+                  exchange.request_size());
+        return false;
+    }
+    auto const reply = set_reply();
+    if (!reply->read(port, slave_address(), cfg->type)) {
+        if (!reply->is_whole) {
+            Exchange::abandon(*port, *cfg);
+        }
+        return false;
+    }
+    reply->trace(*port);
+    data.insert(data.end(), reply->data.begin(), reply->data.end());
+    return true;
+}
+
+/// The value may be read from what stands behind the data too: a slave that sends a byte or two less than the value
+/// type needs is decoded with its CRC as data rather than refused. Slaves that are read this way are in service.
+void device::take_data(c_param* param, std::span<unsigned char const> data, BaseResult& result) {
+    auto const size = static_cast<int>(data.size());
     result.is_ok = true;
     result.is_crc_ok = true;
-    if (!param->check_error_value(data, data_size)) {
-        param->Logf(lmtIgnored, "получено ошибочное значение : %s : error_value = %s.", param->hexStr(data, data_size),
-                    param->error_value);
+    if (!param->check_error_value(data.data(), size - framing_.tail)) {
+        param->Logf(lmtIgnored, "получено ошибочное значение : %s : error_value = %s.",
+                    param->hexStr(data.data(), size - framing_.tail), param->error_value);
         result.is_ok = false;
         return;
     }
-    std::string const value = param->GetValueFromBuffer(data, value_size);
+    std::string const value = param->GetValueFromBuffer(data.data(), size);
     try {
         result.result = check_debounce(param, param->CalculateReadExpression(value));
     } catch (xCommon::ExpressionLimit const& e) {

@@ -7,7 +7,6 @@
 namespace modbus {
 
 using xCommon::ByteList;
-using xCommon::lmtError;
 using xCommon::WordOrder;
 using xCommon::xException;
 using xCommon::xExceptionf;
@@ -110,23 +109,9 @@ char const* pdu::exception_text(unsigned char code) {
     return code < std::size(exception_texts) ? exception_texts[code] : exception_texts[0];
 }
 
-int pdu::check_head(c_param const* cp, unsigned char sid, unsigned char const* buf, int len) {
-    if (buf == nullptr || cp == nullptr) {
-        return 0;
-    }
-    if (len < head_size) {
-        cp->Log(lmtError, "операция НЕ выполнена : timeout.");
-        return 0;
-    }
-    if (buf[0] != sid) {
-        cp->Log(lmtError, "операция НЕ выполнена : не совпали SlaveId.");
-        return 0;
-    }
-    if ((buf[1] & refused_bit) != 0) {
-        cp->Logf(lmtError, "операция НЕ выполнена : %s.", exception_text(buf[2]));
-        return 0;
-    }
-    return 1;
+char const* pdu::refusal(std::span<unsigned char const> reply) {
+    bool const is_refusal = reply.size() >= head_size && (reply[1] & xCommon::refused_bit) != 0;
+    return is_refusal ? exception_text(reply[2]) : "";
 }
 
 }  // namespace modbus

@@ -1,7 +1,11 @@
 #pragma once
 
+#include <span>
+#include <string>
+
 #include "drivers/modbus/config.h"
 #include "foundation/byte_list.h"
+#include "foundation/frame_head.h"
 
 namespace modbus {
 
@@ -31,8 +35,6 @@ class pdu {
  public:
     /// Bytes of a reply's head.
     static constexpr int head_size = 3;
-    /// Set in the function of a reply that refuses the request.
-    static constexpr unsigned char refused_bit = 0x80;
 
     /// Function to read a parameter. Raises an xExceptionf for an unknown register kind, an xException for null.
     static unsigned char getReadFunCode(c_param const* cp);
@@ -49,9 +51,37 @@ class pdu {
 
     /// Text of an exception code; codes of 12 and above have the text of 0, and that of 9 is empty.
     static char const* exception_text(unsigned char code);
-    /// 1 when the reply, of which `len` bytes have arrived, may be read on; 0 after a line in the parameter's log. The
-    /// function isn't compared with the request's, nor the byte count: many slaves are lax there.
-    static int check_head(c_param const* cp, unsigned char sid, unsigned char const* buf, int len);
+    /// Whether a reply may be read on. The function isn't compared with the request's, nor the byte count: many slaves
+    /// are lax there.
+    static xCommon::HeadFault check_head(unsigned char sid, std::span<unsigned char const> reply) {
+        return xCommon::head_fault(reply, sid, head_size);
+    }
+    /// Reason of a refusal; an empty text for any other reply.
+    static char const* refusal(std::span<unsigned char const> reply);
+};
+
+/// Whole request frames of a transport: `Pdu` has a wrap() that appends a unit with what the transport puts around it.
+/// Raise what the parts of pdu raise.
+template <typename Pdu>
+class framed_pdu : public pdu {
+ public:
+    static void read(xCommon::ByteList& out, unsigned char sid, c_param const* cp) {
+        xCommon::ByteList unit;
+        read_request(unit, sid, cp);
+        Pdu::wrap(out, unit);
+    }
+    static void write(xCommon::ByteList& out, unsigned char sid, c_param const* cp, std::string const& value) {
+        xCommon::ByteList unit;
+        write_request(unit, sid, cp, value);
+        Pdu::wrap(out, unit);
+    }
+    /// For `count` registers or coils from `address`.
+    static void read_span(xCommon::ByteList& out, unsigned char sid, unsigned char function, unsigned short address,
+                          unsigned short count) {
+        xCommon::ByteList unit;
+        span_request(unit, sid, function, address, count);
+        Pdu::wrap(out, unit);
+    }
 };
 
 }  // namespace modbus

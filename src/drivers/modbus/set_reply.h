@@ -14,20 +14,20 @@ struct modbus_rtu_frame_header_t {
     unsigned char count = 0;  ///< of the data bytes, or the exception code
 };
 
-/// The parts of a set's reply that both transports have. Faults are logged on the port's node, at level 3.
-class SetReply {
+/// Reply to one request of a register set: head, data, and for the type word "mb-rtu" a CRC, whatever the transport.
+/// Faults are logged on the port's node, at level 3.
+class modbus_rtu_frame_t {
  public:
+    virtual ~modbus_rtu_frame_t() = default;
+    /// Reads it off the port's line; true for a complete one.
+    virtual bool read(PortBase* port, unsigned char sid, std::string const& type);
+    /// For option -h.
+    virtual void trace(PortBase const& port) const;
+
     modbus_rtu_frame_header_t header;
     std::vector<unsigned char> data;
     /// Nothing of the answer can be under way still, or unread on the line.
     bool is_whole = false;
-
- protected:
-    bool read_head(PortBase* port, unsigned char sid);
-    bool read_data(PortBase* port);
-    /// Two bytes of CRC over head and data.
-    bool read_crc(PortBase* port);
-    static constexpr char request_prefix[] = "RTU запрос : операция НЕ выполнена :";
 };
 
 }  // namespace modbus

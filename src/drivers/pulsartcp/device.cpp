@@ -22,6 +22,8 @@ namespace {
 
 IBFac const registrar = IBFac::add<dev>("pulsar-tcp.dev");
 
+constexpr Exchange::Texts texts = {.request = "dev_pulsar_tcp::get_response : запрос"};
+
 constexpr WalkRules rules = {"Poll : исключение при опросе параметра : %s."};
 
 /// How long a meter is left alone behind a connection.
@@ -129,13 +131,13 @@ BaseResult dev::get_response(c_param*& param) {
     unsigned short const id = pdu::random_id();
     xCommon::ByteList frame;
     pdu::read(frame, config_->sid, param->function, param->parameter_number, id, param);
-    constexpr char title[] = "dev_pulsar_tcp::get_response : запрос";
-    int const length = exchange::load(*port, frame, title);
+    Exchange exchange(*port, *param, texts);
+    exchange.load(frame);
     if (xCommon::xLog::gv != nullptr) {
         // At all times; option -h only makes it stand there twice.
-        xCommon::xLog::gv->PrintHex(port->buffer, length, title);
+        xCommon::xLog::gv->PrintHex(port->buffer, exchange.request_size(), texts.request);
     }
-    int const sent = exchange::send(*port, length);
+    int const sent = exchange.send();
     if (sent <= 0) {
         throw xExceptionf("tcp_write : size = %d", sent);
     }

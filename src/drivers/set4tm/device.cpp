@@ -1,9 +1,6 @@
 #include "drivers/set4tm/device.h"
 
-#include <algorithm>
-
 #include "config/constants.h"
-#include "config/process.h"
 #include "drivers/meter/data_reply.h"
 #include "drivers/meter/frame.h"
 #include "drivers/set4tm/pdu.h"
@@ -23,10 +20,20 @@ IBFac const registrar = IBFac::add<dev>("set-4tm.dev");
 constexpr meter::Family family = {{"Poll : исключение при опросе параметра : %s.", WalkRules::Blame::port, false},
                                   "исключение при опросе : %s",
                                   "исключение при запуске : %s.",
-                                  "исключение при остановке : %s."};
+                                  "исключение при остановке : %s.",
+                                  true};
 
 constexpr meter::LinkStep start_step = {"Start", "Start", pdu::short_reply, pdu::short_reply};
 constexpr meter::LinkStep stop_step = {"dev::Stop", "Stop", pdu::short_reply, pdu::short_reply};
+
+constexpr Exchange::Texts read_texts = {.request = ":get_response : запрос",
+                                        .head = "get_response : заголовок ответа",
+                                        .rest = "get_response : ответ",
+                                        .head_faults = {nullptr, "операция НЕ выполнена : timeout.",
+                                                        "операция НЕ выполнена : не совпали SlaveId.", nullptr},
+                                        .no_rest = "ответ НЕ получен : timeout.",
+                                        .wrong_crc = "ответ НЕ получен : не совпали CRC.",
+                                        .traced = Exchange::Traced::all};
 
 }  // namespace
 
@@ -51,14 +58,6 @@ void dev::close_session() {
     link_dialogue(frame, stop_step);
 }
 
-bool dev::is_refused(std::span<unsigned char const> reply) {
-    if ((reply[1] & meter::error_bit) == 0) {
-        return false;
-    }
-    pdu::parse_error(reply.data(), static_cast<int>(reply.size()), slave_address(), cfg);
-    return true;
-}
-
 bool dev::ready_link(long long /*now*/) {
     if (!opened) {
         Restart();
@@ -68,27 +67,15 @@ bool dev::ready_link(long long /*now*/) {
 
 BaseResult dev::get_response(c_param* param) {
     BaseResult result;
-    if (param == nullptr) {
-        return result;
-    }
     param->Log(lmtInfo, "начало опроса.");
     ByteList frame;
     pdu::read(frame, slave_address());  // the parameter's number belongs into this frame
-    send_request(*param, frame, ":get_response : запрос");
-
-    unsigned char* const reply = port->buffer;
-    int const head = std::max(line().read_count(reply, meter::head_size), 0);
-    trace_hex(*port->cport, reply, head, "get_response : заголовок ответа");
+    Exchange exchange(*port, *param, read_texts);
+    send_request(*param, exchange, frame);
+    meter::Head const head = pdu::check_head(slave_address(), exchange.head(meter::head_size));
+    exchange.is_good(head.fault);
     // Behind a head that can't be used two bytes are read all the same, and fail as the CRC that they are taken for.
-    int const rest = pdu::check_head(param, slave_address(), reply, head) + meter::crc_size;
-    int const got = std::max(line().read_count(reply + head, rest), 0);
-    trace_hex(*port->cport, reply, head + got, "get_response : ответ");
-    if (got != rest) {
-        param->Log(lmtError, "ответ НЕ получен : timeout.");
-        return result;
-    }
-    if (!meter::crc_fits({reply, static_cast<size_t>(head + rest)})) {
-        param->Log(lmtError, "ответ НЕ получен : не совпали CRC.");
+    if (!exchange.rest(head.count + meter::crc_size) || !exchange.has_crc()) {
         return result;
     }
     result.is_crc_ok = true;

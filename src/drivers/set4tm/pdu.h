@@ -1,7 +1,9 @@
 #pragma once
 
+#include <span>
 #include <string>
 
+#include "drivers/meter/data_reply.h"
 #include "drivers/set4tm/config.h"
 #include "foundation/byte_list.h"
 
@@ -39,10 +41,10 @@ class pdu {
 
     /// Bytes of a whole reply. Nothing asks for it: the length comes with the head.
     static int exp_resp_size(c_param const* cp);
-    /// The count byte of a head; 0 for one that can't be used, which is told on `log` unless it is a refusal.
-    static int check_head(CBase const* log, unsigned char sid, unsigned char const* buf, int n);
-    /// 0, and nothing is told, whatever the reply says.
-    static int parse_error(unsigned char const* buf, int n, unsigned char sid, CBase const* log);
+    static meter::Head check_head(unsigned char sid, std::span<unsigned char const> head);
+    /// 0, whatever the reply says: what is to be told of its code, one of meter::error_texts, has no settled form yet,
+    /// and belongs here.
+    static int parse_error(std::span<unsigned char const> /*reply*/, unsigned char /*sid*/) { return 0; }
 };
 
 }  // namespace set4tm

@@ -3,10 +3,10 @@
 #include "config/constants.h"
 #include "config/process.h"
 #include "drivers/modbus/device.h"
+#include "drivers/modbus/pdu.h"
 #include "drivers/vkt7rtu/pdu.h"
 #include "drivers/vkt7rtu/registers.h"
 #include "drivers/vkt7rtu/reply.h"
-#include "foundation/xexception.h"
 #include "foundation/xmisc.h"
 #include "runtime/command_connection.h"
 #include "runtime/exchange.h"
@@ -16,7 +16,6 @@ namespace vkt7rtu {
 using xCommon::ByteList;
 using xCommon::lmtError;
 using xCommon::lmtTrace;
-using xCommon::xString;
 
 namespace {
 
@@ -24,26 +23,29 @@ IBFac const registrar = IBFac::add<dev>("vkt7-rtu.dev");
 
 constexpr char trace_prefix[] = "vkt7-rtu : ";
 
+constexpr DriverWords words = {"тепловычислителем ВКТ-7", "ВКТ-7"};
+
+constexpr Exchange::Texts texts = {
+    .head_faults = {nullptr, "операция НЕ выполнена : timeout", "операция НЕ выполнена : не совпадают sid",
+                    "операция НЕ выполнена : %s"},
+    .wrong_crc = "ответ НЕ получен : не совпали CRC."};
+
 /// A parameter of the Modbus class is a plain register here, whatever kind it has.
-bool is_own(CBase* param) {
-    return dynamic_cast<c_param*>(param) != nullptr;
+bool is_plain(modbus::c_register const& param) {
+    return dynamic_cast<c_param const*>(&param) == nullptr;
 }
 
 }  // namespace
 
-dev::dev(IBase* port_object, CBase* node) : DevBase(port_object, node), config_(dynamic_cast<c_dev*>(node)) {
-    if (config_ == nullptr) {
-        throw xCommon::xExceptionf("#%s : ctor : узел не является тепловычислителем ВКТ-7.", cfg->name);
-    }
-}
+dev::dev(IBase* port_object, CBase* node) : TypedDevice(port_object, node, words) {}
 
 void dev::ProcConnect() {
     subscribe_commands("subscribe on : %s.");
 }
 
 void dev::add_commands(CommandMap& commands, CParam& param) {
-    if (auto* const own = dynamic_cast<modbus::c_register*>(&param)) {
-        modbus::add_register_commands(commands, *this, *own, is_own(own) && own->reg_type == reg_holding_bit);
+    if (auto* const mine = own(&param)) {
+        modbus::add_register_commands(commands, *this, *mine, !is_plain(*mine) && mine->reg_type == reg_holding_bit);
     }
 }
 
@@ -62,23 +64,17 @@ bool dev::ProcMessage(std::string& topic, std::string& payload) {
 }
 
 bool dev::poll_param(CParam* base_param) {
-    if (base_param == nullptr) {
-        return false;
-    }
-    auto* const param = dynamic_cast<modbus::c_register*>(base_param);
+    auto* const param = own_or_told(base_param);
     if (param == nullptr) {
-        base_param->Log(lmtError, "параметр не является параметром ВКТ-7 : опрос пропущен.");
         return false;
     }
     xCommon::xMisc::delay(param->poll_delay);
     try {
         BaseResult result = read(param);
-        if (is_own(param) && param->has_bits() && result.is_ok) {
-            if (param->bits) {
-                param->bits->publish(this, result);
-            }
-        } else {
+        if (is_plain(*param)) {
             port->publish_result(result, this, param);
+        } else {
+            modbus::hand_on(*this, *param, result);
         }
         return result.is_ok;
     } catch (std::exception const& e) {
@@ -91,18 +87,20 @@ bool dev::poll_param(CParam* base_param) {
 
 bool dev::request(ByteList const& frame, CParam* param, unsigned char sid, std::string const& label) {
     reply_ = {};
-    unsigned char* const buffer = port->buffer;
+    std::string const title = trace_prefix + label;
+    Exchange::Texts titled = texts;
+    titled.request = title.c_str();
+    Exchange exchange(*port, *param, titled);
     int got = 0;
     try {
         port->tran->flush();
         port->tran->set_timeout(param->rto, param->sto);
-        int const length = exchange::load(*port, frame, (trace_prefix + label).c_str());
-        int const sent = exchange::send(*port, length);
+        int const sent = exchange.send(frame);
         if (sent < 1) {
             param->Logf(lmtError, "ошибка записи в rs-порт, записано [%d] байт", sent);
             return false;
         }
-        got = exchange::receive_frame(*port, PortBase::buffer_size, pdu::is_whole);
+        got = exchange.whole(PortBase::buffer_size, pdu::is_whole);
     } catch (...) {
         param->Log(lmtError, "общая ошибка чтения/записи порта");
         return false;
@@ -111,17 +109,13 @@ bool dev::request(ByteList const& frame, CParam* param, unsigned char sid, std::
         param->Logf(lmtError, "ошибка чтения из rs-порта, прочитано [%d] байт", got);
         return false;
     }
-    trace_hex(*port->cport, buffer, got, std::string(trace_prefix) + "ответ");
+    trace_hex(*port->cport, port->buffer, got, std::string(trace_prefix) + "ответ");
     // As of a whole head, also when less has come: the rest of it is then the request's own, and the CRC refuses it.
-    if (!pdu::check_head(param, sid, buffer, pdu::head_size)) {
+    std::span<unsigned char const> const head(port->buffer, pdu::head_size);
+    if (!exchange.is_good(pdu::check_head(sid, head), modbus::pdu::refusal(head)) || !exchange.has_crc()) {
         return false;
     }
-    std::span<unsigned char const> const reply(buffer, static_cast<size_t>(got));
-    if (!pdu::check_crc(reply)) {
-        param->Log(lmtError, "ответ НЕ получен : не совпали CRC.");
-        return false;
-    }
-    reply_ = reply;
+    reply_ = exchange.answer();
     return true;
 }
 

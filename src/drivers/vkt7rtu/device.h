@@ -5,13 +5,13 @@
 
 #include "drivers/vkt7rtu/config.h"
 #include "foundation/byte_list.h"
-#include "runtime/dev_base.h"
+#include "runtime/typed_device.h"
 
 namespace vkt7rtu {
 
 /// The dialogue with one calculator, gone through from its beginning for each value. Takes subscriptions as a Modbus
 /// slave does, but writes nothing.
-class dev : public DevBase, public FromNode<dev> {
+class dev : public TypedDevice<c_dev, modbus::c_register>, public FromNode<dev> {
  public:
     dev(IBase* port_object, CBase* node);
 
@@ -21,7 +21,6 @@ class dev : public DevBase, public FromNode<dev> {
     bool ProcMessage(std::string& topic, std::string& payload) override;
     /// An exception ends in a restart of the process.
     bool poll_param(CParam* param) override;
-    std::string get_device_name() override { return cfg->name; }
 
     /// One exchange; false after a line in the parameter's log. The reply stands in last_reply().
     bool request(xCommon::ByteList const& frame, CParam* param, unsigned char sid, std::string const& label);
@@ -33,7 +32,6 @@ class dev : public DevBase, public FromNode<dev> {
  private:
     void add_commands(CommandMap& commands, CParam& param) override;
 
-    c_dev* config_;
     std::span<unsigned char const> reply_;
 };
 

@@ -1,13 +1,11 @@
 #include "drivers/vkt7rtu/pdu.h"
 
-#include "drivers/modbus/pdu.h"
 #include "foundation/crc.h"
 #include "foundation/xexception.h"
 
 namespace vkt7rtu {
 
 using xCommon::ByteList;
-using xCommon::lmtError;
 using xCommon::WordOrder;
 
 namespace {
@@ -97,26 +95,6 @@ void pdu::read_parameters(ByteList& out, unsigned char sid, CParam const* param,
     push_frame(out, "read_parameters", param, sid, function_write, command_select, data);
 }
 
-bool pdu::check_head(CParam const* param, unsigned char sid, unsigned char const* buf, int len) {
-    static constexpr char failed[] = "операция НЕ выполнена : %s";
-    if (buf == nullptr || param == nullptr) {
-        return false;
-    }
-    if (len < head_size) {
-        param->Logf(lmtError, failed, "timeout");
-        return false;
-    }
-    if (buf[0] != sid) {
-        param->Logf(lmtError, failed, "не совпадают sid");
-        return false;
-    }
-    if ((buf[1] & modbus::pdu::refused_bit) != 0) {
-        param->Logf(lmtError, failed, modbus::pdu::exception_text(buf[2]));
-        return false;
-    }
-    return true;
-}
-
 bool pdu::is_whole(std::span<unsigned char const> frame) {
     constexpr size_t refusal_size = 5;
     constexpr size_t write_reply_size = 8;
@@ -124,7 +102,7 @@ bool pdu::is_whole(std::span<unsigned char const> frame) {
         return false;
     }
     size_t size = 0;
-    if ((frame[1] & modbus::pdu::refused_bit) != 0) {
+    if ((frame[1] & xCommon::refused_bit) != 0) {
         size = refusal_size;
     } else if (frame[1] == function_read) {
         size = head_size + frame[2] + crc_size;

@@ -4,6 +4,7 @@
 
 #include "config/cparam.h"
 #include "foundation/byte_list.h"
+#include "foundation/frame_head.h"
 
 namespace vkt7rtu {
 
@@ -50,8 +51,10 @@ class pdu {
     static void read_parameters(xCommon::ByteList& out, unsigned char sid, CParam const* param,
                                 unsigned short reg_addr);
 
-    /// True when the head of a reply may be read on; false after a line in the parameter's log.
-    static bool check_head(CParam const* param, unsigned char sid, unsigned char const* buf, int len);
+    /// Whether a reply may be read on.
+    static xCommon::HeadFault check_head(unsigned char sid, std::span<unsigned char const> head) {
+        return xCommon::head_fault(head, sid, head_size);
+    }
     /// True for exactly one answer: to function 03 by its byte count, to 10 of eight bytes, or a refusal of five.
     static bool is_whole(std::span<unsigned char const> frame);
     /// True when the last two bytes are the CRC of those before them.

@@ -94,7 +94,7 @@ bool dport_rs::mac_from_sn(std::string const& sn, ByteList& mac) {
 
 int dport_rs::read(int count, CBase& log) {
     try {
-        int const got = exchange::receive_frame(*this, count, mac_frame::is_whole);
+        int const got = tran->read_frame(buffer, std::min(count, buffer_size), mac_frame::is_whole);
         if (got > 0) {
             trace_hex(*cport, buffer, got, "read");
         }

@@ -85,7 +85,7 @@ dlms_reply dport_tcp::get_response(ByteList& request, cddev* dev, dparam* param)
     }
     if (!tran->read_all(buffer, wpdu::head_size)) {
         log.Log(lmtError, "не удалось получить заголовок ответа.");
-        exchange::abandon(*this, log);
+        Exchange::abandon(*this, log);
         return {};
     }
     trace_hex(*cport, buffer, wpdu::head_size, xString::Format("%s : заголовок ответа.", node_->name));
@@ -96,14 +96,14 @@ dlms_reply dport_tcp::get_response(ByteList& request, cddev* dev, dparam* param)
     if (!reply.ok) {
         log.Log(lmtError, "ошибки при получении заголовка ответа.");
         if (reply.size > 0 && !tran->read_all(body.data(), reply.size)) {
-            exchange::abandon(*this, log);
+            Exchange::abandon(*this, log);
         }
         return reply;
     }
     reply.ok = false;
     if (!tran->read_all(body.data(), reply.size)) {
         log.Log(lmtError, "не удалось получить ответ.");
-        exchange::abandon(*this, log);
+        Exchange::abandon(*this, log);
         return reply;
     }
     trace_hex(*cport, body.data(), reply.size, xString::Format("%s : ответ.", node_->name));

@@ -1,13 +1,9 @@
 #include "drivers/z2t_tasmota/device.h"
 
-#include <vector>
-
 #include <json/writer.h>
 
 #include "config/constants.h"
 #include "foundation/jutils.h"
-#include "foundation/xexception.h"
-#include "runtime/port_base.h"
 
 namespace z2t_tasmota {
 
@@ -19,6 +15,8 @@ using xCommon::xString;
 namespace {
 
 IBFac const registrar = IBFac::add<device_t>("z2t.dev");
+
+constexpr DriverWords words = {"устройством Zigbee", "Zigbee"};
 
 /// Null has no members, as an object without any.
 bool has_members(Json::Value const& value) {
@@ -38,12 +36,7 @@ std::string one_line(Json::Value const& value) {
 
 }  // namespace
 
-device_t::device_t(IBase* port_object, CBase* node)
-    : DevBase(port_object, node), config_(dynamic_cast<config_device_t*>(node)) {
-    if (config_ == nullptr) {
-        throw xCommon::xExceptionf("#%s : ctor : узел не является устройством Zigbee.", cfg->name);
-    }
-}
+device_t::device_t(IBase* port_object, CBase* node) : TypedDevice(port_object, node, words) {}
 
 std::string device_t::get_device_name() {
     return xString::Format("%s_%s", config_->cname, config_->sid);
@@ -54,13 +47,13 @@ void device_t::ProcConnect() {
 }
 
 void device_t::add_commands(CommandMap& commands, CParam& param) {
-    if (dynamic_cast<config_param_t*>(&param) != nullptr) {
+    if (is_own(param)) {
         DevBase::add_commands(commands, param);
     }
 }
 
 bool device_t::ProcMessage(std::string& topic, std::string& payload) {
-    auto* const param = dynamic_cast<config_param_t*>(commands_.find(topic).param);
+    config_param_t* const param = own(commands_.find(topic).param);
     return param != nullptr && send_cmd(param, payload);
 }
 
@@ -94,8 +87,8 @@ void device_t::take_values(Json::Value const& values) {
         return;
     }
     take_endpoint(values);
-    for (auto const& child : config_->children) {
-        auto* param = dynamic_cast<config_param_t*>(child.get());
+    for (CParam* const child : params_) {
+        config_param_t* const param = own(child);
         if (param != nullptr && values.isMember(param->z2t_name)) {
             take_value(*param, values[param->z2t_name]);
         }

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "drivers/z2t_tasmota/config.h"
-#include "runtime/dev_base.h"
+#include "runtime/typed_device.h"
 
 namespace z2t_tasmota {
 
@@ -15,7 +15,7 @@ namespace z2t_tasmota {
 ///        {"ZbState": {"Status": 0, ...}}                                      state of the bridge
 /// out  cmnd/<z2t_id>/ZbSend
 ///        {"Device":"<sid>","Endpoint":1,"Send":{"<z2t_name>":"1"}}            one line, and a line feed
-class device_t : private DevBase, public FromNode<device_t> {
+class device_t : private TypedDevice<config_device_t, config_param_t>, public FromNode<device_t> {
     friend FromNode<device_t>;
 
  public:
@@ -42,8 +42,6 @@ class device_t : private DevBase, public FromNode<device_t> {
     void take_endpoint(Json::Value const& values);
     void take_value(config_param_t& param, Json::Value const& value);
     void add_commands(CommandMap& commands, CParam& param) override;
-
-    config_device_t* config_;
 };
 
 }  // namespace z2t_tasmota

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "foundation/xexception.h"
+#include "runtime/dev_base.h"
+#include "runtime/port_base.h"
+
+/// What a driver calls its own, in the lines about nodes of other drivers.
+struct DriverWords {
+    char const* device;  ///< "узел не является ..."
+    char const* param;   ///< "параметр не является параметром ..."
+};
+
+/// Run-time object of a device whose node is of the class Config and whose parameters are of the class Param. A
+/// parameter may take another driver's class by a `type` of its own.
+template <typename Config, typename Param>
+class TypedDevice : public DevBase {
+ public:
+    /// Raises as DevBase, and an xExceptionf for a node of another class.
+    TypedDevice(IBase* port_object, CBase* node, DriverWords const& words, WalkRules const& rules = usual_rules)
+        : DevBase(port_object, node, rules), config_(dynamic_cast<Config*>(node)), words_(words) {
+        if (config_ == nullptr) {
+            throw xCommon::xExceptionf("#%s : ctor : узел не является %s.", cfg->name, words_.device);
+        }
+    }
+
+ protected:
+    virtual bool is_own(CParam const& param) const { return dynamic_cast<Param const*>(&param) != nullptr; }
+    /// Null for none, and for one of another driver.
+    Param* own(CParam* param) const {
+        return param != nullptr && is_own(*param) ? static_cast<Param*>(param) : nullptr;
+    }
+    /// The same, with a line about one of another driver.
+    Param* own_or_told(CParam* param) const {
+        auto* const mine = own(param);
+        if (mine == nullptr && param != nullptr) {
+            param->Logf(xCommon::lmtError, "параметр не является параметром %s : опрос пропущен.", words_.param);
+        }
+        return mine;
+    }
+    /// For drivers that leave one of another driver out of the walk, and don't count it as a failed poll.
+    bool is_wanted_and_own(CParam& param, long long now) {
+        if (!DevBase::is_wanted(param, now)) {
+            return false;
+        }
+        if (own_or_told(&param) == nullptr) {
+            param.last_poll = now;
+            return false;
+        }
+        return true;
+    }
+    /// By the low byte of an address whatever its size.
+    unsigned char slave_address() const { return static_cast<unsigned char>(config_->sid & 0xFF); }
+
+    Config* config_;
+
+ private:
+    DriverWords const& words_;
+};
