@@ -13,8 +13,7 @@ class CommandConnection {
     }
     ~CommandConnection() {
         if (device_.cfg->poll_reconnect) {
-            device_.port->tran->close();
-            device_.port->line_released = true;
+            device_.port->release_line();
         }
     }
     CommandConnection(CommandConnection const&) = delete;

@@ -42,8 +42,7 @@ void DevBase::Poll(long long now) {
         walk(now);
     }
     if (cfg->poll_reconnect && port->tran && port->tran->is_open()) {
-        port->tran->close();
-        port->line_released = true;
+        port->release_line();
     }
     CheckFault();
 }
@@ -75,7 +74,9 @@ void DevBase::poll_counted(CParam& param) {
         param.Logf(lmtError, xCommon::RuntimeFormat(rules_.exception_line), e.what());
         if (rules_.blame != WalkRules::Blame::all) {
             // An exception is no sign that the device is away.
-            port->errors += rules_.blame == WalkRules::Blame::port ? 1 : 0;
+            if (rules_.blame == WalkRules::Blame::port) {
+                blame_port();
+            }
             return;
         }
     }
@@ -187,6 +188,18 @@ void DevBase::count_error() {
     xCommon::LogExchange::fail();
     ++port->errors;
     errors += rules_.counts_for_device ? 1 : 0;
+}
+
+void DevBase::blame_port() {
+    ++port->errors;
+}
+
+void DevBase::count(long long polled, long long failed) {
+    polls += polled;
+    port->polls += polled;
+    errors += failed;
+    port->errors += failed;
+    this->polled(failed < polled);
 }
 
 std::string DevBase::on_topic(std::string const& control) {

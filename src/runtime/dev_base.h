@@ -75,6 +75,11 @@ class DevBase : public IBase {
     /// Counts one failed poll, for the device and the port.
     virtual void count_error();
 
+    /// An error of the port's statistics that is no failed poll of the device.
+    void blame_port();
+    /// The outcome of one request for several parameters.
+    void count(long long polled, long long failed);
+
     /// The topics of what may be written, as add_commands() enters them, are subscribed; each is traced with the
     /// format.
     void subscribe_commands(char const* trace);

@@ -24,7 +24,12 @@ class Exchange {
     };
 
     Exchange(PortBase& port, xCommon::LogItem const& node, Texts const& texts)
-        : port_(port), node_(node), texts_(texts) {}
+        : port_(port), line_(port), node_(node), texts_(texts) {}
+    /// What the texts say nothing of isn't told.
+    Exchange(PortBase& port, xCommon::LogItem const& node);
+
+    /// Rids the line of what came before, and sets its time-outs.
+    void prepare(CBase const& time_outs);
 
     /// Moves a frame into the buffer; what doesn't fit is cut.
     void load(xCommon::ByteList const& frame);
@@ -37,6 +42,8 @@ class Exchange {
     int request_size() const { return request_size_; }
     /// The beginning of the answer: `count` bytes, or what came of them.
     std::span<unsigned char const> head(int count);
+    /// What comes first, in whatever size; what iTran::read() gives. Not traced.
+    int arrival();
     /// All of an answer of unknown length, `most` bytes at most; what iTran::read_frame() gives.
     int whole(int most, iTran::WholeFrame is_whole);
     /// `count` bytes more. False behind its line for those that don't all come, and for more than the buffer holds.
@@ -46,7 +53,10 @@ class Exchange {
     /// False behind its line for an answer of less than `least` bytes or without its CRC, as of Modbus, at the end.
     bool has_crc(int least = 0, char const* subject = "") const;
     /// What has come.
-    std::span<unsigned char const> answer() const { return {port_.buffer, static_cast<size_t>(size_)}; }
+    std::span<unsigned char const> answer() const { return held(size_); }
+
+    /// The first bytes of the buffer, where less has come what is left of the request.
+    std::span<unsigned char const> held(int count) const { return {line_.buffer, static_cast<size_t>(count)}; }
 
     /// Behind an exchange whose answer didn't come whole. On TCP the connection is closed, with a line under `node`, or
     /// a late answer would be taken for that of the next exchange, and from there on every value would stand under its
@@ -57,6 +67,7 @@ class Exchange {
     void trace(int from, int count, char const* label) const;
 
     PortBase& port_;
+    PortLine& line_;
     xCommon::LogItem const& node_;
     Texts const& texts_;
     int request_size_ = 0;

@@ -8,9 +8,7 @@
 #include "foundation/xexception.h"
 #include "foundation/xmisc.h"
 #include "foundation/xsignal.h"
-#include "transport/no_line_tran.h"
-#include "transport/rs_tran.h"
-#include "transport/tcp_tran.h"
+#include "runtime/port_host.h"
 
 using xCommon::lmtError;
 using xCommon::lmtTrace;
@@ -28,13 +26,24 @@ constexpr char self_connecting_port[] = "pulsar";
 
 constexpr long long absence_line_s = 60;
 
+CPort& checked(CPort* node) {
+    if (node == nullptr) {
+        throw xException("PBase::ctor : не указан аргумент 'cport'.");
+    }
+    return *node;
+}
+
 }  // namespace
 
 PortBase::PortBase(IBase* parent_object, CPort* node)
-    : IBase(parent_object, node), cport(node), host_(dynamic_cast<PortHost*>(parent_object)) {
-    if (cport == nullptr) {
-        throw xException("PBase::ctor : не указан аргумент 'cport'.");
-    }
+    : PortBase(parent_object, node, dynamic_cast<PortHost*>(parent_object)) {}
+
+PortBase::PortBase(IBase* parent_object, CPort* node, PortHost* host)
+    : IBase(parent_object, node),
+      PortLine(checked(node), host),
+      PortClient(*node, host),
+      cport(node),
+      is_hosted_(host != nullptr) {
     if (cport->cfg == nullptr) {
         throw xException("PBase::ctor : не указан аргумент 'cport.cfg'.");
     }
@@ -54,20 +63,6 @@ void PortBase::end() {
         PortBase::Stop();
     } catch (std::exception const& e) {
         cport->Logf(lmtError, "ошибка при остановке порта : %s", e.what());
-    }
-}
-
-void PortBase::make_transport() {
-    if (host_ != nullptr) {
-        tran = host_->make_line(*cport);
-    } else if (cport->type_has("rs")) {
-        tran = std::make_unique<rsTran>(cport);
-    } else if (cport->type_has("tcp")) {
-        tran = std::make_unique<tcpTran>(cport);
-    } else if (cport->type_has("z2t")) {
-        tran = std::make_unique<z2tTran>(cport);
-    } else {
-        tran = std::make_unique<nullTran>(cport);
     }
 }
 
@@ -136,7 +131,7 @@ void PortBase::start_devices() {
 
 void PortBase::th_start() {
     th_stop();
-    if (host_ != nullptr) {
+    if (is_hosted_) {
         return;
     }
     running = true;
@@ -204,8 +199,8 @@ void PortBase::rest() {
 }
 
 void PortBase::serve_at_rest() {
-    bool const was_released = line_released && tran && !tran->is_open();
-    open_failed_ = false;
+    bool const was_released = is_released();
+    begin_sweep();
     DevBase* const first = devices.empty() ? nullptr : devices.front().get();
     try {
         CheckMessage(first);
@@ -216,8 +211,7 @@ void PortBase::serve_at_rest() {
         queue->Wake();  // for what waits behind it
     }
     if (was_released && tran->is_open()) {
-        tran->close();
-        line_released = true;
+        release_line();
     }
 }
 
@@ -266,7 +260,7 @@ void PortBase::Poll(long long now) {
         if (!device->cfg->enabled) {
             continue;
         }
-        open_failed_ = false;
+        begin_sweep();
         try {
             device->Poll(now);
         } catch (std::exception const& e) {
@@ -276,66 +270,6 @@ void PortBase::Poll(long long now) {
     }
     if (polls != polls_before && !cport->type_has("z2t")) {
         show_stat();
-    }
-}
-
-/// The settings in force may be those of the device that was polled last, for a line that is away, and the other
-/// devices must go on.
-bool PortBase::reopen_with_own_settings() {
-    auto* line = dynamic_cast<rsTran*>(tran.get());
-    if (line == nullptr || cport->rs.compare(line->settings)) {
-        return false;
-    }
-    line->settings = cport->rs;
-    return line->open();
-}
-
-void PortBase::check_for_personal_rs(DevBase* dev) {
-    line_ready = true;
-    if (cport->type_has("tcp") || cport->type_has("z2t")) {
-        return;
-    }
-    auto* line = dynamic_cast<rsTran*>(tran.get());
-    auto const* node = dynamic_cast<CDev const*>(dev->cfg);
-    if (line == nullptr || node == nullptr) {
-        return;
-    }
-    if (!node->personal_rs) {
-        if (!cport->rs.compare(line->settings)) {
-            line->settings = cport->rs;
-            line->close();
-            line_ready = line->open();
-        }
-        return;
-    }
-    xserial::xco wanted = node->rs;
-    if (wanted.path.empty()) {
-        wanted.path = cport->rs.path;
-    }
-    if (wanted.compare(line->settings)) {
-        xCommon::global_logf(lmtTrace, "check_for_personal_rs : персональные настройки [%s] совпадают с текущими.",
-                             node->name);
-        return;
-    }
-    xCommon::global_logf(lmtTrace, "check_for_personal_rs : установим персональные настройки [%s].", node->name);
-    line->settings = wanted;
-    line->close();
-    line_ready = line->open();
-    if (!line_ready) {
-        node->Log(lmtError, "персональные настройки линии недоступны : возвращены настройки порта.");
-        line->settings = cport->rs;
-        line->open();
-    }
-}
-
-void PortBase::open_line(bool connects) {
-    // Once a sweep for those that don't connect for themselves: a dead peer must not cost an attempt for each
-    // parameter.
-    bool const is_wanted = connects || (!open_failed_ && (cport->poll_reconnect || line_released));
-    if (is_wanted && tran && !tran->is_open()) {
-        tran->open();
-        line_released = false;
-        open_failed_ = !tran->is_open();
     }
 }
 

@@ -8,13 +8,10 @@
 #include <vector>
 
 #include "config/cport.h"
-#include "foundation/byte_list.h"
-#include "foundation/mq_client.h"
-#include "foundation/sync_vector.h"
 #include "runtime/dev_base.h"
 #include "runtime/ibase.h"
-#include "runtime/port_host.h"
-#include "transport/itran.h"
+#include "runtime/port_client.h"
+#include "runtime/port_line.h"
 
 /// Gives a class of ports its static create().
 template <typename T>
@@ -24,10 +21,17 @@ struct PortFromNode {
     }
 };
 
+/// Since process start; written by the worker alone.
+struct PortCounters {
+    long long polls = 0;
+    long long errors = 0;
+    long long out_of_range = 0;
+};
+
 /// Run-time object of one port: owns the transport, the broker client and the devices, and runs the one worker thread
 /// that polls them and handles every message. Ports share nothing but the read-only tree and the process log.
 /// A class derived from it calls end() in its own destructor, before its parts go that the worker uses.
-class PortBase : public IBase, public PortFromNode<PortBase> {
+class PortBase : public IBase, public PortCounters, public PortLine, public PortClient, public PortFromNode<PortBase> {
  public:
     /// Raises an xException for a missing node, and an xExceptionf for a port of which no device could be made.
     PortBase(IBase* parent_object, CPort* node);
@@ -56,72 +60,31 @@ class PortBase : public IBase, public PortFromNode<PortBase> {
     void pass();
     void th_start();
     void th_stop();
-    /// Sets the serial line up for a device. Where its personal settings can't be opened, the port's own come back
-    /// into force and `line_ready` is false. A driver with a Poll of its own begins it with this call.
-    void check_for_personal_rs(DevBase* dev);
-    /// Opens the line, if it isn't open, for a device that connects for itself, and for any other that finds the line
-    /// closed because such a device is on the port too.
-    void open_line(bool connects);
     /// The first device with that configuration name, or null.
     DevBase* get_device(std::string const& name);
 
-    bool mq_start();
-    void mq_stop();
-    bool mq_restart();
-    bool mq_connect();
-    void mq_disconnect();
-    /// False, without a word, while there is no connection.
-    bool mq_publish(std::string const& topic, std::string const& payload, int qos, bool retain);
-    bool mq_subscribe(std::vector<xMQ::subsItem> const& items);
-    void mq_unsubscribe();
-    /// The next queue entry, or null, without waiting.
-    std::unique_ptr<xCommon::svMessage> mq_pop();
     /// Fans the members of a JSON message of the bridge out to the devices. False when the message isn't one.
     bool check_z2t_message(std::string const& topic, std::string const& payload);
 
-    /// Since process start; written by the worker alone.
-    long long polls = 0;
-    long long errors = 0;
-    long long out_of_range = 0;
-
     CPort* cport;
     std::vector<std::unique_ptr<DevBase>> devices;
-    /// Scratch for the drivers' frames.
-    static constexpr int buffer_size = 1024;
-    unsigned char buffer[buffer_size] = {};
     bool is_base = false;
-    std::unique_ptr<iTran> tran;
-    std::unique_ptr<xCommon::SyncVector> queue;
-    /// The line has the settings of the device that check_for_personal_rs() was last called for.
-    bool line_ready = true;
-    /// A device with `poll_reconnect` has closed the line behind its poll.
-    bool line_released = false;
 
  protected:
     /// Serves the queue; `dev` may be null in a port-level driver.
     void serve_queue(DevBase* dev);
-    bool is_connected() const;
     /// Stop(), for destructors.
     void end();
-    /// Stop() takes the transport away; a start makes it anew.
-    void make_transport();
-
     std::unique_ptr<std::thread> thread;
     std::atomic<bool> running = false;
     int worker_delay = 1000;  ///< ms, rest at the head of each pass, in which messages are served
-    std::unique_ptr<xMQ::mqClient> mq;
-    bool mq_clean = true;
-    int mq_keepalive = 60;  ///< s
 
  private:
     /// A subscription has failed although the connection stood: ProcConnect() is to be run again at the next pass.
     bool connect_owed_ = false;
-    /// The line was tried in this device's sweep and didn't open.
-    bool open_failed_ = false;
+    bool is_hosted_;
 
-    PortHost* host_;
-
-    bool reopen_with_own_settings();
+    PortBase(IBase* parent_object, CPort* node, PortHost* host);
     /// Serves the entries of type 0 alone: subscriptions don't wait for a line, messages do.
     void serve_connections();
     void proc_connected();

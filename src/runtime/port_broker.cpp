@@ -1,13 +1,11 @@
-// The broker side of a port: its client, the way of a message to a device, and the publication of results.
+// The broker side of a port: the way of a message to a device, and the publication of results.
 
 #include <cstdlib>
 #include <utility>
 
-#include "config/config.h"
 #include "config/constants.h"
 #include "foundation/jutils.h"
 #include "foundation/xexception.h"
-#include "foundation/xmisc.h"
 #include "runtime/port_base.h"
 
 using xCommon::global_logf;
@@ -17,84 +15,6 @@ using xCommon::lmtTrace;
 using xCommon::svMessage;
 using xCommon::xException;
 using xCommon::xString;
-
-namespace {
-
-constexpr char uuid_command[] = "cat /proc/sys/kernel/random/uuid";
-
-}  // namespace
-
-bool PortBase::mq_start() {
-    mq_stop();
-    queue = std::make_unique<xCommon::SyncVector>();
-    std::string identity = cport->name + "#";
-    // The client cuts it to what MQTT 3.1 allows, so a long port name leaves little of the random part.
-    for (std::string const& piece : xString::Split(xCommon::xSystem::ExecAndGetResult(uuid_command), "-")) {
-        identity += piece;
-    }
-    try {
-        mq = host_ != nullptr ? host_->make_client(*queue, identity)
-                              : std::make_unique<xMQ::mqClient>(mq_clean, queue.get(), identity, mq_keepalive);
-    } catch (std::bad_alloc const&) {
-        throw xException("PBase:mq_start : не хватило памяти на mqClient.");
-    }
-    return mq_connect();
-}
-
-void PortBase::mq_stop() {
-    if (mq) {
-        queue->Clear();
-        mq->disconnect();
-        mq.reset();
-    }
-    if (queue) {
-        queue->Clear();
-        queue.reset();
-    }
-}
-
-bool PortBase::mq_restart() {
-    mq_stop();
-    return mq_start();
-}
-
-bool PortBase::mq_connect() {
-    if (queue) {
-        queue->Clear();
-    }
-    return mq && mq->connect(cport->cfg->mqtt.url, cport->cfg->mqtt.port);
-}
-
-void PortBase::mq_disconnect() {
-    if (queue) {
-        queue->Clear();
-    }
-    if (mq) {
-        mq->disconnect();
-    }
-}
-
-bool PortBase::is_connected() const {
-    return mq && mq->get_bool(mq->connected);
-}
-
-bool PortBase::mq_publish(std::string const& topic, std::string const& payload, int qos, bool retain) {
-    return mq && mq->publish(topic, payload, qos, retain);
-}
-
-bool PortBase::mq_subscribe(std::vector<xMQ::subsItem> const& items) {
-    return is_connected() && mq->subscribe(items);
-}
-
-void PortBase::mq_unsubscribe() {
-    if (mq) {
-        mq->unsubscribe();
-    }
-}
-
-std::unique_ptr<svMessage> PortBase::mq_pop() {
-    return std::unique_ptr<svMessage>(queue ? queue->PopWait(0, true) : nullptr);
-}
 
 void PortBase::CheckMessage(DevBase* dev) {
     if (dev != nullptr) {

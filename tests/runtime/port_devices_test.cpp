@@ -9,6 +9,7 @@
 
 #include "config/config.h"
 #include "runtime/port_base.h"
+#include "runtime/port_host.h"
 #include "support/log_capture.h"
 #include "support/sample_config.h"
 #include "transport/no_line_tran.h"

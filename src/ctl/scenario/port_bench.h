@@ -10,6 +10,7 @@
 #include "ctl/scenario/scenario.h"
 #include "ctl/scenario/script_line.h"
 #include "runtime/port_base.h"
+#include "runtime/port_host.h"
 
 /// A message as a port published it.
 struct Published {

@@ -19,6 +19,9 @@ namespace {
 
 IBFac const registrar = IBFac::add<dev>("dcon.dev");
 
+/// This protocol is traced as text: see trace_text().
+constexpr Exchange::Texts read_texts = {.no_rest = "ответ НЕ получен : timeout."};
+
 constexpr DriverWords words = {"модулем DCON", "DCON"};
 constexpr WalkRules rules = {"Poll : исключение при опросе параметра : %s.", WalkRules::Blame::port};
 
@@ -73,33 +76,32 @@ BaseResult dev::get_response(c_param* param) {
         return result;
     }
     param->Log(lmtInfo, "начало опроса.");
-    port->tran->flush();
-    port->tran->set_timeout(param->rto, param->sto);
+    Exchange exchange(*port, *param, read_texts);
+    exchange.prepare(*param);
     ByteList frame;
     pdu::get_read_cmd(frame, param);
-    if (!send(*param, frame, "запрос : %s")) {
+    if (!send(*param, exchange, frame, "запрос : %s")) {
         return result;
     }
-    int const head = pdu::get_head_size(param);
-    int const got = receive(0, head);
-    trace_text(*param, "заголовок ответа : %s", received(got));
-    if (!is_head(*param, got, "")) {
+    auto const head = static_cast<size_t>(pdu::get_head_size(param));
+    auto const beginning = exchange.head(static_cast<int>(head));
+    trace_text(*param, "заголовок ответа : %s", beginning);
+    if (!is_head(*param, beginning, "")) {
         return result;
     }
     int const data = pdu::get_resp_size(param);
     int const rest = data + config_->crc_size + end_size;
-    if (receive(head, rest) < rest) {
-        param->Log(lmtError, "ответ НЕ получен : timeout.");
+    if (!exchange.rest(rest)) {
         return result;
     }
-    std::span<unsigned char const> const reply = received(head + rest);
-    trace_text(*param, "ответ : %s", reply.subspan(static_cast<size_t>(head)));
-    if (!check_crc(param, reply, head + data)) {
+    auto const reply = exchange.answer();
+    trace_text(*param, "ответ : %s", reply.subspan(head));
+    if (!check_crc(param, reply, static_cast<int>(head) + data)) {
         return result;
     }
     result.is_ok = true;
     result.is_crc_ok = true;
-    result.result = pdu::get_value(param, port->buffer + head, rest);
+    result.result = pdu::get_value(param, reply.data() + head, rest);
     param->Logf(lmtTrace, "получено значение : %s.", result.result);
     return result;
 }
@@ -157,50 +159,41 @@ void dev::write(c_param* param, std::string const& value) {
     if (char const* const refusal = pdu::get_write_cmd(frame, param, value)) {
         param->Log(lmtError, refusal);
     }
-    if (frame.empty() || !send(*param, frame, "write : запрос : %s")) {
+    Exchange exchange(*port, *param);
+    if (frame.empty() || !send(*param, exchange, frame, "write : запрос : %s")) {
         xCommon::LogExchange::fail();
         return;
     }
     int const size = pdu::head_size + config_->crc_size + end_size;
-    int const got = receive(0, size);
-    trace_text(*param, "write : ответ : %s", received(got));
-    if (got < size) {
+    auto const reply = exchange.head(size);
+    trace_text(*param, "write : ответ : %s", reply);
+    if (std::ssize(reply) < size) {
         param->Log(lmtError, "операция НЕ выполнена : timeout.");
         return;
     }
-    if (is_head(*param, size, expected_sid) && check_crc(param, received(size), pdu::head_size)) {
+    if (is_head(*param, reply, expected_sid) && check_crc(param, reply, pdu::head_size)) {
         param->Log(lmtInfo, "операция успешно выполнена.");
     }
 }
 
 /// False behind a line when nothing went out: on a line that is gone, and for a frame that an overlay left empty.
-bool dev::send(c_param const& param, ByteList const& frame, char const* trace) {
-    int const length = frame.pop_buf(port->buffer, PortBase::buffer_size);
-    trace_text(param, trace, received(length));
-    if (port->tran->write(port->buffer, length) < 1) {
+bool dev::send(c_param const& param, Exchange& exchange, ByteList const& frame, char const* trace) {
+    exchange.load(frame);
+    trace_text(param, trace, exchange.held(exchange.request_size()));
+    if (exchange.send() < 1) {
         param.Log(lmtError, "не удалось отправить запрос : write != size.");
         return false;
     }
     return true;
 }
 
-/// Gathers `count` bytes into the port's buffer; gives how many came.
-int dev::receive(int offset, int count) {
-    return std::max(port->tran->read_count(port->buffer + offset, count), 0);
-}
-
 /// False behind the line of a fault.
-bool dev::is_head(c_param const& param, int count, std::string const& expected_sid) const {
-    Fault const found = pdu::check_head(&param, received(count), expected_sid);
+bool dev::is_head(c_param const& param, std::span<unsigned char const> head, std::string const& expected_sid) {
+    Fault const found = pdu::check_head(&param, head, expected_sid);
     if (found != Fault::none) {
         param.Log(lmtError, fault_texts.at(static_cast<size_t>(found)));
     }
     return found == Fault::none;
-}
-
-/// What stands in the port's buffer.
-std::span<unsigned char const> dev::received(int count) const {
-    return {port->buffer, static_cast<size_t>(count)};
 }
 
 }  // namespace dcon

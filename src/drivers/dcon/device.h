@@ -5,6 +5,7 @@
 
 #include "drivers/dcon/config.h"
 #include "foundation/byte_list.h"
+#include "runtime/exchange.h"
 #include "runtime/typed_device.h"
 
 namespace dcon {
@@ -33,10 +34,8 @@ class dev : public TypedDevice<c_dev, c_param>, public FromNode<dev> {
     bool is_wanted(CParam& param, long long now) override { return is_wanted_and_own(param, now) && param.read_only; }
     bool ready(long long now) override;
     void add_commands(CommandMap& commands, CParam& param) override;
-    bool send(c_param const& param, xCommon::ByteList const& frame, char const* trace);
-    int receive(int offset, int count);
-    std::span<unsigned char const> received(int count) const;
-    bool is_head(c_param const& param, int count, std::string const& expected_sid) const;
+    static bool send(c_param const& param, Exchange& exchange, xCommon::ByteList const& frame, char const* trace);
+    static bool is_head(c_param const& param, std::span<unsigned char const> head, std::string const& expected_sid);
 };
 
 }  // namespace dcon

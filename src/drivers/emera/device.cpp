@@ -23,7 +23,6 @@ namespace {
 IBFac const registrar = IBFac::add<edev>("emera.dev");
 
 constexpr DriverWords words = {"счётчиком Emera", "Emera"};
-constexpr Exchange::Texts texts = {};
 
 /// ETX and BCC behind one byte of text: a frame without a value.
 constexpr int empty_reply = 3;
@@ -101,17 +100,16 @@ BaseResult edev::get_response(ecparam* param) {
         return result;
     }
     param->Log(lmtInfo, "начало опроса.");
-    port->tran->flush();
-    port->tran->set_timeout(param->rto, param->sto);
+    Exchange exchange(*port, *param);
+    exchange.prepare(*param);
     std::string const cmd = fill_dates(param->cmd);
     xCommon::ByteList frame;
     epdu::wrap(frame, config_->sid, cmd);
     if (PH::IsPrintHex) {
         param->Logf(lmtTrace, "req_str : %s.", cmd);
     }
-    Exchange exchange(*port, *param, texts);
     exchange.send(frame);
-    unsigned char const* const reply = port->buffer;
+    unsigned char const* const reply = exchange.answer().data();
     int const got = exchange.whole(PortBase::buffer_size, epdu::is_whole);
     if (got > 0 && reply[0] == epdu::nak) {
         param->Log(lmtError, "ответ НЕ получен : NAK.");

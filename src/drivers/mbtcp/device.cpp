@@ -59,10 +59,11 @@ bool dev::take_answer(Exchange& exchange, c_param const& param) {
 }
 
 bool dev::take_echo(Exchange& exchange, c_param const& param) {
-    size_t const header = exchange.head(pdu::mbap_size).size();
+    int const header = static_cast<int>(exchange.head(pdu::mbap_size).size());
     // What is checked behind the header is the tail of the request, as the reply's own hasn't been read yet. So only a
     // missing header fails here, and a slave's refusal counts as success: the value read back shows the truth.
-    if (!exchange.is_good(pdu::check_head(slave_address(), {port->buffer + pdu::mbap_size, header}))) {
+    if (!exchange.is_good(
+            pdu::check_head(slave_address(), exchange.held(pdu::mbap_size + header).subspan(pdu::mbap_size)))) {
         Exchange::abandon(*port, param);
         return false;
     }

@@ -1,9 +1,9 @@
 #include "drivers/mediactrl/device.h"
 
 #include "config/constants.h"
-#include "config/process.h"
 #include "drivers/mediactrl/pdu.h"
 #include "runtime/command_connection.h"
+#include "runtime/exchange.h"
 
 namespace mediactrl {
 
@@ -13,6 +13,8 @@ using xCommon::lmtTrace;
 namespace {
 
 IBFac const registrar = IBFac::add<dev>("media_ctrl.dev");
+
+constexpr Exchange::Texts texts = {.request = "dev_mb_tcp::write : запись"};  // the label of old
 
 constexpr DriverWords words = {"медиаконтроллером", "медиаконтроллера"};
 
@@ -46,10 +48,9 @@ void dev::write(c_param* param, std::string const& value) {
     param->Logf(lmtInfo, "запись нового значения : %s", value);
     xCommon::ByteList frame;
     pdu::command(frame, value);
-    int const length = frame.pop_buf(port->buffer, PortBase::buffer_size);
-    trace_hex(*port->cport, port->buffer, length, "dev_mb_tcp::write : запись");  // the label of old
+    Exchange exchange(*port, *param, texts);
     // A command that didn't go out is told at the information level, and so are all of this driver's outcomes.
-    bool const sent = port->tran->write(port->buffer, length) == static_cast<int>(frame.size());
+    bool const sent = exchange.send(frame) == static_cast<int>(frame.size());
     if (!sent) {
         xCommon::LogExchange::fail();
     }

@@ -95,8 +95,8 @@ std::span<unsigned char const> device::link_dialogue(xCommon::ByteList const& fr
 }
 
 void device::send_request(CParam const& param, Exchange& exchange, xCommon::ByteList const& frame) {
-    line().flush();
-    line().set_timeout(param.rto, param.sto);
+    line();
+    exchange.prepare(param);
     exchange.send(frame);
 }
 

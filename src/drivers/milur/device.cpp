@@ -94,7 +94,7 @@ BaseResult dev::get_response(c_param* param) {
         return result;
     }
     result.is_crc_ok = true;
-    result.result = param->getValueFromBuf(port->buffer + meter::head_size, head.count - meter::crc_size);
+    result.result = param->getValueFromBuf(exchange.answer().data() + meter::head_size, head.count - meter::crc_size);
     result.is_ok = true;
     return result;
 }

@@ -147,11 +147,7 @@ void device::poll_set(RegisterSet& set, char const* name) {
     SetCounters const counters = is_silent() ? set.fail(port, this) : set.poll(port, this);
     auto const published = static_cast<long long>(counters.published);
     auto const failed = static_cast<long long>(counters.errors & 0xFFFFU);
-    polls += published;
-    port->polls += published;
-    errors += failed;
-    port->errors += failed;
-    polled(failed < published);
+    count(published, failed);
 }
 
 BaseResult device::get_response(c_param* param) {
@@ -212,9 +208,8 @@ bool device::read_span(unsigned char function, unsigned short address, unsigned 
                        std::vector<unsigned char>& data) {
     xCommon::ByteList request;
     framing_.span_frame(request, slave_address(), function, address, count);
-    line().flush();
-    line().set_timeout(cfg->rto, cfg->sto);
     Exchange exchange(*port, *cfg, set_texts);
+    exchange.prepare(*cfg);
     int sent = 0;
     try {
         sent = exchange.send(request);

@@ -85,8 +85,7 @@ void dev::Poll(long long now) {
     }
     walk(now);
     if (port->tran->is_open()) {
-        port->tran->close();
-        port->line_released = true;
+        port->release_line();
         xMisc::delay(rest_ms);
     }
 }
@@ -135,14 +134,14 @@ BaseResult dev::get_response(c_param*& param) {
     exchange.load(frame);
     if (xCommon::xLog::gv != nullptr) {
         // At all times; option -h only makes it stand there twice.
-        xCommon::xLog::gv->PrintHex(port->buffer, exchange.request_size(), texts.request);
+        xCommon::xLog::gv->PrintHex(exchange.held(0).data(), exchange.request_size(), texts.request);
     }
     int const sent = exchange.send();
     if (sent <= 0) {
         throw xExceptionf("tcp_write : size = %d", sent);
     }
     // One read: a response isn't gathered from pieces.
-    int const got = port->tran->read(port->buffer, PortBase::buffer_size);
+    int const got = exchange.arrival();
     if (got <= 0) {
         result.err = xString::Format("ответ НЕ получен : ошибка чтения : %d", got);
         if (read_failed) {
@@ -154,11 +153,11 @@ BaseResult dev::get_response(c_param*& param) {
     // Behind the read: a request that nothing at all came for isn't waited for any longer.
     config_->save_request.emplace(id, param);
     param->Logf(lmtTrace, "\nerror size = %d\nsave_request.size() = %d", got, config_->save_request.size());
-    if (pdu::check_frame(config_, param, result, port->buffer, got) != 0) {
+    std::vector<unsigned char> payload(exchange.answer().begin(), exchange.answer().end());
+    if (pdu::check_frame(config_, param, result, payload.data(), got) != 0) {
         return result;
     }
 
-    std::vector<unsigned char> payload(port->buffer, port->buffer + got);
     param->Logf(lmtTrace, "_pulsartcp_param->type = %s", param->type);
     pdu::cut_payload(payload);
     Handler const* const handler = find_handler(*config_, *param, result);

@@ -93,8 +93,7 @@ bool dev::request(ByteList const& frame, CParam* param, unsigned char sid, std::
     Exchange exchange(*port, *param, titled);
     int got = 0;
     try {
-        port->tran->flush();
-        port->tran->set_timeout(param->rto, param->sto);
+        exchange.prepare(*param);
         int const sent = exchange.send(frame);
         if (sent < 1) {
             param->Logf(lmtError, "ошибка записи в rs-порт, записано [%d] байт", sent);
@@ -109,9 +108,9 @@ bool dev::request(ByteList const& frame, CParam* param, unsigned char sid, std::
         param->Logf(lmtError, "ошибка чтения из rs-порта, прочитано [%d] байт", got);
         return false;
     }
-    trace_hex(*port->cport, port->buffer, got, std::string(trace_prefix) + "ответ");
+    trace_hex(*port->cport, exchange.answer().data(), got, std::string(trace_prefix) + "ответ");
     // As of a whole head, also when less has come: the rest of it is then the request's own, and the CRC refuses it.
-    std::span<unsigned char const> const head(port->buffer, pdu::head_size);
+    auto const head = exchange.held(pdu::head_size);
     if (!exchange.is_good(pdu::check_head(sid, head), modbus::pdu::refusal(head)) || !exchange.has_crc()) {
         return false;
     }

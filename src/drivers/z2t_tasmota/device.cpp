@@ -139,7 +139,7 @@ void device_t::mq_publish(config_param_t* param, std::string const& value) {
     // Of all the value types this one alone is checked, scaled and given its unit.
     if (param->value_type == vt_float32) {
         if (!param->check_value(value)) {
-            ++port->errors;
+            blame_port();
             port->mq_publish(xString::Format(topic_meta, get_device_name(), param->name, topic_meta_error), "r", 0,
                              false);
             return;
