@@ -15,6 +15,7 @@
 #include "drivers/merc_2xx/pdu.h"
 #include "drivers/milur/config.h"
 #include "drivers/milur/pdu.h"
+#include "drivers/pulsartcp/config.h"
 #include "drivers/pulsartcp/pdu.h"
 #include "drivers/vkt7rtu/config.h"
 #include "drivers/vkt7rtu/pdu.h"
@@ -178,8 +179,8 @@ void pulsar_frame(Bytes& input) {
     auto* asked = &rig("pulsar-tcp").param<pulsartcp::c_param>();
     auto* meter = dynamic_cast<pulsartcp::c_dev*>(rig("pulsar-tcp").port().devices.at(0)->cfg);
     meter->save_request = {{0xBEEF, asked}};
-    BaseResult result;
-    if (pulsartcp::pdu::check_frame(meter, asked, result, input.data(), size(input)) == 0) {
+    pulsartcp::Findings found;
+    if (pulsartcp::pdu::check_frame(meter, asked, found, input.data(), size(input)) == 0) {
         pulsartcp::pdu::cut_payload(input);
     }
 }

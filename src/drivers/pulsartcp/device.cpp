@@ -31,31 +31,43 @@ char const* text_of(bool value) {
     return value ? "true" : "false";
 }
 
-/// The member under the key, or null.
-template <typename Map, typename Key>
-auto const* find(Map const& map, Key const& key) {
-    auto const found = map.find(key);
-    return found == map.end() ? nullptr : &found->second;
+/// False with `br.err` set for a response that can't be used; see pdu::check_frame().
+bool check_response(c_dev& config, c_param*& param, unsigned char const* frame, int size, BaseResult& br) {
+    c_param const& asker = *param;
+    Findings found;
+    bool const ok = pdu::check_frame(&config, param, found, frame, size) == 0;
+    if (found.id) {
+        asker.Logf(lmtTrace, "id : %d", *found.id);
+    }
+    if (found.crc) {
+        param->Logf(lmtTrace, "crc : %d, received_crc : %d", *found.crc, found.received_crc);
+        if (!ok) {
+            param->Log(lmtError, "ответ НЕ получен : не совпали CRC");
+        }
+    }
+    br.err = found.failure;
+    return ok;
 }
 
 /// Null with `br.err` set when there is none.
 Handler const* find_handler(c_dev const& config, c_param const& param, BaseResult& br) {
-    auto const* const functions = find(config.handlers, config.type_device);
-    if (functions == nullptr) {
+    auto const kind = config.handlers.find(config.type_device);
+    if (kind == config.handlers.end()) {
         // The type word, not the kind that was looked up: the text is known so.
         br.err = xString::Format("ОШИБКА : неизвестное устройство : %s", param.type);
         return nullptr;
     }
-    auto const* const parameters = find(*functions, param.function);
-    if (parameters == nullptr) {
+    auto const function = kind->second.find(param.function);
+    if (function == kind->second.end()) {
         br.err = xString::Format("ОШИБКА : неизвестный номер функции : %d", param.function);
         return nullptr;
     }
-    Handler const* const handler = find(*parameters, static_cast<unsigned short>(param.parameter_number));
-    if (handler == nullptr) {
+    auto const handler = function->second.find(static_cast<unsigned short>(param.parameter_number));
+    if (handler == function->second.end()) {
         br.err = xString::Format("ОШИБКА : неизвестный номер параметра : %u", param.parameter_number);
+        return nullptr;
     }
-    return handler;
+    return &handler->second;
 }
 
 }  // namespace
@@ -152,7 +164,7 @@ BaseResult dev::get_response(c_param*& param) {
     // Behind the read: a request that nothing at all came for isn't waited for any longer.
     config_->save_request.emplace(id, param);
     param->Logf(lmtTrace, "\nerror size = %d\nsave_request.size() = %d", got, config_->save_request.size());
-    if (pdu::check_frame(config_, param, result, port->buffer, got) != 0) {
+    if (!check_response(*config_, param, port->buffer, got, result)) {
         return result;
     }
 

@@ -20,7 +20,6 @@ class dev : public DevBase, public FromNode<dev> {
     /// Nothing is written to a meter, and nothing subscribed for one.
     bool ProcMessage(std::string& /*topic*/, std::string& /*payload*/) override { return false; }
     bool poll_param(CParam* param) override;
-    std::string get_device_name() override { return cfg->name; }
 
     /// One exchange. When the answer is that to an older request, `param` becomes the parameter of that one. Raises an
     /// xException when the connection has to be given up.
