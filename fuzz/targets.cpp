@@ -15,14 +15,13 @@
 #include "drivers/merc_2xx/pdu.h"
 #include "drivers/milur/config.h"
 #include "drivers/milur/pdu.h"
+#include "drivers/pulsartcp/config.h"
 #include "drivers/pulsartcp/pdu.h"
 #include "drivers/vkt7rtu/config.h"
 #include "drivers/vkt7rtu/pdu.h"
 #include "drivers/vkt7rtu/reply.h"
 #include "drivers/xdlms/mac_frame.h"
-#include "drivers/xdlms/mac_sel.h"
 #include "drivers/xdlms/pdu.h"
-#include "drivers/xdlms/wpdu.h"
 #include "drivers/xsnmp/device.h"
 #include "drivers/xsnmp/inner_oid.h"
 #include "foundation/crc.h"
@@ -178,8 +177,8 @@ void pulsar_frame(Bytes& input) {
     auto* asked = &rig("pulsar-tcp").param<pulsartcp::c_param>();
     auto* meter = dynamic_cast<pulsartcp::c_dev*>(rig("pulsar-tcp").port().devices.at(0)->cfg);
     meter->save_request = {{0xBEEF, asked}};
-    BaseResult result;
-    if (pulsartcp::pdu::check_frame(meter, asked, result, input.data(), size(input)) == 0) {
+    pulsartcp::Findings found;
+    if (pulsartcp::pdu::check_frame(meter, asked, found, input.data(), size(input)) == 0) {
         pulsartcp::pdu::cut_payload(input);
     }
 }

@@ -1,5 +1,6 @@
 #include "app/normalise.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <string>
 #include <utility>
@@ -36,20 +37,35 @@ Json::Value const& list_of(Json::Value const& node, char const* key) {
 }
 
 bool has_connections(Json::Value const& ports) {
-    for (Json::Value const& port : ports) {
-        if (port.isObject() && port.isMember("connection")) {
-            return true;
-        }
-    }
-    return false;
+    return std::any_of(ports.begin(), ports.end(),
+                       [](Json::Value const& port) { return port.isObject() && port.isMember("connection"); });
 }
 
-void copy_settings(Json::Value const& from, Json::Value& to) {
-    for (char const* key : {"log", "mqtt"}) {
-        if (from.isMember(key)) {
-            to[key] = from[key];
+/// The groups of parameters that are bound to a device.
+std::vector<Json::Value const*> groups_of(Json::Value const& device, Json::Value const& port) {
+    std::vector<Json::Value const*> groups;
+    for (Json::Value const& group : list_of(port, "parameters")) {
+        if (text_of(group, "cname") == text_of(device, "cname")) {
+            groups.push_back(&group);
         }
     }
+    return groups;
+}
+
+Json::Value const& channels_of(Json::Value const& group) {
+    return jUtils::at(jUtils::at(group, "config"), "channels");
+}
+
+/// The settings beside the ports, and no ports yet.
+Json::Value without_ports(Json::Value const& file) {
+    Json::Value settings(Json::objectValue);
+    for (char const* key : {"log", "mqtt"}) {
+        if (file.isMember(key)) {
+            settings[key] = file[key];
+        }
+    }
+    settings["ports"] = Json::Value(Json::arrayValue);
+    return settings;
 }
 
 /// Takes out the elements that are no objects, with the line for an element without a name.
@@ -97,14 +113,12 @@ void gather_xgpio(Json::Value const& file, Normalised& result) {
                 global_log(lmtError, "Неизвестный тип устройства для порта XGPIO");
                 continue;
             }
-            for (Json::Value const& group : list_of(port, "parameters")) {
-                if (text_of(group, "cname") != text_of(device, "cname")) {
-                    continue;
-                }
+            std::vector<Json::Value const*> const groups = groups_of(device, port);
+            if (!groups.empty()) {
                 result.xgpio["mqtt"] = jUtils::at(file, "mqtt");
                 result.xgpio["name"] = name;
                 result.xgpio["wto"] = jUtils::at(connection, "wto");
-                result.xgpio["channels"] = jUtils::at(jUtils::at(group, "config"), "channels");
+                result.xgpio["channels"] = channels_of(*groups.front());
                 result.is_xgpio = true;
                 return;
             }
@@ -134,10 +148,8 @@ void split_devices(Json::Value port, Json::Value& ports) {
         split["connection"]["name"] = name;
         split["devices"].append(device);
         split["parameters"] = Json::Value(Json::arrayValue);
-        for (Json::Value const& group : list_of(port, "parameters")) {
-            if (text_of(group, "cname") == text_of(device, "cname")) {
-                split["parameters"].append(group);
-            }
+        for (Json::Value const* group : groups_of(device, port)) {
+            split["parameters"].append(*group);
         }
         ports.append(split);
     }
@@ -156,17 +168,14 @@ void split_tcp_port(Json::Value port, Json::Value& ports) {
         return;
     }
     Json::Value& devices = port["devices"];
-    bool any = false;
-    for (Json::Value const& device : devices) {
-        any = any || text_of(device, "type") == "mb-tcp";
-    }
-    if (!any && !devices.empty()) {
+    auto const is_mb_tcp = [](Json::Value const& device) { return text_of(device, "type") == "mb-tcp"; };
+    if (!devices.empty() && std::none_of(devices.begin(), devices.end(), is_mb_tcp)) {
         global_logf(lmtError,
                     "порт base.tcp '%s' не содержит ни одного устройства mb-tcp : разбор файла не завершится.",
                     text_of(port["connection"], "name"));
     }
     for (Json::ArrayIndex index = 0; index < devices.size(); ++index) {
-        if (text_of(devices[index], "type") == "mb-tcp") {
+        if (is_mb_tcp(devices[index])) {
             split_devices(std::move(port), ports);
             return;
         }
@@ -177,7 +186,7 @@ void split_tcp_port(Json::Value port, Json::Value& ports) {
 
 /// A device in the plain shape: its parameters come from the group of the same `cname`, its name becomes the `cname`,
 /// and the old name survives as `display_name`.
-Json::Value plain_device(Json::Value const& device, Json::Value const& groups, bool is_z2t) {
+Json::Value plain_device(Json::Value const& device, Json::Value const& port, bool is_z2t) {
     Json::Value plain(Json::objectValue);
     if (is_z2t) {
         plain["cname"] = jUtils::at(device, "cname");
@@ -189,11 +198,8 @@ Json::Value plain_device(Json::Value const& device, Json::Value const& groups, b
             plain[key] = key == "name" ? name : device[key];
             continue;
         }
-        for (Json::Value const& group : groups) {
-            if (text_of(group, "cname") != text_of(device, "cname")) {
-                continue;
-            }
-            plain["params"] = jUtils::at(jUtils::at(group, "config"), "channels");
+        for (Json::Value const* group : groups_of(device, port)) {
+            plain["params"] = channels_of(*group);
             plain["display_name"] = name;
             name = device["cname"];
             plain["name"] = name;
@@ -218,7 +224,7 @@ Json::Value plain_port(Json::Value const& port, int& nameless) {
     }
     Json::Value devices(Json::arrayValue);
     for (Json::Value const& device : port["devices"]) {
-        devices.append(plain_device(device, port["parameters"], text_of(connection, "type") == "base.z2t"));
+        devices.append(plain_device(device, port, text_of(connection, "type") == "base.z2t"));
     }
     plain["devices"] = devices;
     return plain;
@@ -237,9 +243,7 @@ Normalised normalise(Json::Value const& raw_file) {
     }
 
     Json::Value const file = with_objects_only(raw_file);
-    Json::Value carried(Json::objectValue);
-    copy_settings(file, carried);
-    carried["ports"] = Json::Value(Json::arrayValue);
+    Json::Value carried = without_ports(file);
     for (Json::Value const& port : list_of(file, "ports")) {
         std::string const type = text_of(jUtils::at(port, "connection"), "type");
         if (type == "xgpio") {
@@ -255,9 +259,7 @@ Normalised normalise(Json::Value const& raw_file) {
         return result;
     }
 
-    result.config = Json::Value(Json::objectValue);
-    copy_settings(carried, result.config);
-    result.config["ports"] = Json::Value(Json::arrayValue);
+    result.config = without_ports(carried);
     int nameless = 0;
     for (Json::Value const& port : carried["ports"]) {
         Json::Value const plain = plain_port(port, nameless);

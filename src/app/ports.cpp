@@ -2,8 +2,6 @@
 
 #include <memory>
 
-#include <unistd.h>
-
 #include "config/constants.h"
 #include "config/cport.h"
 #include "foundation/xmisc.h"
@@ -70,17 +68,13 @@ int start_ports(Config const& config, int started) {
 int start_gpio(Json::Value const& settings) {
     try {
         std::unique_ptr<xgpio::config_t> config = xgpio::config_t::Load(settings);
-        if (!config) {
-            return 0;
+        auto worker = config ? std::make_unique<xgpio::worker>(std::move(config)) : nullptr;
+        if (worker && worker->Run()) {
+            static_cast<void>(worker.release());
+            return 1;
         }
-        auto worker = std::make_unique<xgpio::worker>(std::move(config));
-        if (!worker->Run()) {
-            return 0;
-        }
-        static_cast<void>(worker.release());
-        return 1;
     } catch (std::exception const& e) {
         global_logf(lmtError, "xgpio : исключение при запуске : %s.", e.what());
-        return 0;
     }
+    return 0;
 }

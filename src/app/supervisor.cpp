@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -51,11 +50,6 @@ void flush_log() {
 
 /// Lines and sessions of this image must end with it, those too that a library opened.
 void close_all_on_exec() {
-    constexpr unsigned int first = STDERR_FILENO + 1;
-    if (close_range(first, ~0U, CLOSE_RANGE_CLOEXEC) == 0) {
-        return;
-    }
-    // Kernels before 5.11.
     std::error_code error;
     for (std::filesystem::directory_iterator entry("/proc/self/fd", error), end; !error && entry != end;
          entry.increment(error)) {
@@ -69,13 +63,8 @@ void close_all_on_exec() {
 }  // namespace
 
 std::string executable_path() {
-    std::array<char, 32> link{};
-    std::snprintf(link.data(), link.size(), "/proc/%d/exe", getpid());
-    std::array<char, 4096> path{};
-    if (readlink(link.data(), path.data(), path.size() - 1) < 0) {
-        return {};
-    }
-    return path.data();
+    std::error_code error;
+    return std::filesystem::read_symlink("/proc/self/exe", error);
 }
 
 Supervisor::Supervisor(Options options, char* const* argv) : options_(std::move(options)), argv_(argv) {
@@ -115,7 +104,7 @@ int Supervisor::run() {
 }
 
 void Supervisor::announce_missing_file() const {
-    if (options_.config_given && (cfg_name.empty() || !exists(cfg_name))) {
+    if (options_.config_given && !exists(cfg_name)) {
         global_log(lmtError, "Указанный файл конфигурации не найден. Режим ожидания...");
     } else if (!exists(path_config_first) && !exists(path_config_second)) {
         // Also when -c names an existing file: whoever reads the log expects the line on such a gateway.

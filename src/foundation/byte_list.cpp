@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstring>
+#include <iterator>
 
 #include "foundation/crc.h"
 
@@ -74,10 +74,7 @@ void ByteList::push_buf(unsigned char const* data, int count) {
 }
 
 int ByteList::pop_buf(unsigned char* destination, int maximum) const {
-    int const count = std::min(static_cast<int>(bytes_.size()), maximum);
-    if (count <= 0) {
-        return 0;
-    }
+    int const count = std::clamp(maximum, 0, static_cast<int>(bytes_.size()));
     std::copy_n(bytes_.begin(), count, destination);
     return count;
 }

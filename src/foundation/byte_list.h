@@ -40,6 +40,7 @@ class ByteList {
     size_t size() const { return bytes_.size(); }
     bool empty() const { return bytes_.empty(); }
     unsigned char const* data() const { return bytes_.data(); }
+    unsigned char* data() { return bytes_.data(); }
 
  private:
     std::vector<unsigned char> bytes_;

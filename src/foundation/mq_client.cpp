@@ -65,6 +65,20 @@ void set_cork(int fd, int on) {
     setsockopt(fd, IPPROTO_TCP, TCP_CORK, &on, sizeof(on));
 }
 
+/// Hands what the library reports to its client. Nothing must be raised through the library.
+template <auto Handler, typename... Args>
+void report(mosquitto* /*client*/, void* self, Args... args) noexcept {
+    try {
+        (static_cast<mqClient*>(self)->*Handler)(args...);
+    } catch (std::exception const& e) {
+        global_logf(lmtError, "MQTT : исключение в обработчике : %s", e.what());
+    }
+}
+
+void log_unpublished(std::string const& topic, int code) {
+    global_logf(lmtError, "MQTT : публикация в топик '%s' невозможна : %s", topic, mosquitto_strerror(code));
+}
+
 /// Reason of a failed attempt, for the middle of a line.
 std::string reason_text(int code, int error) {
     std::string text = code == MOSQ_ERR_ERRNO ? std::strerror(error) : mosquitto_strerror(code);
@@ -98,11 +112,11 @@ void mqClient::renew_client() {
     }
     mosquitto_threaded_set(client_.get(), true);
     mosquitto_int_option(client_.get(), MOSQ_OPT_TCP_NODELAY, 1);
-    mosquitto_connect_callback_set(client_.get(), on_connect);
-    mosquitto_disconnect_callback_set(client_.get(), on_disconnect);
-    mosquitto_publish_callback_set(client_.get(), on_publish);
-    mosquitto_subscribe_callback_set(client_.get(), on_subscribe);
-    mosquitto_message_callback_set(client_.get(), on_message);
+    mosquitto_connect_callback_set(client_.get(), report<&mqClient::on_connect>);
+    mosquitto_disconnect_callback_set(client_.get(), report<&mqClient::on_disconnect>);
+    mosquitto_publish_callback_set(client_.get(), report<&mqClient::on_publish>);
+    mosquitto_subscribe_callback_set(client_.get(), report<&mqClient::on_subscribe>);
+    mosquitto_message_callback_set(client_.get(), report<&mqClient::on_message>);
     std::lock_guard const lock(mutex_);
     waiting_.clear();
     early_.clear();
@@ -159,7 +173,7 @@ void mqClient::run() {
     xCommon::name_thread("mqtt", identity_);
     xCommon::FaultStack const fault_stack;
     int pause_s = first_retry_s;
-    while (!is_stopping()) {
+    while (!get_bool(stop_)) {
         bool stood = false;
         try {
             stood = serve_connection();
@@ -184,7 +198,7 @@ bool mqClient::serve_connection() {
     bool stood = false;
     int code = mosquitto_connect_async(client_.get(), host_.c_str(), port_, keep_alive_s_);
     int error = errno;
-    while (code == MOSQ_ERR_SUCCESS && !is_stopping()) {
+    while (code == MOSQ_ERR_SUCCESS && !get_bool(stop_)) {
         code = mosquitto_loop(client_.get(), loop_wait_ms, 1);
         error = errno;
         while (code == MOSQ_ERR_SUCCESS && is_under_way()) {
@@ -198,15 +212,10 @@ bool mqClient::serve_connection() {
             error = ETIMEDOUT;
         }
     }
-    if (!stood && !is_stopping()) {
+    if (!stood && !get_bool(stop_)) {
         attempt_failed(reason_text(code, error));
     }
     return stood;
-}
-
-bool mqClient::is_stopping() const {
-    std::lock_guard const lock(mutex_);
-    return stop_;
 }
 
 bool mqClient::wait_before_retry(int seconds) {
@@ -218,8 +227,7 @@ void mqClient::attempt_failed(std::string const& reason) {
     bool log_it = false;
     {
         std::lock_guard const lock(mutex_);
-        log_it = !failure_logged_;
-        failure_logged_ = true;
+        log_it = !std::exchange(failure_logged_, true);
         attempt_failed_ = true;
     }
     changed_.notify_all();
@@ -234,9 +242,8 @@ void mqClient::connection_lost() {
     bool stopping = false;
     {
         std::lock_guard const lock(mutex_);
-        was_connected = connected;
+        was_connected = std::exchange(connected, false);
         stopping = stop_;
-        connected = false;
         if (was_connected) {
             since_ = Clock::now();
             failure_logged_ = true;  // one line for the change of state: failed attempts add none
@@ -249,25 +256,7 @@ void mqClient::connection_lost() {
     }
 }
 
-namespace {
-
-/// What the library calls must not raise through it.
-template <typename Action>
-void guarded(Action action) noexcept {
-    try {
-        action();
-    } catch (std::exception const& e) {
-        global_logf(lmtError, "MQTT : исключение в обработчике : %s", e.what());
-    }
-}
-
-}  // namespace
-
-void mqClient::on_connect(mosquitto* /*client*/, void* self, int code) {
-    guarded([self, code] { static_cast<mqClient*>(self)->connection_made(code); });
-}
-
-void mqClient::connection_made(int code) {
+void mqClient::on_connect(int code) {
     if (code != 0) {
         attempt_failed(mosquitto_connack_string(code));
         return;
@@ -288,15 +277,11 @@ void mqClient::connection_made(int code) {
     global_logf(lmtInfo, "MQTT : %s : соединение с брокером %s:%d установлено.", identity_, host_, port_);
 }
 
-void mqClient::on_disconnect(mosquitto* /*client*/, void* self, int /*code*/) {
-    guarded([self] { static_cast<mqClient*>(self)->connection_lost(); });
+void mqClient::on_disconnect(int /*code*/) {
+    connection_lost();
 }
 
-void mqClient::on_publish(mosquitto* /*client*/, void* self, int id) {
-    guarded([self, id] { static_cast<mqClient*>(self)->acknowledged(id); });
-}
-
-void mqClient::acknowledged(int id) {
+void mqClient::on_publish(int id) {
     {
         std::lock_guard const lock(mutex_);
         auto const entry = waiting_.find(id);
@@ -320,31 +305,25 @@ void mqClient::acknowledged(int id) {
     changed_.notify_all();
 }
 
-void mqClient::on_subscribe(mosquitto* /*client*/, void* self, int /*id*/, int count, int const* granted) {
-    static constexpr int refused = 0x80;
-    guarded([self, count, granted] {
-        if (std::find(granted, granted + count, refused) != granted + count) {
-            global_logf(lmtError, "MQTT : %s : брокер отказал в подписке.", static_cast<mqClient*>(self)->identity_);
-        }
-    });
-}
-
-void mqClient::on_message(mosquitto* /*client*/, void* self, mosquitto_message const* message) {
-    guarded([self, message] { static_cast<mqClient*>(self)->received(*message); });
+void mqClient::on_subscribe(int /*id*/, int count, int const* granted) {
+    constexpr int refused = 0x80;
+    if (std::find(granted, granted + count, refused) != granted + count) {
+        global_logf(lmtError, "MQTT : %s : брокер отказал в подписке.", identity_);
+    }
 }
 
 /// A client can't refuse a message, so a large one has come whole already; what counts is that it goes no further.
-void mqClient::received(mosquitto_message const& message) {
-    if (message.payloadlen > payload_limit) {
+void mqClient::on_message(mosquitto_message const* message) {
+    if (message->payloadlen > payload_limit) {
         global_logf(lmtError, "MQTT : %s : сообщение отброшено : топик '%s' : размер %d байт.", identity_,
-                    message.topic, message.payloadlen);
+                    message->topic, message->payloadlen);
         return;
     }
     std::string payload;
-    if (message.payloadlen > 0) {
-        payload.assign(static_cast<char const*>(message.payload), static_cast<size_t>(message.payloadlen));
+    if (message->payloadlen > 0) {
+        payload.assign(static_cast<char const*>(message->payload), static_cast<size_t>(message->payloadlen));
     }
-    queue_->Push(std::make_unique<mqMessage>(message.topic, std::move(payload)));
+    queue_->Push(std::make_unique<mqMessage>(message->topic, std::move(payload)));
 }
 
 /// False when the broker has stalled. At the limit of MQTT's message numbers a broker that answers is waited for.
@@ -369,7 +348,7 @@ bool mqClient::has_room(std::unique_lock<std::mutex>& lock) {
 bool mqClient::publish(std::string const& topic, std::string const& payload, int qos, bool retain) {
     int const code = mosquitto_pub_topic_check(topic.c_str());
     if (code != MOSQ_ERR_SUCCESS) {
-        global_logf(lmtError, "MQTT : публикация в топик '%s' невозможна : %s", topic, mosquitto_strerror(code));
+        log_unpublished(topic, code);
         return false;
     }
     {
@@ -384,7 +363,7 @@ bool mqClient::publish(std::string const& topic, std::string const& payload, int
         is_awake_ = true;
     }
     std::lock_guard const lock(client_lock_);
-    bool const is_sent = get_bool(connected) && send(topic, payload, qos, retain);
+    bool const is_sent = get_bool(connected) && send({topic, payload, qos, retain});
     if (!is_sent) {
         std::lock_guard const state_lock(mutex_);
         is_awake_ = false;
@@ -393,13 +372,14 @@ bool mqClient::publish(std::string const& topic, std::string const& payload, int
 }
 
 /// Under `client_lock_`.
-bool mqClient::send(std::string const& topic, std::string const& payload, int qos, bool retain) {
+bool mqClient::send(Outgoing const& message) {
     int id = 0;
-    int const code = mosquitto_publish(client_.get(), &id, topic.c_str(), static_cast<int>(payload.size()),
-                                       payload.data(), qos, retain);
+    int const code =
+        mosquitto_publish(client_.get(), &id, message.topic.c_str(), static_cast<int>(message.payload.size()),
+                          message.payload.data(), message.qos, message.retain);
     if (code != MOSQ_ERR_SUCCESS) {
         if (code != MOSQ_ERR_NO_CONN && code != MOSQ_ERR_CONN_LOST) {
-            global_logf(lmtError, "MQTT : публикация в топик '%s' невозможна : %s", topic, mosquitto_strerror(code));
+            log_unpublished(message.topic, code);
         }
         return false;
     }
@@ -408,7 +388,7 @@ bool mqClient::send(std::string const& topic, std::string const& payload, int qo
         if (waiting_.empty()) {
             last_progress_ = Clock::now();
         }
-        waiting_[id] = qos;
+        waiting_[id] = message.qos;
     }
     return true;
 }
@@ -464,7 +444,7 @@ size_t mqClient::send_outbox(size_t most) {
         outbox_.erase(outbox_.begin(), end);
     }
     for (Outgoing const& message : messages) {
-        send(message.topic, message.payload, message.qos, message.retain);
+        send(message);
     }
     return messages.size();
 }
@@ -480,19 +460,16 @@ bool mqClient::subscribe(std::vector<subsItem> const& items) {
             std::lock_guard const lock(client_lock_);
             code = mosquitto_subscribe(client_.get(), nullptr, item.topic.c_str(), item.qos);
         }
-        if (code == MOSQ_ERR_NO_CONN || code == MOSQ_ERR_CONN_LOST || code == MOSQ_ERR_NOMEM) {
+        all_taken = all_taken && code == MOSQ_ERR_SUCCESS;
+        if (code == MOSQ_ERR_SUCCESS) {
+            std::lock_guard const lock(mutex_);
+            topics_.insert(item.topic);
+        } else if (code == MOSQ_ERR_NO_CONN || code == MOSQ_ERR_CONN_LOST || code == MOSQ_ERR_NOMEM) {
             keep_for_later(item, mosquitto_strerror(code));
-            all_taken = false;
-            continue;
-        }
-        if (code != MOSQ_ERR_SUCCESS) {
+        } else {
             global_logf(lmtError, "MQTT : подписка на топик '%s' невозможна : %s", item.topic,
                         mosquitto_strerror(code));
-            all_taken = false;
-            continue;
         }
-        std::lock_guard const lock(mutex_);
-        topics_.insert(item.topic);
     }
     return all_taken;
 }
@@ -503,8 +480,7 @@ void mqClient::keep_for_later(subsItem const& item, char const* reason) {
     {
         std::lock_guard const lock(mutex_);
         missed_.push_back(item);
-        log_it = !miss_logged_;
-        miss_logged_ = true;
+        log_it = !std::exchange(miss_logged_, true);
     }
     if (log_it) {
         global_logf(lmtError, "MQTT : %s : подписка на топик '%s' не удалась : %s. Будет повторена.", identity_,
@@ -538,12 +514,11 @@ void mqClient::unsubscribe() {
     std::set<std::string> topics;
     {
         std::lock_guard const lock(mutex_);
-        topics.swap(topics_);
+        topics = topics_;
         missed_.clear();
     }
-    std::lock_guard const lock(client_lock_);
     for (std::string const& topic : topics) {
-        mosquitto_unsubscribe(client_.get(), nullptr, topic.c_str());
+        unsubscribe(topic);
     }
 }
 

@@ -79,32 +79,30 @@ class mqClient {
     std::string const& identity() const { return identity_; }
 
  private:
-    static void on_connect(mosquitto* client, void* self, int code);
-    static void on_disconnect(mosquitto* client, void* self, int code);
-    static void on_publish(mosquitto* client, void* self, int id);
-    static void on_subscribe(mosquitto* client, void* self, int id, int count, int const* granted);
-    static void on_message(mosquitto* client, void* self, mosquitto_message const* message);
-
-    /// Under `client_lock_`.
-    void renew_client();
-    void run();
-    bool serve_connection();
-    bool is_stopping() const;
-    void connection_made(int code);
-    void received(mosquitto_message const& message);
-    void keep_for_later(subsItem const& item, char const* reason);
-    void acknowledged(int id);
-    void attempt_failed(std::string const& reason);
-    void connection_lost();
-    bool wait_before_retry(int seconds);
-    bool has_room(std::unique_lock<std::mutex>& lock);
     struct Outgoing {
         std::string topic;
         std::string payload;
         int qos;
         bool retain;
     };
-    bool send(std::string const& topic, std::string const& payload, int qos, bool retain);
+
+    // What the library reports, see renew_client().
+    void on_connect(int code);
+    void on_disconnect(int code);
+    void on_publish(int id);
+    void on_subscribe(int id, int count, int const* granted);
+    void on_message(mosquitto_message const* message);
+
+    /// Under `client_lock_`.
+    void renew_client();
+    void run();
+    bool serve_connection();
+    void keep_for_later(subsItem const& item, char const* reason);
+    void attempt_failed(std::string const& reason);
+    void connection_lost();
+    bool wait_before_retry(int seconds);
+    bool has_room(std::unique_lock<std::mutex>& lock);
+    bool send(Outgoing const& message);
     size_t send_outbox(size_t most);
     bool is_under_way();
     int round();

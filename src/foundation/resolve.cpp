@@ -1,9 +1,9 @@
 #include "foundation/resolve.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <cstring>
 #include <exception>
+#include <future>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -20,13 +20,7 @@ namespace xsock {
 
 namespace {
 
-/// Shared by the askers and the thread; whoever is last frees it.
-struct Question {
-    std::mutex mutex;
-    std::condition_variable answered;
-    bool done = false;
-    std::vector<PeerAddress> addresses;
-};
+using Addresses = std::vector<PeerAddress>;
 
 /// The questions that are under way. While the name servers are away the system's resolver takes longer than any asker
 /// waits: whoever asks for the same name meanwhile joins in, or each attempt would leave a thread more.
@@ -37,30 +31,33 @@ class Questions {
         return *questions;
     }
     /// Raises std::system_error when no thread can be made.
-    std::shared_ptr<Question> put(std::string const& host, int port) {
+    std::shared_future<Addresses> put(std::string const& host, int port) {
         std::lock_guard const lock(mutex_);
-        auto& question = open_[{host, port}];
-        if (!question) {
-            question = std::make_shared<Question>();
-            try {
-                std::thread(&Questions::answer, this, host, port, question).detach();
-            } catch (...) {
-                open_.erase({host, port});
-                throw;
-            }
+        auto const known = open_.find({host, port});
+        if (known != open_.end()) {
+            return known->second;
         }
-        return question;
+        std::promise<Addresses> question;
+        std::shared_future<Addresses> const answer = question.get_future().share();
+        open_.emplace(std::pair(host, port), answer);
+        try {
+            std::thread(&Questions::find, this, host, port, std::move(question)).detach();
+        } catch (...) {
+            open_.erase({host, port});
+            throw;
+        }
+        return answer;
     }
 
  private:
-    void answer(std::string const& host, int port, std::shared_ptr<Question> const& question);
+    void find(std::string const& host, int port, std::promise<Addresses> question);
 
     std::mutex mutex_;
-    std::map<std::pair<std::string, int>, std::shared_ptr<Question>> open_;
+    std::map<std::pair<std::string, int>, std::shared_future<Addresses>> open_;
 };
 
 /// False when the resolver has no answer.
-bool ask(std::string const& host, int port, int flags, std::vector<PeerAddress>& addresses) {
+bool ask(std::string const& host, int port, int flags, Addresses& addresses) {
     addrinfo hints = {};
     hints.ai_family = AF_UNSPEC;
     hints.ai_socktype = SOCK_STREAM;
@@ -79,10 +76,10 @@ bool ask(std::string const& host, int port, int flags, std::vector<PeerAddress>&
     return true;
 }
 
-void Questions::answer(std::string const& host, int port, std::shared_ptr<Question> const& question) {
+void Questions::find(std::string const& host, int port, std::promise<Addresses> question) {
     xCommon::name_thread("dns", host);
     xCommon::FaultStack const fault_stack;
-    std::vector<PeerAddress> found;
+    Addresses found;
     try {
         ask(host, port, 0, found);
     } catch (std::exception const& e) {
@@ -93,29 +90,25 @@ void Questions::answer(std::string const& host, int port, std::shared_ptr<Questi
         std::lock_guard const lock(mutex_);
         open_.erase({host, port});
     }
-    std::lock_guard const lock(question->mutex);
-    question->addresses = std::move(found);
-    question->done = true;
-    question->answered.notify_all();
+    question.set_value(std::move(found));
 }
 
 }  // namespace
 
 std::vector<PeerAddress> resolve(std::string const& host, int port, int wait_ms) {
-    std::vector<PeerAddress> addresses;
+    Addresses addresses;
     if (port < 1 || port > 65535 || ask(host, port, AI_NUMERICHOST, addresses)) {
         return addresses;
     }
-    std::shared_ptr<Question> question;
     try {
-        question = Questions::all().put(host, port);
+        std::shared_future<Addresses> const answer = Questions::all().put(host, port);
+        if (answer.wait_for(std::chrono::milliseconds(wait_ms)) == std::future_status::ready) {
+            addresses = answer.get();
+        }
     } catch (std::exception const& e) {
         xCommon::global_logf(xCommon::lmtError, "поиск адреса %s : %s.", host, e.what());
-        return addresses;
     }
-    std::unique_lock lock(question->mutex);
-    question->answered.wait_for(lock, std::chrono::milliseconds(wait_ms), [&question] { return question->done; });
-    return question->done ? question->addresses : addresses;
+    return addresses;
 }
 
 }  // namespace xsock

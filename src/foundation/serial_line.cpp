@@ -22,20 +22,27 @@ using xCommon::jUtils;
 
 namespace {
 
+/// A word of a key, and what it means to termios.
 template <typename T>
 struct Word {
     char const* text;
     T value;
+    tcflag_t input_flags;
+    tcflag_t control_flags;
 };
 
-constexpr Word<parity_t> parity_words[] = {{"none", parity_t::none},
-                                           {"odd", parity_t::odd},
-                                           {"even", parity_t::even},
-                                           {"mark", parity_t::mark},
-                                           {"space", parity_t::space}};
+constexpr Word<parity_t> parity_words[] = {{"none", parity_t::none, 0, 0},
+                                           {"odd", parity_t::odd, INPCK, PARENB | PARODD},
+                                           {"even", parity_t::even, INPCK, PARENB},
+                                           {"mark", parity_t::mark, INPCK, PARENB | PARODD | CMSPAR},
+                                           {"space", parity_t::space, INPCK, PARENB | CMSPAR}};
 
-constexpr Word<flowcontrol_t> flowcontrol_words[] = {
-    {"none", flowcontrol_t::none}, {"software", flowcontrol_t::software}, {"hardware", flowcontrol_t::hardware}};
+constexpr Word<flowcontrol_t> flowcontrol_words[] = {{"none", flowcontrol_t::none, 0, 0},
+                                                     {"software", flowcontrol_t::software, IXON | IXOFF, 0},
+                                                     {"hardware", flowcontrol_t::hardware, 0, CRTSCTS}};
+
+/// By the number of bits; 8 for one that is none.
+constexpr tcflag_t size_flags[] = {CS8, CS8, CS8, CS8, CS8, CS5, CS6, CS7, CS8};
 
 template <typename T>
 T look_up(std::span<Word<T> const> words, Json::Value const& value, T fallback) {
@@ -95,31 +102,13 @@ tcflag_t rate_flag(unsigned int baudrate) {
     return BOTHER;
 }
 
-tcflag_t size_flag(bytesize_t bytesize) {
-    switch (bytesize) {
-        case bytesize_t::five:
-            return CS5;
-        case bytesize_t::six:
-            return CS6;
-        case bytesize_t::seven:
-            return CS7;
-        default:
-            return CS8;
-    }
-}
-
-tcflag_t parity_flags(parity_t parity) {
-    switch (parity) {
-        case parity_t::odd:
-            return PARENB | PARODD;
-        case parity_t::even:
-            return PARENB;
-        case parity_t::mark:
-            return PARENB | PARODD | CMSPAR;
-        case parity_t::space:
-            return PARENB | CMSPAR;
-        default:
-            return 0;
+template <typename T>
+void set_flags(termios2& settings, std::span<Word<T> const> words, T value) {
+    for (Word<T> const& word : words) {
+        if (word.value == value) {
+            settings.c_iflag |= word.input_flags;
+            settings.c_cflag |= word.control_flags;
+        }
     }
 }
 
@@ -191,19 +180,14 @@ void xrs::configure() {
     if (ioctl(fd_, TCGETS2, &settings) != 0) {
         throw xCommon::xExceptionf("%s : %s", path_, std::strerror(errno));
     }
-    settings.c_iflag = flowcontrol_ == flowcontrol_t::software ? IXON | IXOFF : 0;
-    if (parity_ != parity_t::none) {
-        settings.c_iflag |= INPCK;
-    }
+    settings.c_iflag = 0;
     settings.c_oflag = 0;
     settings.c_lflag = 0;
-    tcflag_t const rate = rate_flag(baudrate_);
-    settings.c_cflag = CREAD | CLOCAL | rate | size_flag(bytesize_) | parity_flags(parity_);
+    settings.c_cflag = CREAD | CLOCAL | rate_flag(baudrate_) | size_flags[static_cast<size_t>(bytesize_)];
+    set_flags<parity_t>(settings, parity_words, parity_);
+    set_flags<flowcontrol_t>(settings, flowcontrol_words, flowcontrol_);
     if (stopbits_ != stopbits_t::one) {
         settings.c_cflag |= CSTOPB;  // with 5 data bits the hardware makes 1.5 of it
-    }
-    if (flowcontrol_ == flowcontrol_t::hardware) {
-        settings.c_cflag |= CRTSCTS;
     }
     settings.c_ispeed = baudrate_;
     settings.c_ospeed = baudrate_;

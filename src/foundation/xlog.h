@@ -203,8 +203,7 @@ void global_logf(LMT type, CheckedFormat<Args...> format, Args const&... args) {
 /// A node in the tree of log sources: its lines carry its name.
 class LogItem {
  public:
-    explicit LogItem(LogItem* parent) : log_parent_(parent) {}
-    LogItem(LogItem* parent, std::string item_name) : name(std::move(item_name)), log_parent_(parent) {}
+    explicit LogItem(LogItem* parent, std::string item_name = {}) : name(std::move(item_name)), log_parent_(parent) {}
     virtual ~LogItem() = default;
 
     template <size_t Size>

@@ -22,10 +22,8 @@ class xMisc {
 
 class xSystem {
  public:
-    /// Runs a shell command and gives its exit status, -1 if it could not be started. The child gets the signal mask
-    /// and dispositions that this process was started with.
-    static int Exec(std::string const& command);
-    /// The same, gives what the command printed without its last line feed; empty if it could not be started.
+    /// Runs a shell command and gives what it printed without its last line feed; empty if it could not be started. The
+    /// child gets the signal mask and dispositions that this process was started with.
     static std::string ExecAndGetResult(std::string const& command);
     /// Sets a file's times to now, as the command `touch` does and with the same events for who watches it, but makes
     /// no missing file. False, with errno, if that can't be done.

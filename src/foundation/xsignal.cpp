@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cstring>
-#include <system_error>
 #include <thread>
 
 #include <execinfo.h>
@@ -31,14 +30,11 @@ std::atomic<Stage> stage = Stage::none;
 std::atomic<int> fault_number = 0;
 std::atomic<pthread_t> fault_thread = {};
 
-/// Read at the first use, ahead of any change.
-sigset_t const& start_mask() {
-    static sigset_t const mask = [] {
-        sigset_t current;
-        pthread_sigmask(SIG_BLOCK, nullptr, &current);
-        return current;
-    }();
-    return mask;
+void unblock(int number) {
+    sigset_t only_this;
+    sigemptyset(&only_this);
+    sigaddset(&only_this, number);
+    pthread_sigmask(SIG_UNBLOCK, &only_this, nullptr);
 }
 
 void run_handler(int number) {
@@ -56,10 +52,7 @@ void leave_core(int number) {
     pid_t const child = _Fork();
     if (child == 0) {
         signal(number, SIG_DFL);
-        sigset_t only_this;
-        sigemptyset(&only_this);
-        sigaddset(&only_this, number);
-        pthread_sigmask(SIG_UNBLOCK, &only_this, nullptr);
+        unblock(number);
         raise(number);
         _exit(1);
     }
@@ -72,10 +65,7 @@ void leave_core(int number) {
 void tell_and_end(int number) {
     stage = Stage::telling;
     // The alarm must reach a thread that can take it, and this one may hang from here on.
-    sigset_t only_alarm;
-    sigemptyset(&only_alarm);
-    sigaddset(&only_alarm, SIGALRM);
-    pthread_sigmask(SIG_UNBLOCK, &only_alarm, nullptr);
+    unblock(SIGALRM);
     if (fault_handler != nullptr) {
         alarm(handler_limit_s);
         char const* name = sigabbrev_np(number);
@@ -149,7 +139,7 @@ FaultStack::~FaultStack() {
 }
 
 void xSignalHandling::hold() {
-    start_mask();
+    original_mask();
     sigset_t const awaited = termination_set();
     pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
 }
@@ -175,8 +165,14 @@ void xSignalHandling::setHandlers2(void (*handler)(int), void (*fault)(int, char
     std::thread(wait_for_termination).detach();
 }
 
+/// Read at the first use, ahead of any change.
 sigset_t const& xSignalHandling::original_mask() {
-    return start_mask();
+    static sigset_t const mask = [] {
+        sigset_t current;
+        pthread_sigmask(SIG_BLOCK, nullptr, &current);
+        return current;
+    }();
+    return mask;
 }
 
 void xSignalHandling::restore_for_exec() {

@@ -1,11 +1,10 @@
 #include "foundation/xstring.h"
 
 #include <algorithm>
-#include <cerrno>
+#include <bit>
 #include <charconv>
-#include <cstdlib>
-#include <limits>
 #include <stdexcept>
+#include <utility>
 
 #include "foundation/byte_list.h"
 
@@ -24,15 +23,12 @@ std::vector<std::string> xString::Split(std::string const& text, std::string con
     std::vector<std::string> pieces;
     size_t begin = 0;
     while (begin < text.size()) {
-        size_t end = separator.empty() ? std::string::npos : text.find(separator, begin);
-        end = std::min(end, text.size());
+        // An empty separator parts nothing.
+        size_t const end = separator.empty() ? text.size() : std::min(text.find(separator, begin), text.size());
         if (end > begin) {
             pieces.push_back(text.substr(begin, end - begin));
         }
-        begin = end + separator.size();
-        if (separator.empty()) {
-            break;
-        }
+        begin = end + std::max<size_t>(separator.size(), 1);
     }
     return pieces;
 }
@@ -81,21 +77,6 @@ std::string xString::CutUtf8(std::string const& text, size_t limit) {
 
 namespace {
 
-/// What strtoll and strtoull have in common here. `name` is what the exceptions are called by.
-template <typename Convert>
-auto converted(std::string const& text, char const* name, Convert convert) {
-    char* end = nullptr;
-    errno = 0;
-    auto const number = convert(text.c_str(), &end, 10);
-    if (end == text.c_str()) {
-        throw std::invalid_argument(name);
-    }
-    if (errno == ERANGE) {
-        throw std::out_of_range(name);
-    }
-    return number;
-}
-
 /// Length of the character at the head of a text that may stand in the log as it is; 0 for one that may not.
 size_t plain_length(std::string_view text) {
     size_t const length = xString::utf8_length(text);
@@ -108,53 +89,46 @@ size_t plain_length(std::string_view text) {
 }  // namespace
 
 int xString::stol32(std::string const& text) {
-    constexpr char name[] = "stol";
-    long long const number = converted(text, name, std::strtoll);
-    if (number < std::numeric_limits<int>::min() || number > std::numeric_limits<int>::max()) {
-        throw std::out_of_range(name);
+    long const number = std::stol(text);
+    if (!std::in_range<int>(number)) {
+        throw std::out_of_range("stol");
     }
     return static_cast<int>(number);
 }
 
 unsigned int xString::stoul32(std::string const& text) {
-    constexpr char name[] = "stoul";
-    unsigned long long const number = converted(text, name, std::strtoull);
+    unsigned long const number = std::stoul(text);
     size_t const sign = text.find_first_not_of(" \t\n\v\f\r");
-    unsigned long long const magnitude = text[sign] == '-' ? 0 - number : number;
-    if (magnitude > std::numeric_limits<unsigned int>::max()) {
-        throw std::out_of_range(name);
+    if (!std::in_range<unsigned int>(text[sign] == '-' ? 0 - number : number)) {
+        throw std::out_of_range("stoul");
     }
     return static_cast<unsigned int>(number);
 }
 
 size_t xString::utf8_length(std::string_view text) {
+    /// By length, the first code point that needs it.
+    static constexpr unsigned int least[] = {0, 0, 0x80, 0x800, 0x10000};
     if (text.empty()) {
         return 0;
     }
-    auto const byte = [text](size_t at) { return static_cast<unsigned char>(text[at]); };
-    unsigned char const lead = byte(0);
-    size_t length = 0;
+    auto const lead = static_cast<unsigned char>(text.front());
     if (lead < 0x80) {
-        length = 1;
-    } else if (lead >= 0xC2 && lead < 0xE0) {
-        length = 2;
-    } else if (lead >= 0xE0 && lead < 0xF0) {
-        length = 3;
-    } else if (lead >= 0xF0 && lead < 0xF5) {
-        length = 4;
+        return 1;
     }
-    if (length > text.size()) {
+    auto const length = static_cast<size_t>(std::countl_one(lead));
+    if (length < 2 || length > 4 || length > text.size()) {
         return 0;
     }
-    for (size_t index = 1; index < length; ++index) {
-        if ((byte(index) & 0xC0U) != 0x80U) {
+    unsigned int code = lead & (0x7FU >> length);
+    for (char const c : text.substr(1, length - 1)) {
+        auto const byte = static_cast<unsigned char>(c);
+        if ((byte & 0xC0U) != 0x80U) {
             return 0;
         }
+        code = (code << 6U) | (byte & 0x3FU);
     }
-    // Longer than needed, half of a surrogate pair, or behind the last code point.
-    bool const is_wrong = (lead == 0xE0 && byte(1) < 0xA0) || (lead == 0xED && byte(1) > 0x9F) ||
-                          (lead == 0xF0 && byte(1) < 0x90) || (lead == 0xF4 && byte(1) > 0x8F);
-    return is_wrong ? 0 : length;
+    bool const is_surrogate = code >= 0xD800 && code < 0xE000;
+    return code < least[length] || code > 0x10FFFF || is_surrogate ? 0 : length;
 }
 
 bool xString::IsPlain(std::string_view text) {
@@ -173,6 +147,8 @@ bool xString::IsPlain(std::string_view text) {
 }
 
 std::string xString::Shown(std::string_view text, size_t limit) {
+    constexpr std::string_view with_letter = "\n\r\t";
+    constexpr std::string_view letters = "nrt";
     std::string shown;
     size_t at = 0;
     while (at < text.size()) {
@@ -185,20 +161,9 @@ std::string xString::Shown(std::string_view text, size_t limit) {
             at += length;
             continue;
         }
-        char const c = text[at++];
-        switch (c) {
-            case '\n':
-                shown += "\\n";
-                break;
-            case '\r':
-                shown += "\\r";
-                break;
-            case '\t':
-                shown += "\\t";
-                break;
-            default:
-                shown += Format("\\x%02X", static_cast<unsigned int>(static_cast<unsigned char>(c)));
-        }
+        auto const code = static_cast<unsigned char>(text[at++]);
+        size_t const known = with_letter.find(static_cast<char>(code));
+        shown += known != std::string_view::npos ? Format("\\%c", letters[known]) : Format("\\x%02X", code);
     }
     if (at < text.size()) {
         shown += Format("... (всего %d байт)", text.size());

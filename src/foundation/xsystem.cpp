@@ -1,8 +1,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <memory>
+#include <fstream>
 
 #include <fcntl.h>
 #include <malloc.h>
@@ -19,7 +18,7 @@ namespace xCommon {
 
 namespace {
 
-/// Starts "/bin/sh -c command"; `output` becomes its standard output unless it is negative. Gives -1 on failure.
+/// Starts "/bin/sh -c command" with `output` as its standard output. Gives -1 on failure.
 /// system() and popen() would hand the blocked termination signals of this process on to the child.
 pid_t start_shell(std::string const& command, int output) {
     posix_spawnattr_t attributes;
@@ -32,9 +31,7 @@ pid_t start_shell(std::string const& command, int output) {
     posix_spawnattr_setsigdefault(&attributes, &defaults);
     posix_spawnattr_setsigmask(&attributes, &xSignalHandling::original_mask());
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-    if (output >= 0) {
-        posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-    }
+    posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
     std::string text = command;
     char shell[] = "sh";
     char option[] = "-c";
@@ -48,16 +45,6 @@ pid_t start_shell(std::string const& command, int output) {
     return child;
 }
 
-int wait_for(pid_t child) {
-    int status = 0;
-    while (waitpid(child, &status, 0) < 0) {
-        if (errno != EINTR) {
-            return -1;
-        }
-    }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
 }  // namespace
 
 void xSystem::ShareMemory() {
@@ -66,33 +53,27 @@ void xSystem::ShareMemory() {
 
 void xSystem::GiveBackMemory() {
     malloc_trim(0);
-    std::unique_ptr<FILE, int (*)(FILE*)> const maps(std::fopen("/proc/self/smaps", "re"), &std::fclose);
-    std::array<char, 4096> line{};
+    std::ifstream maps("/proc/self/smaps");
     unsigned long begin = 0;
     unsigned long end = 0;
     bool is_file = false;
-    while (maps && std::fgets(line.data(), static_cast<int>(line.size()), maps.get()) != nullptr) {
+    for (std::string line; std::getline(maps, line);) {
         unsigned long from = 0;
         unsigned long to = 0;
         unsigned long own = 0;
         std::array<char, 5> access{};
-        if (std::sscanf(line.data(), "%lx-%lx %4s", &from, &to, access.data()) == 3) {
+        if (std::sscanf(line.c_str(), "%lx-%lx %4s", &from, &to, access.data()) == 3) {
             begin = from;
             end = to;
-            is_file = access[1] == '-' && std::strchr(line.data(), '/') != nullptr;
-        } else if (std::sscanf(line.data(), "Anonymous: %lu", &own) == 1) {
+            is_file = access[1] == '-' && line.find('/') != std::string::npos;
+        } else if (std::sscanf(line.c_str(), "Anonymous: %lu", &own) == 1) {
             is_file = is_file && own == 0;
-        } else if (std::sscanf(line.data(), "Swap: %lu", &own) == 1 && is_file && own == 0) {
+        } else if (std::sscanf(line.c_str(), "Swap: %lu", &own) == 1 && is_file && own == 0) {
             // Nothing in it differs from the file: not so where the linker has filled in addresses.
             // NOLINTNEXTLINE(performance-no-int-to-ptr): the kernel tells it as text
             madvise(reinterpret_cast<void*>(begin), end - begin, MADV_DONTNEED);
         }
     }
-}
-
-int xSystem::Exec(std::string const& command) {
-    pid_t const child = start_shell(command, -1);
-    return child < 0 ? -1 : wait_for(child);
 }
 
 std::string xSystem::ExecAndGetResult(std::string const& command) {
@@ -113,7 +94,8 @@ std::string xSystem::ExecAndGetResult(std::string const& command) {
                 break;
             }
         }
-        wait_for(child);
+        while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+        }
     }
     close(ends[0]);
     if (!result.empty() && result.back() == '\n') {
@@ -136,20 +118,11 @@ bool xSystem::Touch(std::string const& path) {
 void xSystem::mem_usage(double& vm, double& resident) {
     vm = 0;
     resident = 0;
-    FILE* file = fopen("/proc/self/statm", "re");
-    if (file == nullptr) {
-        return;
-    }
-    unsigned long pages_vm = 0;
-    unsigned long pages_resident = 0;
-    char line[128];
-    bool const read = fgets(line, sizeof(line), file) != nullptr;
-    fclose(file);
-    // NOLINTNEXTLINE(cert-err34-c): the kernel writes plain numbers
-    if (read && sscanf(line, "%lu %lu", &pages_vm, &pages_resident) == 2) {
+    std::ifstream pages("/proc/self/statm");
+    if (pages >> vm >> resident) {
         double const page_kib = static_cast<double>(sysconf(_SC_PAGESIZE)) / 1024;
-        vm = static_cast<double>(pages_vm) * page_kib;
-        resident = static_cast<double>(pages_resident) * page_kib;
+        vm *= page_kib;
+        resident *= page_kib;
     }
 }
 

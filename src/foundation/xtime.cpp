@@ -1,6 +1,6 @@
-#include <cerrno>
 #include <chrono>
 #include <ctime>
+#include <thread>
 
 #include "foundation/xmisc.h"
 
@@ -33,12 +33,7 @@ std::chrono::steady_clock::time_point xtime::steady() {
 }
 
 void xMisc::delay(int milliseconds) {
-    if (milliseconds <= 0) {
-        return;
-    }
-    timespec left{milliseconds / 1000, (milliseconds % 1000) * 1000000L};
-    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
-    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 
 }  // namespace xCommon

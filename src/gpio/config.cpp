@@ -111,6 +111,7 @@ constexpr keys::Key channel_table[] = {
     {"scale", Type::number, read_scale, "1", "counters: what one pulse adds", "счётчики: сколько добавляет импульс"},
 };
 
+constexpr char empty_document[] = "config : пустой файл конфигурации.";
 constexpr char no_channels[] = "config : в конфигурационно0м файле не задано ни одного канала.";
 
 constexpr keys::Key table[] = {
@@ -140,7 +141,7 @@ channel_t::channel_t(LogItem* parent, Json::Value const& node) : LogItem(parent)
 
 config_t::config_t(Json::Value const& root) : LogItem(nullptr) {
     if (root.empty()) {
-        throw xException("config : пустой файл конфигурации.");
+        throw xException(empty_document);
     }
     keys::read(table, *this, root);
     load_channels(jUtils::at(root, "channels"));
@@ -190,7 +191,7 @@ std::unique_ptr<config_t> config_t::Load(std::string const& file) {
     }
     Json::Value const root = jUtils::Load(file);
     if (root.empty()) {
-        throw xException("config : пустой файл конфигурации.");
+        throw xException(empty_document);
     }
     return Load(root);
 }

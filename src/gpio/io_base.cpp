@@ -24,15 +24,12 @@ io_base::io_base(xCommon::LogItem* parent, channel_t const* line_channel) : LogI
     }
     name = channel->name;
     unexp();
-    char const* fault = nullptr;
     if (!exp()) {
-        fault = "%s : io_base : ошибка инициализации канала.";
-    } else if (!set_dir()) {
-        fault = "%s : io_base : ошибка установки направления канала.";
+        throw xCommon::xExceptionf("%s : io_base : ошибка инициализации канала.", name);
     }
-    if (fault != nullptr) {
+    if (!set_dir()) {
         close_value();  // no destructor runs for what was never made
-        throw xCommon::xExceptionf(xCommon::RuntimeFormat(fault), name);
+        throw xCommon::xExceptionf("%s : io_base : ошибка установки направления канала.", name);
     }
     event.events = EPOLLET;
     event.data.fd = value_fd;
@@ -124,8 +121,8 @@ bool io_base::write(std::string const& path, std::string const& text) const {
 }
 
 /// sysfs gives a fresh level to a read from the start only.
-bool io_base::rewind(int fd) const {
-    if (lseek(fd, 0, SEEK_SET) == 0) {
+bool io_base::rewind() const {
+    if (lseek(value_fd, 0, SEEK_SET) == 0) {
         return true;
     }
     Logf(lmtError, "ошибка позиционирования значения : %s.", std::strerror(errno));
@@ -134,7 +131,7 @@ bool io_base::rewind(int fd) const {
 
 std::string io_base::get_value() {
     std::lock_guard const lock(mutex_);
-    if (!rewind(value_fd)) {
+    if (!rewind()) {
         return {};
     }
     char level = 0;
@@ -155,7 +152,7 @@ std::string io_base::prepare_value(std::string const& text) const {
 
 bool io_base::set_value(std::string const& text) {
     std::lock_guard const lock(mutex_);
-    if (!rewind(value_fd)) {
+    if (!rewind()) {
         return false;
     }
     std::string const level = prepare_value(text.substr(0, 1));

@@ -69,13 +69,15 @@ class io_base : public xCommon::LogItem {
     bool irr_ok = false;
     epoll_event event{};
 
+    /// The topic of the value.
+    std::string topic() const;
+
  protected:
     /// There is something to look at.
     bool is_pending(bool from_event) const { return from_event || deb_start != unset; }
-    std::string topic() const;
 
  private:
-    bool rewind(int fd) const;
+    bool rewind() const;
     void close_value();
 
     /// Each access to the value is a seek and a read or write of one descriptor.

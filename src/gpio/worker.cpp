@@ -187,8 +187,7 @@ void worker::read_touches() {
         if (event.mask == IN_ACCESS) {
             continue;
         }
-        auto const line = std::find_if(lines.begin(), lines.end(),
-                                       [watch = event.wd](auto const& candidate) { return candidate->watch == watch; });
+        auto const line = std::ranges::find(lines, event.wd, &io_base::watch);
         if (line == lines.end()) {
             Logf(lmtTrace, "не найден обработчик события inotify : %d", event.wd);
             continue;
@@ -201,8 +200,7 @@ void worker::irr_hand(int count) {
     Logf(lmtTrace, "обработка прерываний : %d.", count);
     for (int index = 0; index < count; ++index) {
         int const fd = events[static_cast<size_t>(index)].data.fd;
-        auto const found =
-            std::find_if(lines.begin(), lines.end(), [fd](auto const& candidate) { return candidate->value_fd == fd; });
+        auto const found = std::ranges::find(lines, fd, &io_base::value_fd);
         if (found == lines.end()) {
             Logf(lmtError, "не найден обработчик прерывания : %d.", fd);
             continue;
@@ -256,9 +254,8 @@ bool worker::mq_start() {
     }
     if (!client) {
         xCommon::global_log(lmtError, "Worker::mqActivate : проблемы с подключением к MQTT.");
-        return false;
     }
-    return true;
+    return client != nullptr;
 }
 
 void worker::mq_check() {
@@ -280,7 +277,7 @@ void worker::mq_on_connect() {
     overtaken_totals_.clear();
     std::vector<xMQ::subsItem> items;
     for (auto const& line : lines) {
-        std::string const topic = xString::Format(topic_value, name, line->name);
+        std::string const topic = line->topic();
         if (line->channel->type != type_base) {
             awaited_totals_.insert(topic + gpio_suffix_total);
             items.push_back({topic + gpio_suffix_total, 2});
@@ -315,8 +312,7 @@ io_base* worker::getby_topic(std::string const& topic, bool& is_total) {
         Log(lmtError, "ошибка в формате топика : _total | on.");
         return nullptr;
     }
-    auto const line = std::find_if(lines.begin(), lines.end(),
-                                   [&control](auto const& candidate) { return candidate->name == control; });
+    auto const line = std::ranges::find(lines, control, &io_base::name);
     return line != lines.end() ? line->get() : nullptr;
 }
 
@@ -355,7 +351,7 @@ void worker::mq_on_message(std::string& topic, std::string& payload) {
         return;
     }
     if (line->set_value(payload)) {
-        client->publish(xString::Format(topic_value, name, line->name), payload, 0, true);
+        client->publish(line->topic(), payload, 0, true);
     }
 }
 

@@ -29,10 +29,10 @@ class iTran {
     virtual bool read_all(unsigned char* buffer, int count) = 0;
     /// Bytes written; -1 if not open.
     virtual int write(unsigned char* buffer, int count) = 0;
-    virtual int write(xCommon::ByteList& bytes) = 0;
+    virtual int write(xCommon::ByteList& bytes) { return write(bytes.data(), static_cast<int>(bytes.size())); }
     /// True only if all went out.
     virtual bool write_all(unsigned char* buffer, int count) = 0;
-    virtual bool write_all(xCommon::ByteList& bytes) = 0;
+    virtual bool write_all(xCommon::ByteList& bytes) { return write_all(bytes.data(), static_cast<int>(bytes.size())); }
     /// Drops pending input.
     virtual void flush_in() = 0;
     /// Drops or drains pending output.

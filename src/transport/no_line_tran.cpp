@@ -14,32 +14,12 @@ size_t canned_position = 0;
 
 }  // namespace
 
-bool NoLineTran::open() {
-    is_open_ = true;
-    return true;
-}
-
-int z2tTran::read(unsigned char* /*buffer*/, int count) {
-    return count;
-}
-
-bool z2tTran::read_all(unsigned char* buffer, int count) {
-    return read(buffer, count) == count;
-}
-
 int nullTran::read(unsigned char* buffer, int count) {
     std::lock_guard const lock(canned_lock);
     if (count <= 0 || canned_position + static_cast<size_t>(count) > canned_answer.size()) {
         return 0;
     }
     std::copy_n(canned_answer.begin() + static_cast<std::ptrdiff_t>(canned_position), count, buffer);
-    canned_position += static_cast<size_t>(count);
-    if (canned_position == canned_answer.size()) {
-        canned_position = 0;
-    }
+    canned_position = (canned_position + static_cast<size_t>(count)) % canned_answer.size();
     return count;
-}
-
-bool nullTran::read_all(unsigned char* buffer, int count) {
-    return read(buffer, count) == count;
 }

@@ -1,7 +1,5 @@
 #include "transport/rs_tran.h"
 
-#include <vector>
-
 #include "foundation/xexception.h"
 
 using xCommon::lmtError;
@@ -9,11 +7,7 @@ using xCommon::lmtError;
 namespace {
 
 xserial::Timeout make_timeout(int rto, int sto) {
-    xserial::Timeout timeout;
-    timeout.inter_byte = -1;
-    timeout.read_constant = rto;
-    timeout.write_constant = sto;
-    return timeout;
+    return {.read_constant = rto, .write_constant = sto};
 }
 
 }  // namespace
@@ -69,19 +63,25 @@ int rsTran::read_piece(unsigned char* buffer, int count) {
     return count <= 0 ? 0 : noted(buffer, static_cast<int>(line_->readSome(buffer, static_cast<unsigned int>(count))));
 }
 
-bool rsTran::read_all(unsigned char* buffer, int count) {
+/// Pieces until all have gone; the first one that fails ends it.
+template <typename Piece>
+bool rsTran::move_all(unsigned char* buffer, int count, Piece next_piece) {
     if (!is_open()) {
         return false;
     }
-    int got = 0;
-    while (got < count) {
-        int const piece = read(buffer + got, count - got);
+    int moved = 0;
+    while (moved < count) {
+        int const piece = next_piece(buffer + moved, count - moved);
         if (piece < 1) {
             return false;
         }
-        got += piece;
+        moved += piece;
     }
     return true;
+}
+
+bool rsTran::read_all(unsigned char* buffer, int count) {
+    return move_all(buffer, count, [this](unsigned char* to, int most) { return read(to, most); });
 }
 
 int rsTran::write(unsigned char* buffer, int count) {
@@ -91,36 +91,12 @@ int rsTran::write(unsigned char* buffer, int count) {
     return count <= 0 ? 0 : written(buffer, static_cast<int>(line_->write(buffer, static_cast<unsigned int>(count))));
 }
 
-int rsTran::write(xCommon::ByteList& bytes) {
-    if (!is_open()) {
-        return -1;
-    }
-    auto const count = static_cast<unsigned int>(bytes.size());
-    return count == 0 ? 0 : written(bytes.data(), static_cast<int>(line_->write(bytes.data(), count)));
-}
-
 bool rsTran::write_all(unsigned char* buffer, int count) {
-    if (!is_open()) {
-        return false;
-    }
-    int sent = 0;
-    while (sent < count) {
-        int const piece = write(buffer + sent, count - sent);
-        if (piece < 1) {
-            return false;
-        }
-        sent += piece;
-    }
-    return true;
+    return move_all(buffer, count, [this](unsigned char* from, int most) { return write(from, most); });
 }
 
 bool rsTran::write_all(xCommon::ByteList& bytes) {
-    if (!is_open() || bytes.empty()) {
-        return false;
-    }
-    std::vector<unsigned char> copy(bytes.size());
-    bytes.pop_buf(copy.data(), static_cast<int>(copy.size()));
-    return write_all(copy.data(), static_cast<int>(bytes.size()));
+    return !bytes.empty() && iTran::write_all(bytes);
 }
 
 void rsTran::flush_in() {

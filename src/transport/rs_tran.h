@@ -17,7 +17,7 @@ class rsTran : public iTran {
     int read(unsigned char* buffer, int count) override;
     bool read_all(unsigned char* buffer, int count) override;
     int write(unsigned char* buffer, int count) override;
-    int write(xCommon::ByteList& bytes) override;
+    using iTran::write;
     bool write_all(unsigned char* buffer, int count) override;
     bool write_all(xCommon::ByteList& bytes) override;
     void flush_in() override;
@@ -32,6 +32,9 @@ class rsTran : public iTran {
     int read_piece(unsigned char* buffer, int count) override;
 
  private:
+    template <typename Piece>
+    bool move_all(unsigned char* buffer, int count, Piece next_piece);
+
     std::unique_ptr<xserial::xrs> line_;
     bool open_failed_ = false;
 };

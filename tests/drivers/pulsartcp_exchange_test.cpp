@@ -216,25 +216,32 @@ TEST(Pulsar, ResponsesThatAreRefused) {
         SCOPED_TRACE(row.frame);
         config.save_request = {{0xBEEF, open}};
         auto* asked = &meter.param<c_param>();
-        BaseResult result;
+        pulsartcp::Findings found;
         // Just as long as what came, so that a sanitizer sees a read behind it.
         hex::Bytes frame = frame_text::reply(row.frame, {}, 0);
         frame.shrink_to_fit();
-        EXPECT_EQ(pdu::check_frame(&config, asked, result, frame.data(), static_cast<int>(frame.size())), row.code);
-        EXPECT_EQ(result.err, row.code == 0 ? "" : std::string("ответ НЕ получен : ") + row.reason);
+        EXPECT_EQ(pdu::check_frame(&config, asked, found, frame.data(), static_cast<int>(frame.size())), row.code);
+        EXPECT_EQ(found.failure, row.code == 0 ? "" : std::string("ответ НЕ получен : ") + row.reason);
         bool const matched = row.code < -3 || row.code == 0;
         EXPECT_EQ(config.save_request.empty(), matched);
         EXPECT_EQ(asked == open, matched);
     }
+    // Told by the dialogue, and there alone.
+    for (char const* answer : {rows[2].frame, rows[14].frame}) {
+        config.save_request = {{0xBEEF, open}};
+        meter.line().script.otherwise(Reply{.hex = answer});
+        meter.poll();
+    }
     EXPECT_EQ(log.count("[3] [open] ответ НЕ получен : не совпали CRC"), 1);
     EXPECT_EQ(log.count("[4] [open] crc : 5959, received_crc : 5958"), 1);
     EXPECT_EQ(log.count("[4] [asked] id : 48878"), 1);
+    EXPECT_EQ(log.count("[4] [asked] id : 48879"), 1) << "told ahead of the change to its own parameter";
 
     config.save_request = {{0, open}};
     auto* drawn = open;
-    BaseResult of_zero;
+    pulsartcp::Findings found;
     hex::Bytes zero = hex::bytes(hex::with_crc16("12 34 56 78 0A 0C FF FF 00 00"));
-    EXPECT_EQ(pdu::check_frame(&config, drawn, of_zero, zero.data(), 12), 0) << "a number like any other";
+    EXPECT_EQ(pdu::check_frame(&config, drawn, found, zero.data(), 12), 0) << "a number like any other";
 
     // A parameter of function 0 can't be told from an error, and a meter without an address has none to compare.
     hex::Bytes frame = hex::bytes(hex::with_crc16("12 34 56 78 00 0C 0A 00 EF BE"));
@@ -244,18 +251,16 @@ TEST(Pulsar, ResponsesThatAreRefused) {
         config.save_request = {{0xBEEF, open}};
         std::fill_n(frame.begin(), sid == 0 ? 4 : 0, static_cast<unsigned char>(0));
         auto* asked = open;
-        BaseResult result;
-        EXPECT_EQ(pdu::check_frame(&config, asked, result, frame.data(), 12), code);
+        EXPECT_EQ(pdu::check_frame(&config, asked, found, frame.data(), 12), code);
     }
     c_param* none = nullptr;
-    BaseResult result;
-    EXPECT_EQ(pdu::check_frame(&config, none, result, frame.data(), 12), -1);
-    EXPECT_EQ(result.err, "ответ НЕ получен : нулевой указатель _pulsartcp_param");
+    EXPECT_EQ(pdu::check_frame(&config, none, found, frame.data(), 12), -1);
+    EXPECT_EQ(found.failure, "ответ НЕ получен : нулевой указатель _pulsartcp_param");
     auto* asked = open;
-    EXPECT_EQ(pdu::check_frame(&config, asked, result, nullptr, 12), -1);
-    EXPECT_EQ(result.err, "ответ НЕ получен : нулевой указатель _frame");
-    EXPECT_EQ(pdu::check_frame(nullptr, asked, result, frame.data(), 12), -1);
-    EXPECT_EQ(result.err, "ответ НЕ получен : нулевой указатель _cdev");
+    EXPECT_EQ(pdu::check_frame(&config, asked, found, nullptr, 12), -1);
+    EXPECT_EQ(found.failure, "ответ НЕ получен : нулевой указатель _frame");
+    EXPECT_EQ(pdu::check_frame(nullptr, asked, found, frame.data(), 12), -1);
+    EXPECT_EQ(found.failure, "ответ НЕ получен : нулевой указатель _cdev");
 }
 
 TEST(Pulsar, ErrorCodes) {

@@ -10,9 +10,6 @@
 
 #include "ctl/line/hex.h"
 #include "drivers/xdlms/mac_frame.h"
-#include "drivers/xdlms/mac_sel.h"
-#include "drivers/xdlms/pdu.h"
-#include "drivers/xdlms/wpdu.h"
 #include "support/log_capture.h"
 #include "support/sample_config.h"
 

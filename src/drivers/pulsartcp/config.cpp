@@ -14,8 +14,6 @@ using xCommon::xExceptionf;
 
 namespace {
 
-const std::string type_word = "pulsar-tcp";
-
 CBFac const registrars[] = {CBFac::add<c_dev>("pulsar-tcp.cdev"), CBFac::add<c_param>("pulsar-tcp.cparam")};
 
 template <auto Member>
@@ -25,7 +23,8 @@ void read_unsigned(xCommon::LogItem& node, Json::Value const& json, keys::Key co
     if (value < key.least || value > key.most) {
         throw xExceptionf("%s : недопустимое значение ключа '%s' : %.0f.", node.name, key.name, value);
     }
-    member = static_cast<std::remove_reference_t<decltype(member)>>(static_cast<unsigned int>(value));
+    // Of a narrower member the low bytes count.
+    member = static_cast<unsigned int>(value);
 }
 
 using keys::Overlay;
@@ -73,14 +72,14 @@ void c_param::Compare(Json::Value& /*node*/) {
     Log(xCommon::lmtInfo, "СРАВНЕНИЕ 2");
 }
 
-c_dev::c_dev(CBase* port_node, Json::Value& node) : CDev(port_node, node), port(port_node) {
-    if (port == nullptr) {
+c_dev::c_dev(CBase* port_node, Json::Value& node) : CDev(port_node, node) {
+    if (port_node == nullptr) {
         throw xExceptionf("#%s : ctor : не указан порт.", name);
     }
     keys::read(address_table, *this, node);
     name = xCommon::xString::Format("%s_%d", name, sid);
     keys::read(device_table, *this, node);
-    Load(this, node, "params", suffix_cparam, type_word);
+    Load(this, node, "params", suffix_cparam, "pulsar-tcp");
     if (children.empty()) {
         throw xExceptionf("#%s : ctor : устройство не содержит ни одного параметра.", name);
     }

@@ -33,7 +33,6 @@ class c_dev : public CDev, public FromJson<c_dev> {
     c_dev(CBase* port_node, Json::Value& node);
     static keys::Tables key_tables();
 
-    CBase* port;
     /// Kind of the meter, by which its decoders are looked up; any text is taken here.
     std::string type_device;
     unsigned int sid = 0;

@@ -24,6 +24,7 @@ IBFac const registrar = IBFac::add<dev>("pulsar-tcp.dev");
 
 constexpr Exchange::Texts texts = {.request = "dev_pulsar_tcp::get_response : запрос"};
 
+constexpr DriverWords words = {"счётчиком Пульсар", "Пульсар"};
 constexpr WalkRules rules = {"Poll : исключение при опросе параметра : %s."};
 
 /// How long a meter is left alone behind a connection.
@@ -33,40 +34,48 @@ char const* text_of(bool value) {
     return value ? "true" : "false";
 }
 
-/// The member under the key, or null.
-template <typename Map, typename Key>
-auto const* find(Map const& map, Key const& key) {
-    auto const found = map.find(key);
-    return found == map.end() ? nullptr : &found->second;
+/// False with `br.err` set for a response that can't be used; see pdu::check_frame().
+bool check_response(c_dev& config, c_param*& param, unsigned char const* frame, int size, BaseResult& br) {
+    c_param const& asker = *param;
+    Findings found;
+    bool const ok = pdu::check_frame(&config, param, found, frame, size) == 0;
+    if (found.id) {
+        asker.Logf(lmtTrace, "id : %d", *found.id);
+    }
+    if (found.crc) {
+        param->Logf(lmtTrace, "crc : %d, received_crc : %d", *found.crc, found.received_crc);
+        if (!ok) {
+            param->Log(lmtError, "ответ НЕ получен : не совпали CRC");
+        }
+    }
+    br.err = found.failure;
+    return ok;
 }
 
 /// Null with `br.err` set when there is none.
 Handler const* find_handler(c_dev const& config, c_param const& param, BaseResult& br) {
-    auto const* const functions = find(config.handlers, config.type_device);
-    if (functions == nullptr) {
+    auto const kind = config.handlers.find(config.type_device);
+    if (kind == config.handlers.end()) {
         // The type word, not the kind that was looked up: the text is known so.
         br.err = xString::Format("ОШИБКА : неизвестное устройство : %s", param.type);
         return nullptr;
     }
-    auto const* const parameters = find(*functions, param.function);
-    if (parameters == nullptr) {
+    auto const function = kind->second.find(param.function);
+    if (function == kind->second.end()) {
         br.err = xString::Format("ОШИБКА : неизвестный номер функции : %d", param.function);
         return nullptr;
     }
-    Handler const* const handler = find(*parameters, static_cast<unsigned short>(param.parameter_number));
-    if (handler == nullptr) {
+    auto const handler = function->second.find(static_cast<unsigned short>(param.parameter_number));
+    if (handler == function->second.end()) {
         br.err = xString::Format("ОШИБКА : неизвестный номер параметра : %u", param.parameter_number);
+        return nullptr;
     }
-    return handler;
+    return &handler->second;
 }
 
 }  // namespace
 
-dev::dev(IBase* port_object, CBase* node) : DevBase(port_object, node, rules), config_(dynamic_cast<c_dev*>(node)) {
-    if (config_ == nullptr) {
-        throw xExceptionf("#%s : ctor : узел не является счётчиком Пульсар.", cfg->name);
-    }
-}
+dev::dev(IBase* port_object, CBase* node) : TypedDevice(port_object, node, words, rules) {}
 
 void dev::Poll(long long now) {
     cfg->Logf(lmtTrace, "\nДЛИТЕЛЬНОСТЬ ОПРОСА : %d\nnow : %d\nthis->LastPoll : %d\ncbase->poll_interval : %d",
@@ -96,10 +105,7 @@ bool dev::poll_param(CParam* param) {
     }
     xMisc::delay(config_->delay);
     // Null for a parameter of another driver's class, whose poll fails.
-    auto* asked = dynamic_cast<c_param*>(param);
-    if (asked == nullptr) {
-        param->Log(lmtError, "параметр не является параметром Пульсар : опрос пропущен.");
-    }
+    c_param* asked = own_or_told(param);
     BaseResult result;
     try {
         result = get_response(asked);
@@ -154,7 +160,7 @@ BaseResult dev::get_response(c_param*& param) {
     config_->save_request.emplace(id, param);
     param->Logf(lmtTrace, "\nerror size = %d\nsave_request.size() = %d", got, config_->save_request.size());
     std::vector<unsigned char> payload(exchange.answer().begin(), exchange.answer().end());
-    if (pdu::check_frame(config_, param, result, payload.data(), got) != 0) {
+    if (!check_response(*config_, param, payload.data(), got, result)) {
         return result;
     }
 

@@ -4,12 +4,12 @@
 #include <string>
 
 #include "drivers/pulsartcp/config.h"
-#include "runtime/dev_base.h"
+#include "runtime/typed_device.h"
 
 namespace pulsartcp {
 
 /// The dialogue with one meter. Owned by its port, whose worker alone calls it.
-class dev : public DevBase, public FromNode<dev> {
+class dev : public TypedDevice<c_dev, c_param>, public FromNode<dev> {
  public:
     dev(IBase* port_object, CBase* node);
 
@@ -20,7 +20,6 @@ class dev : public DevBase, public FromNode<dev> {
     /// Nothing is written to a meter, and nothing subscribed for one.
     bool ProcMessage(std::string& /*topic*/, std::string& /*payload*/) override { return false; }
     bool poll_param(CParam* param) override;
-    std::string get_device_name() override { return cfg->name; }
 
     /// One exchange. When the answer is that to an older request, `param` becomes the parameter of that one. Raises an
     /// xException when the connection has to be given up.
@@ -35,8 +34,6 @@ class dev : public DevBase, public FromNode<dev> {
     bool ready(long long /*now*/) override { return true; }
     bool ask(CParam& param) override { return poll_param(&param); }
     void recover(CParam const& param, std::exception const& error);
-
-    c_dev* config_;
 };
 
 }  // namespace pulsartcp

@@ -5,16 +5,14 @@
 #include <random>
 #include <span>
 
-#include "drivers/pulsartcp/pulse_counter.h"
-#include "drivers/pulsartcp/water_meter.h"
+#include "drivers/pulsartcp/config.h"
 #include "foundation/crc.h"
 #include "foundation/xexception.h"
+#include "foundation/xstring.h"
 
 namespace pulsartcp {
 
 using xCommon::ByteList;
-using xCommon::lmtError;
-using xCommon::lmtTrace;
 using xCommon::net;
 using xCommon::WordOrder;
 using xCommon::xString;
@@ -84,9 +82,9 @@ void pdu::read(ByteList& out, unsigned int address, unsigned char function, unsi
     out.pop_list(frame);
 }
 
-int pdu::check_frame(c_dev* cdev, c_param*& param, BaseResult& br, unsigned char* frame, int size) {
-    auto const fail = [&br](int code, std::string const& reason) {
-        br.err = "ответ НЕ получен : " + reason;
+int pdu::check_frame(c_dev* cdev, c_param*& param, Findings& found, unsigned char const* frame, int size) {
+    auto const fail = [&found](int code, std::string const& reason) {
+        found.failure = "ответ НЕ получен : " + reason;
         return code;
     };
     if (param == nullptr) {
@@ -104,7 +102,7 @@ int pdu::check_frame(c_dev* cdev, c_param*& param, BaseResult& br, unsigned char
     std::span<unsigned char const> const response(frame, static_cast<size_t>(size));
 
     int const id = id_of(response);
-    param->Logf(lmtTrace, "id : %d", id);
+    found.id = id;
     auto const request = id < 0 ? cdev->save_request.end() : cdev->save_request.find(static_cast<unsigned short>(id));
     if (request == cdev->save_request.end()) {
         return fail(-3, xString::Format("не найден идентификатор запроса : %d", id));
@@ -118,7 +116,7 @@ int pdu::check_frame(c_dev* cdev, c_param*& param, BaseResult& br, unsigned char
     }
     unsigned char const function = response[function_at];
     if (function == function_error) {
-        br.err = print_error(response[head_size]);
+        found.failure = print_error(response[head_size]);
         return -6;
     }
     if (function != param->function) {
@@ -129,11 +127,10 @@ int pdu::check_frame(c_dev* cdev, c_param*& param, BaseResult& br, unsigned char
     }
     int position = size - crc_size;
     unsigned short const crc = xCommon::crc16::crc_16(frame, static_cast<unsigned short>(position));
-    unsigned short const received_crc = net::get_u16(frame, position, WordOrder::big_endian);
-    param->Logf(lmtTrace, "crc : %d, received_crc : %d", crc, received_crc);
-    if (crc != received_crc) {
-        param->Log(lmtError, "ответ НЕ получен : не совпали CRC");
-        return fail(-8, xString::Format("не совпали CRC : %d c %d", crc, received_crc));
+    found.crc = crc;
+    found.received_crc = net::get_u16(frame, position, WordOrder::big_endian);
+    if (crc != found.received_crc) {
+        return fail(-8, xString::Format("не совпали CRC : %d c %d", crc, found.received_crc));
     }
     return 0;
 }

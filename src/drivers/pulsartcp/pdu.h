@@ -1,13 +1,24 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "drivers/pulsartcp/config.h"
+#include "drivers/pulsartcp/handlers.h"
 #include "foundation/byte_list.h"
-#include "runtime/dev_base.h"
 
 namespace pulsartcp {
+
+class c_dev;
+class c_param;
+
+/// What a response was found to hold, as far as it was looked at.
+struct Findings {
+    std::string failure;                ///< its text, of a response that can't be used
+    std::optional<int> id;              ///< -1 where the length puts it outside of what came
+    std::optional<unsigned short> crc;  ///< computed; `received_crc` stands beside it
+    unsigned short received_crc = 0;
+};
 
 /// Frames. Each goes out as one write and comes in by one read. The meter echoes the random id of a request.
 ///
@@ -32,9 +43,9 @@ class pdu {
     static void read(xCommon::ByteList& out, unsigned int address, unsigned char function, unsigned int parameter,
                      unsigned short id, c_param* param);
     /// Takes the request that a response answers off the open ones, puts its parameter in the place of `param` and goes
-    /// through the rest of the response. 0, or a negative code with `br.err` set; a response that fails behind its id
-    /// has used its request up too.
-    static int check_frame(c_dev* cdev, c_param*& param, BaseResult& br, unsigned char* frame, int size);
+    /// through the rest of the response. 0, or a negative code with `found.failure` set; a response that fails behind
+    /// its id has used its request up too.
+    static int check_frame(c_dev* cdev, c_param*& param, Findings& found, unsigned char const* frame, int size);
     /// Leaves the payload of a response, nothing of one whose length leaves no room for any.
     static void cut_payload(std::vector<unsigned char>& frame);
     /// Text of the code in an error response.

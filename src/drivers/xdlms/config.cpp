@@ -11,12 +11,14 @@ namespace xdlms {
 using xCommon::ByteList;
 using xCommon::jUtils;
 using xCommon::WordOrder;
+using xCommon::xException;
 using xCommon::xExceptionf;
 using xCommon::xString;
 
 namespace {
 
 const std::string type_word = "dlms";
+constexpr size_t name_size = 6;
 
 CBFac const registrars[] = {CBFac::add<dparam>("dlms.cparam"), CBFac::add<cddev>("dlms.cdev"),
                             CBFac::add<cdport>("dlms.tcp.cport"), CBFac::add<cdport>("dlms.rs.cport"),
@@ -27,15 +29,32 @@ void read_mac(xCommon::LogItem& node, Json::Value const& json, keys::Key const& 
     xString::string_to_hex(keys::member<Member>(node), jUtils::get_string(json, key.name, key.fallback));
 }
 
+using keys::Overlay;
 using keys::Type;
+
+/// No readers: an address is no node of its own.
+constexpr keys::Key address_table[] = {
+    {"class_id", Type::integer, nullptr, "",
+     "interface class of the object: 1 data, 3 register, 4 extended register, 8 clock",
+     "класс объекта: 1 данные, 3 регистр, 4 расширенный регистр, 8 часы", Overlay::taken,
+     "cad::ctor : не указан 'class_id'."},
+    {"object_id", Type::text, nullptr, "", "logical name (OBIS code): six decimal numbers with points between them",
+     "логическое имя (код OBIS): шесть десятичных чисел через точку", Overlay::ignored,
+     "cad::ctor : не указан 'object_id'."},
+    {"attr_id", Type::integer, nullptr, "", "attribute: mostly 2, the value; 3 of a register is its scaler and unit",
+     "атрибут: обычно 2, значение; 3 у регистра: множитель и единица", Overlay::taken,
+     "cad::ctor : не указан 'attr_id'."},
+};
 
 constexpr keys::Key device_table[] = {
     {"dlms_addr", Type::integer, keys::integer<&cddev::dlms_addr>, "0",
      "wrapper address; settled by the port at its start, leave it out",
      "адрес обёртки; порт определяет его при запуске, не указывать"},
     {"mac_addr", Type::text, read_mac<&cddev::mac>, "",
-     "link address in hexadecimal; settled by the port at its start, leave it out",
-     "адрес канального уровня в шестнадцатеричном виде; порт определяет его при запуске, не указывать"},
+     "must not be given: on a serial port the address made of the serial number is appended to it, over TCP it has no "
+     "effect",
+     "не указывать: на последовательном порту к нему дописывается адрес, полученный из серийного номера, по TCP ни на "
+     "что не влияет"},
     {"sn", Type::text, keys::text<&cddev::sn>, "", "serial number, by which the meter is addressed or found",
      "серийный номер, по нему счётчик адресуется или находится"},
 };
@@ -49,14 +68,6 @@ constexpr keys::Key port_table[] = {
     {"poll_delay", Type::integer, keys::integer<&cdport::poll_delay>, "0", "has no effect", "ни на что не влияет"},
 };
 
-cddev* device_of(CBase* node, std::string const& name) {
-    auto* const device = dynamic_cast<cddev*>(node);
-    if (device == nullptr) {
-        throw xExceptionf("#%s : dparam.ctor : не указан 'cdev'.", name);
-    }
-    return device;
-}
-
 void push_text(ByteList& out, size_t length, std::string const& text) {
     out.push_8(static_cast<unsigned char>(length));
     out.push_string(text);
@@ -64,11 +75,64 @@ void push_text(ByteList& out, size_t length, std::string const& text) {
 
 }  // namespace
 
+cad::cad(uint16_t class_number, std::string const& object_id, uint8_t attribute)
+    : class_id(class_number), attr_id(attribute) {
+    parse_object_id(object_id);
+}
+
+cad::cad(Json::Value const& node) {
+    if (node.empty()) {
+        throw xException("cad::ctor : описатель пуст.");
+    }
+    for (keys::Key const& key : address_table) {
+        if (!jUtils::has(node, key.name)) {
+            throw xException(key.missing);
+        }
+    }
+    class_id = static_cast<uint16_t>(jUtils::get_int(node, "class_id", 0));
+    attr_id = static_cast<uint8_t>(jUtils::get_int(node, "attr_id", 0));
+    parse_object_id(jUtils::get_string(node, "object_id", ""));
+}
+
+void cad::parse_object_id(std::string const& object_id) {
+    if (object_id.empty()) {
+        throw xException("cad::ctor : не указан 'object_id'.");
+    }
+    std::vector<std::string> const pieces = xString::Split(object_id, ".");
+    if (pieces.size() != name_size) {
+        throw xExceptionf("cad::ctor : %s : 'object_id' не содержит 6 элементов.", object_id);
+    }
+    ByteList name;
+    for (std::string const& piece : pieces) {
+        name.push_8(static_cast<unsigned char>(std::stoi(piece)));
+    }
+    object.pop_list(name);
+}
+
+void cad::to_list(ByteList& out) const {
+    out.push_16(class_id, WordOrder::big_endian);
+    out.pop_list(object);
+    out.push_8(attr_id);
+}
+
+void cad::compare(Json::Value const& node) {
+    class_id = static_cast<uint16_t>(jUtils::get_int(node, "class_id", class_id));
+    attr_id = static_cast<uint8_t>(jUtils::get_int(node, "attr_id", attr_id));
+    std::string const object_id = jUtils::get_string(node, "object_id", "");
+    if (xString::Split(object_id, ".").size() == name_size) {
+        parse_object_id(object_id);
+    }
+}
+
 dparam::dparam(CBase* parent_node, Json::Value& node)
-    : CParam(parent_node, node), address(node), device(device_of(parent_node, name)) {}
+    : CParam(parent_node, node), address(node), device(dynamic_cast<cddev*>(parent_node)) {
+    if (device == nullptr) {
+        throw xExceptionf("#%s : dparam.ctor : не указан 'cdev'.", name);
+    }
+}
 
 keys::Tables dparam::key_tables() {
-    return CParam::key_tables() + cad::key_table();
+    return CParam::key_tables() + address_table;
 }
 
 void dparam::Compare(Json::Value& node) {
@@ -135,9 +199,6 @@ keys::Tables cddev::key_tables() {
 }
 
 dparam* cddev::find_param(std::string const& topic) {
-    if (topic.empty()) {
-        return nullptr;
-    }
     for (auto const& child : children) {
         auto* const param = dynamic_cast<dparam*>(child.get());
         if (param != nullptr && topic.find("/controls/" + param->name) != std::string::npos) {

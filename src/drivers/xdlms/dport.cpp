@@ -3,8 +3,6 @@
 #include <algorithm>
 
 #include "config/constants.h"
-#include "drivers/xdlms/pdu.h"
-#include "drivers/xdlms/wpdu.h"
 #include "foundation/xexception.h"
 
 namespace xdlms {
@@ -20,16 +18,6 @@ namespace {
 constexpr WalkRules rules = {"ошибка опроса : %s."};
 
 constexpr char command_topic[] = "ostrand";
-constexpr char command_word[] = "cmd";
-constexpr char clear_word[] = "er";
-
-cdport* checked(CBase* node) {
-    auto* const port = dynamic_cast<cdport*>(node);
-    if (port == nullptr) {
-        throw xCommon::xException("dport.ctor : не указан 'cport'.");
-    }
-    return port;
-}
 
 }  // namespace
 
@@ -71,11 +59,10 @@ void dmeter::count_error() {
     ++node->errors;
 }
 
-dport::dport(IBase* parent_object, CPort* node) : PortBase(parent_object, node), node_(checked(node)) {
-    find_meters();
-}
-
-void dport::find_meters() {
+dport::dport(IBase* parent_object, CPort* node) : PortBase(parent_object, node), node_(dynamic_cast<cdport*>(node)) {
+    if (node_ == nullptr) {
+        throw xCommon::xException("dport.ctor : не указан 'cport'.");
+    }
     for (auto const& child : node_->children) {
         if (auto* const meter = dynamic_cast<cddev*>(child.get())) {
             meters_.push_back(std::make_unique<dmeter>(this, meter));
@@ -88,8 +75,12 @@ void dport::find_meters() {
     }
 }
 
-void dport::CheckMessage(DevBase* dev) {
-    serve_queue(dev);
+bool dport::Start() {
+    if (!reconnect()) {
+        return false;
+    }
+    poll_devices();
+    return PortBase::Start();
 }
 
 /// While a line is away the messages wait; the worker's look into the queue behind each pass serves subscriptions then.
@@ -114,10 +105,10 @@ void dport::publish_failure(cddev const& dev, CParam const& param) {
     mq_publish(xString::Format(topic_meta, dev.name, param.name, topic_meta_error), "r", 0, false);
 }
 
-ByteList dport::wrap(cddev const& dev, ByteList const& data) const {
+dlms_reply dport::ask(cddev& dev, dparam* param, ByteList const& data) {
     ByteList request;
     wpdu::wrap(request, node_->dlms_addr, dev.dlms_addr, data);
-    return request;
+    return get_response(request, &dev, param);
 }
 
 bool dport::poll_param(cddev* dev, dparam* param) {
@@ -126,8 +117,7 @@ bool dport::poll_param(cddev* dev, dparam* param) {
     }
     ByteList data;
     pdu::get(data, param->address);
-    ByteList request = wrap(*dev, data);
-    dlms_reply const reply = get_response(request, dev, param);
+    dlms_reply const reply = ask(*dev, param, data);
     bool good = reply.ok && !reply.value.empty();
     if (good && !param->check_value(reply.value)) {
         ++out_of_range;
@@ -153,8 +143,7 @@ void dport::write(cddev* dev, dparam* param, std::string const& value) {
         param->set_data(item, value);
         ByteList data;
         pdu::set(data, param->address, item);
-        ByteList request = wrap(*dev, data);
-        if (get_response(request, dev, param).ok) {
+        if (ask(*dev, param, data).ok) {
             poll_param(dev, param);
         } else {
             param->Log(lmtError, "ошибка при записи значения.");
@@ -162,10 +151,6 @@ void dport::write(cddev* dev, dparam* param, std::string const& value) {
     } catch (std::exception const& e) {
         param->Logf(lmtError, "исключение при записи значения : %s.", e.what());
     }
-}
-
-dlms_reply dport::get_response(ByteList& /*request*/, cddev* /*dev*/, dparam* /*param*/) {
-    return {};
 }
 
 bool dport::reconnect() {
@@ -222,14 +207,11 @@ bool dport::ProcMessage(std::string& topic, std::string& payload) {
         auto* const dev = dynamic_cast<cddev*>(node_->get_device(topic));
         if (dev == nullptr) {
             node_->Log(lmtIgnored, "ProcMessage : устройство не найдено.");
-            return true;
-        }
-        dparam* const param = dev->find_param(topic);
-        if (param == nullptr) {
+        } else if (dparam* const param = dev->find_param(topic)) {
+            write(dev, param, payload);
+        } else {
             node_->Log(lmtIgnored, "ProcMessage : параметр не найден.");
-            return true;
         }
-        write(dev, param, payload);
     } catch (std::exception const& e) {
         node_->Logf(lmtError, "ProcMessage : исключение при обработке : %s.", e.what());
     }
@@ -242,11 +224,11 @@ void dport::proc_command(std::string const& payload) {
     std::vector<std::string> const pieces = xString::Split(xString::ToLower(payload), ";");
     if (pieces.empty()) {
         node_->Log(lmtError, "proc_command : нарушен формат команды (1).");
-    } else if (pieces[0] != command_word) {
+    } else if (pieces[0] != "cmd") {
         node_->Log(lmtError, "proc_command : нарушен формат команды (2).");
     } else if (pieces.size() == 1) {
         node_->Log(lmtError, "proc_command : нарушен формат команды (3).");
-    } else if (pieces[1] != clear_word) {
+    } else if (pieces[1] != "er") {
         node_->Log(lmtError, "proc_command : неизвестная команда.");
     } else {
         proc_command_er(pieces);
@@ -264,16 +246,12 @@ void dport::proc_command_er(std::vector<std::string> const& pieces) {
         node_->Log(lmtError, "proc_command : ER : не найдено устройство с указаным серийным номером.");
         return;
     }
-    clear_meter(*(*found)->node);
-}
-
-void dport::clear_meter(cddev& dev) {
+    cddev& dev = *(*found)->node;
     xCommon::LogExchange const exchange;
     try {
         ByteList data;
         pdu::action(data, cad(9, "0.0.10.0.0.255", 1));
-        ByteList request = wrap(dev, data);
-        if (get_response(request, &dev, nullptr).ok) {
+        if (ask(dev, nullptr, data).ok) {
             dev.Log(lmtInfo, "proc_command : ER : команда исполнена.");
         } else {
             dev.Log(lmtError, "proc_command : ER : ошибка при выполнении команды.");

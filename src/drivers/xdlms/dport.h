@@ -4,8 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "drivers/xdlms/config.h"
-#include "drivers/xdlms/reply.h"
+#include "drivers/xdlms/pdu.h"
 #include "runtime/port_base.h"
 
 namespace xdlms {
@@ -19,7 +18,6 @@ class dmeter : public DevBase {
 
     /// One pass; false when the broker has gone.
     bool pass(long long now);
-    void CheckFault() override {}
 
     cddev* const node;
 
@@ -42,38 +40,39 @@ class dport : public PortBase {
     /// Raises as PortBase, and an xException or xExceptionf for a node of another class or without devices.
     dport(IBase* parent, CPort* node);
 
+    /// Opens the line and settles the devices' addresses ahead of the worker. Raises what poll_devices() raises.
+    bool Start() override;
     void Poll(long long now) override;
     void ProcConnect() override;
     using PortBase::ProcMessage;
     bool ProcMessage(std::string& topic, std::string& payload) override;
     /// Serves the queue also without a device: there is none here.
-    void CheckMessage(DevBase* dev) override;
+    void CheckMessage(DevBase* dev) override { serve_queue(dev); }
 
     /// Writes a value and reads it back.
     virtual void write(cddev* dev, dparam* param, std::string const& value);
     /// Reads one parameter and publishes its value, or "r" on its error topic; true for a value.
     virtual bool poll_param(cddev* dev, dparam* param);
     /// One exchange with a meter. Without a parameter it is for the command.
-    virtual dlms_reply get_response(xCommon::ByteList& request, cddev* dev, dparam* param);
+    virtual dlms_reply get_response(xCommon::ByteList& /*request*/, cddev* /*dev*/, dparam* /*param*/) { return {}; }
     /// Opens the line if it isn't, also after a stop, which takes it away.
     virtual bool reconnect();
     void publish_failure(cddev const& dev, CParam const& param);
     using PortBase::is_connected;
     /// Reports a meter of which every poll since the last check has failed, once until one succeeds.
     virtual void CheckFault(cddev* dev);
+    /// Gives the devices their wrapper addresses; false when they couldn't be learnt.
+    virtual bool poll_devices() = 0;
 
  protected:
-    /// The wrapped request to a meter.
-    xCommon::ByteList wrap(cddev const& dev, xCommon::ByteList const& data) const;
-
     cdport* node_;
     std::vector<std::unique_ptr<dmeter>> meters_;
 
  private:
-    void find_meters();
+    /// get_response() to a request that isn't wrapped yet.
+    dlms_reply ask(cddev& dev, dparam* param, xCommon::ByteList const& data);
     void proc_command(std::string const& payload);
     void proc_command_er(std::vector<std::string> const& pieces);
-    void clear_meter(cddev& dev);
 };
 
 }  // namespace xdlms

@@ -1,13 +1,11 @@
 #include "drivers/xdlms/dport_rs.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "config/constants.h"
 #include "config/process.h"
 #include "drivers/xdlms/mac_frame.h"
-#include "drivers/xdlms/mac_sel.h"
-#include "drivers/xdlms/pdu.h"
-#include "drivers/xdlms/wpdu.h"
 #include "foundation/deadline.h"
 #include "foundation/xexception.h"
 #include "foundation/xmisc.h"
@@ -36,7 +34,7 @@ constexpr int minimum_answer = heads_size + mac_frame::crc_size + 5;
 /// Divided by the rate: the time of 500 bits in ms, a select frame of 16 bytes and what the meter needs behind it.
 constexpr unsigned int frame_bits = 500000;
 /// The first device gets the address behind it.
-constexpr int address_base = 21;
+constexpr uint16_t address_base = 21;
 /// A packet number that is lower by this much or more has begun anew at 0.
 constexpr int wrap_difference = 10;
 
@@ -55,26 +53,19 @@ constexpr unsigned int flags_repeat = 0x0C;
 dport_rs::dport_rs(IBase* parent_object, CPort* node)
     : dport(parent_object, node), frame_delay_(static_cast<int>(frame_bits / std::max(node->rs.baudrate, 1U)) + 1) {}
 
-bool dport_rs::Start() {
-    if (!reconnect()) {
-        return false;
-    }
-    poll_devices();
-    return PortBase::Start();
-}
-
-void dport_rs::poll_devices() {
-    int address = address_base;
+bool dport_rs::poll_devices() {
+    uint16_t address = address_base;
     for (auto const& meter : meters_) {
         cddev* const dev = meter->node;
         ++address;
         if (mac_from_sn(dev->sn, dev->mac)) {
-            dev->dlms_addr = static_cast<uint16_t>(address);
+            dev->dlms_addr = address;
         } else {
             dev->Log(lmtError, "для устройства не указан серийный номер. Устройство будет заблокировано.");
             dev->enabled = false;
         }
     }
+    return true;
 }
 
 bool dport_rs::mac_from_sn(std::string const& sn, ByteList& mac) {
@@ -83,41 +74,29 @@ bool dport_rs::mac_from_sn(std::string const& sn, ByteList& mac) {
     if (sn.empty()) {
         return false;
     }
-    long long const number = std::stoll(sn.substr(model_letters));
+    auto const number = static_cast<unsigned long long>(std::stoll(sn.substr(model_letters)));
     mac.push_8(locally_administered);
-    for (int shift = 32; shift >= 0; shift -= 8) {
-        mac.push_8(
-            static_cast<unsigned char>(static_cast<unsigned long long>(number) >> static_cast<unsigned int>(shift)));
-    }
+    mac.push_8(static_cast<unsigned char>(number >> 32U));
+    mac.push_32(static_cast<unsigned int>(number), xCommon::WordOrder::big_endian);
     return true;
 }
 
-int dport_rs::read(int count, CBase& log) {
+int dport_rs::read(char const* word, CBase& log, std::function<int()> const& from_line) {
     try {
-        int const got = tran->read_frame(buffer, std::min(count, buffer_size), mac_frame::is_whole);
+        int const got = from_line();
         if (got > 0) {
-            trace_hex(*cport, buffer, got, "read");
+            trace_hex(*cport, buffer, got, word);
         }
         return got;
     } catch (std::exception const& e) {
         tran->flush_in();
-        log.Logf(lmtError, "dport_rs.read : ошибка чтения : %s.", e.what());
+        log.Logf(lmtError, "dport_rs.%s : ошибка чтения : %s.", word, e.what());
         return 0;
     }
 }
 
 bool dport_rs::read_all(int count, CBase& log) {
-    try {
-        if (!tran->read_all(buffer, count)) {
-            return false;
-        }
-        trace_hex(*cport, buffer, count, "read_all");
-        return true;
-    } catch (std::exception const& e) {
-        tran->flush_in();
-        log.Logf(lmtError, "dport_rs.read_all : ошибка чтения : %s.", e.what());
-        return false;
-    }
+    return read("read_all", log, [this, count] { return tran->read_all(buffer, count) ? count : 0; }) > 0;
 }
 
 void dport_rs::drop_input() {
@@ -191,7 +170,8 @@ dlms_reply dport_rs::get_response_alt(ByteList& request, cddev& dev, CBase& log)
     tran->set_timeout(log.rto, log.sto);
     xMisc::delay(pause_ms);
     send_frame(&dev, request);
-    int const got = read(buffer_size, log);
+    int const got =
+        read("read", log, [this] { return tran->read_frame(buffer, buffer_size, mac_frame::is_whole); });
     if (got < 1) {
         log.Log(lmtError, "get_response : ответ не получен (read).");
         return {};
@@ -263,30 +243,25 @@ dlms_reply dport_rs::get_ats(ByteList& request, cddev* dev, CBase* log) {
 }
 
 void dport_rs::check_seq(uint8_t seq, CBase& log) {
-    bool const fresh = seq > last_ats_ || last_ats_ - seq >= wrap_difference;
-    if (!fresh) {
-        log.Logf(lmtTrace, "get_ats : получено предыдущее значение last = %d : cur = %d.", last_ats_, seq);
-    }
-    last_ats_ = seq;
-    if (!fresh) {
+    int const last = std::exchange(last_ats_, seq);
+    if (seq <= last && last - seq < wrap_difference) {
+        log.Logf(lmtTrace, "get_ats : получено предыдущее значение last = %d : cur = %d.", last, seq);
         throw xException("get_ats : получено предыдущее значение.");
     }
     log.Logf(lmtTrace, "get_ats : last_ats = %d.", last_ats_);
 }
 
 dlms_reply dport_rs::get_fout(ByteList& request, cddev* dev, CBase* log) {
-    dlms_reply status = get_ats(request, dev, log);
     // Each status starts the count anew, so the limit is met only by one that took all its passes.
-    while (retries_ <= most_retries) {
+    for (dlms_reply status = get_ats(request, dev, log); retries_ <= most_retries;
+         status = get_ats(request, dev, log)) {
         xMisc::delay(pause_ms);
-        ++retries_;
         int pos = 0;
         uint16_t const control = read_answer(*dev, status.size, pos, *log);
         send_sel(dev->mac, 0, control);
         if (control == control_ok) {
             return pdu::parse(buffer + pos, status.size - heads_size);
         }
-        status = get_ats(request, dev, log);
     }
     throw xException("get_fout : ответ не получен.");
 }
@@ -307,11 +282,8 @@ uint16_t dport_rs::read_answer(cddev const& dev, int size, int& pos, CBase& log)
         log.Log(lmtTrace, "get_fout : невалидная CRC ответа.");
         return control_bad_crc;
     }
-    if (!frame.ok || size < heads_size) {
-        log.Log(lmtTrace, "get_fout : ответ не принят.");
-        return control_no_answer;
-    }
-    dlms_reply const wrapper = wpdu::parse(buffer, pos, node_->dlms_addr, dev.dlms_addr);
+    dlms_reply const wrapper =
+        frame.ok && size >= heads_size ? wpdu::parse(buffer, pos, node_->dlms_addr, dev.dlms_addr) : dlms_reply{};
     if (!wrapper.ok) {
         log.Log(lmtTrace, "get_fout : ответ не принят.");
         return control_no_answer;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include "drivers/xdlms/dport.h"
 
 namespace xdlms {
@@ -13,8 +15,6 @@ class dport_rs : public dport, public PortFromNode<dport_rs> {
     dport_rs(IBase* parent, CPort* node);
     ~dport_rs() override { end(); }
 
-    /// Raises what mac_from_sn() raises.
-    bool Start() override;
     dlms_reply get_response(xCommon::ByteList& request, cddev* dev, dparam* param) override;
 
     /// Reads the answer that the status has announced, of the old exchange. Raises an xException when it doesn't come.
@@ -26,14 +26,14 @@ class dport_rs : public dport, public PortFromNode<dport_rs> {
     /// characters, the letters of the model. False for an empty number; raises what substr() and std::stoll raise.
     static bool mac_from_sn(std::string const& sn, xCommon::ByteList& mac);
 
-    /// Gives the devices their addresses. Once: a MAC grows by each call.
-    void poll_devices();
+    /// Gives the devices their MACs too. Once: a MAC grows by each call. Raises what mac_from_sn() raises.
+    bool poll_devices() override;
 
  private:
     dlms_reply get_response_alt(xCommon::ByteList& request, cddev& dev, CBase& log);
     dlms_reply get_response_old(xCommon::ByteList& request, cddev& dev, CBase& log);
-    /// Bytes read into the port's buffer, at most `count`.
-    int read(int count, CBase& log);
+    /// Bytes that `from_line` has read into the port's buffer. `word` names the read in the log.
+    int read(char const* word, CBase& log, std::function<int()> const& from_line);
     /// `count` bytes into the port's buffer, or none.
     bool read_all(int count, CBase& log);
     /// Reads and drops what arrives until the line has been silent for a while, for one read time-out of the port at

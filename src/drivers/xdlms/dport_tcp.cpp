@@ -4,8 +4,6 @@
 
 #include "config/constants.h"
 #include "config/process.h"
-#include "drivers/xdlms/pdu.h"
-#include "drivers/xdlms/wpdu.h"
 #include "runtime/exchange.h"
 
 namespace xdlms {
@@ -25,14 +23,6 @@ constexpr uint16_t management_address = 1;
 
 }  // namespace
 
-bool dport_tcp::Start() {
-    if (!reconnect()) {
-        return false;
-    }
-    poll_devices();
-    return PortBase::Start();
-}
-
 bool dport_tcp::poll_devices() {
     ByteList data;
     pdu::get(data, cad(17, "0.0.41.0.0.255", 2));
@@ -49,8 +39,7 @@ bool dport_tcp::poll_devices() {
     node_->Logf(lmtInfo, "%s", xCommon::Whole{xString::Shown(reply.value, reply.value.size())});
     std::vector<std::string> const entries = xString::Split(reply.value, "#a#");
     for (auto const& meter : meters_) {
-        cddev* const dev = meter->node;
-        find_address(*dev, entries);
+        find_address(*meter->node, entries);
     }
     return true;
 }

@@ -11,12 +11,11 @@ class dport_tcp : public dport, public PortFromNode<dport_tcp> {
     using dport::dport;
     ~dport_tcp() override { end(); }
 
-    bool Start() override;
     dlms_reply get_response(xCommon::ByteList& request, cddev* dev, dparam* param) override;
 
     /// Reads the concentrator's list of addresses and gives each device the one that stands beside its serial number.
     /// False when the list can't be read.
-    bool poll_devices();
+    bool poll_devices() override;
 
  private:
     void find_address(cddev& dev, std::vector<std::string> const& entries);

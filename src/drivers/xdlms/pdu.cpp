@@ -1,9 +1,5 @@
 #include "drivers/xdlms/pdu.h"
 
-#include <algorithm>
-#include <array>
-#include <iterator>
-
 #include "foundation/xlog.h"
 #include "foundation/xstring.h"
 
@@ -27,6 +23,7 @@ constexpr unsigned char set_response = 0xC5;
 constexpr unsigned char action_response = 0xC7;
 constexpr unsigned char request_type = 0x01;
 constexpr unsigned char invoke_id = 0xC1;
+constexpr unsigned short wrapper_version = 1;
 constexpr int minimum_size = 5;
 /// Position of the result, or of the byte that says whether data follows.
 constexpr int result_position = 3;
@@ -58,9 +55,12 @@ constexpr AccessResult access_results[] = {
 };
 
 std::string access_text(int code) {
-    auto const* const row = std::find_if(std::begin(access_results), std::end(access_results),
-                                         [code](AccessResult const& result) { return result.code == code; });
-    return row != std::end(access_results) ? row->text : xString::Format("unknown error : %d.", code);
+    for (AccessResult const& known : access_results) {
+        if (known.code == code) {
+            return known.text;
+        }
+    }
+    return xString::Format("unknown error : %d.", code);
 }
 
 void head(ByteList& out, unsigned char request, cad const& ad) {
@@ -79,23 +79,13 @@ class ItemReader {
     std::string item(int level);
 
  private:
-    using Decoder = std::string (*)(unsigned char const* at);
-    struct Number {
-        int tag;
-        int size;
-        Decoder text;
-    };
-    template <typename Value, Value (*Read)(unsigned char const*, int&, WordOrder)>
-    static std::string number(unsigned char const* at) {
-        int position = 0;
-        return std::to_string(Read(at, position, WordOrder::big_endian));
-    }
-    static std::string byte(unsigned char const* at) { return std::to_string(*at); }
-
-    static const std::array<Number, 10> numbers;
-
     bool has(int count) const { return len_ - pos_ >= count; }
     std::string broken_off();
+    std::string byte() { return has(1) ? std::to_string(buf_[pos_++]) : broken_off(); }
+    template <typename Value>
+    std::string number(Value (*read)(unsigned char const*, int&, WordOrder)) {
+        return has(sizeof(Value)) ? std::to_string(read(buf_, pos_, WordOrder::big_endian)) : broken_off();
+    }
     std::string list(char const* marker, int level);
     std::string text(bool as_hex);
 
@@ -103,21 +93,6 @@ class ItemReader {
     int len_;
     int& pos_;
 };
-
-const std::array<ItemReader::Number, 10> ItemReader::numbers = {{
-    {5, 4, number<int, &net::get_i32>},
-    {6, 4, number<unsigned int, &net::get_u32>},
-    // The sign of an int8 is ignored: configurations in service expect 0 to 255.
-    {15, 1, byte},
-    {16, 2, number<short, &net::get_i16>},
-    {17, 1, byte},
-    {18, 2, number<unsigned short, &net::get_u16>},
-    {20, 8, number<long long, &net::get_i64>},
-    {21, 8, number<unsigned long long, &net::get_u64>},
-    {22, 1, byte},
-    // A bit string: nothing of it is read.
-    {4, 0, [](unsigned char const*) { return std::string(); }},
-}};
 
 std::string ItemReader::broken_off() {
     global_log(lmtError, "pdu::parse_item : данные обрываются.");
@@ -135,25 +110,32 @@ std::string ItemReader::item(int level) {
             return list("#a#", level);
         case 2:
             return list("#s#", level);
+        case 4:  // a bit string: nothing of it is read
+            return {};
+        case 5:
+            return number(net::get_i32);
+        case 6:
+            return number(net::get_u32);
         case 9:
             return text(true);
         case 10:
             return text(false);
+        case 15:  // the sign of an int8 is ignored: configurations in service expect 0 to 255
+        case 17:
+        case 22:
+            return byte();
+        case 16:
+            return number(net::get_i16);
+        case 18:
+            return number(net::get_u16);
+        case 20:
+            return number(net::get_i64);
+        case 21:
+            return number(net::get_u64);
         default:
-            break;
+            global_logf(lmtError, "pdu::parse_item : неопознанный тэг данных : %d.", tag);
+            return {};
     }
-    auto const* const row =
-        std::find_if(numbers.begin(), numbers.end(), [tag](Number const& number) { return number.tag == tag; });
-    if (row == numbers.end()) {
-        global_logf(lmtError, "pdu::parse_item : неопознанный тэг данных : %d.", tag);
-        return {};
-    }
-    if (!has(row->size)) {
-        return broken_off();
-    }
-    int const at = pos_;
-    pos_ += row->size;
-    return row->text(buf_ + at);
 }
 
 std::string ItemReader::list(char const* marker, int level) {
@@ -252,6 +234,32 @@ std::string pdu::parse_item(unsigned char const* buf, int len, int& pos) {
         return {};
     }
     return ItemReader(buf, len, pos).item(1);
+}
+
+void wpdu::wrap(ByteList& out, uint16_t src, uint16_t dst, ByteList const& data) {
+    for (uint16_t const field : {wrapper_version, src, dst, static_cast<uint16_t>(data.size())}) {
+        out.push_16(field, WordOrder::big_endian);
+    }
+    out.pop_list(data);
+}
+
+dlms_reply wpdu::parse(unsigned char const* buf, int& pos, uint16_t /*src*/, uint16_t dst) {
+    dlms_reply reply;
+    if (buf == nullptr) {
+        return reply;
+    }
+    unsigned short const received_version = net::get_u16(buf, pos, WordOrder::big_endian);
+    unsigned short const sender = net::get_u16(buf, pos, WordOrder::big_endian);
+    net::get_u16(buf, pos, WordOrder::big_endian);
+    reply.size = net::get_u16(buf, pos, WordOrder::big_endian);
+    if (received_version != wrapper_version) {
+        global_log(lmtError, "wpdu.parse : версия протокола не равна 0x0001.");
+    } else if (sender != dst) {
+        global_logf(lmtError, "wpdu.parse : не тот отправитель : %d != %d.", dst, sender);
+    } else {
+        reply.ok = true;
+    }
+    return reply;
 }
 
 }  // namespace xdlms

@@ -26,13 +26,11 @@ constexpr size_t text_size = 4096;
 
 constexpr WalkRules rules = {"Poll : исключение при опросе параметра : %s.", WalkRules::Blame::port};
 
-constexpr char no_object[] = "No Such";
-
 /// What the library prints ahead of a value. The last row that lies in a text wins: "STRING: " lies in "Hex-STRING: "
-/// too. `end` closes the value, null: it is the whole rest.
+/// too. `end` closes the value, empty: it is the whole rest.
 struct Prefix {
     std::string_view text;
-    char const* end = nullptr;
+    std::string_view end = "";
 };
 
 constexpr Prefix prefixes[] = {
@@ -40,13 +38,10 @@ constexpr Prefix prefixes[] = {
     {"Hex-STRING: "}, {"IpAddress: "}, {"Counter64: "}, {"Timeticks: (", ")"},
 };
 
-struct PduDeleter {
-    void operator()(netsnmp_pdu* pdu) const { snmp_free_pdu(pdu); }
-};
-using Pdu = std::unique_ptr<netsnmp_pdu, PduDeleter>;
+using Pdu = std::unique_ptr<netsnmp_pdu, decltype([](netsnmp_pdu* pdu) { snmp_free_pdu(pdu); })>;
 
 Pdu make_request(inner_oid const& address) {
-    std::lock_guard const lock(library::data());
+    std::lock_guard const lock(library::data);
     Pdu request(snmp_pdu_create(SNMP_MSG_GET));
     if (!request || snmp_add_null_var(request.get(), address.ids.data(), address.length) == nullptr) {
         throw std::bad_alloc();
@@ -57,7 +52,14 @@ Pdu make_request(inner_oid const& address) {
 }  // namespace
 
 sdev::sdev(sport* port_object, csdev* node) : DevBase(port_object, node, rules), sport_(port_object), config_(node) {
-    find_params();
+    for (auto const& child : config_->children) {
+        if (auto* const param = dynamic_cast<sparam*>(child.get())) {
+            params_.push_back(param);
+        } else {
+            child->Log(lmtError, "параметр не является параметром SNMP : опрос пропущен.");
+            child->enabled = false;  // the walk passes it over
+        }
+    }
     if (params_.empty()) {
         throw xCommon::xExceptionf("sdev::ctor : %s : список параметров пуст.", config_->name);
     }
@@ -66,16 +68,6 @@ sdev::sdev(sport* port_object, csdev* node) : DevBase(port_object, node, rules),
 
 sdev::~sdev() {
     ssn_close();
-}
-
-void sdev::find_params() {
-    for (auto const& child : config_->children) {
-        if (auto* const param = dynamic_cast<sparam*>(child.get())) {
-            params_.push_back(param);
-        } else {
-            child->Log(lmtError, "параметр не является параметром SNMP : опрос пропущен.");
-        }
-    }
 }
 
 void sdev::init(std::string const& name) {
@@ -99,7 +91,7 @@ bool sdev::ssn_open() {
 }
 
 bool sdev::open_session() {
-    std::lock_guard const lock(library::sessions());
+    std::lock_guard const lock(library::sessions);
     netsnmp_session settings;
     snmp_sess_init(&settings);
     settings.version = config_->version == 2 ? SNMP_VERSION_2c : SNMP_VERSION_1;
@@ -109,7 +101,7 @@ bool sdev::open_session() {
     settings.timeout = config_->rto * us_in_ms;
     session_ = snmp_sess_open(&settings);
     if (session_ == nullptr) {
-        std::lock_guard const data_lock(library::data());
+        std::lock_guard const data_lock(library::data);
         library::forget_error_detail();
         return false;
     }
@@ -136,7 +128,7 @@ bool sdev::find_address(sparam& param) {
 void sdev::ssn_close() {
     good_ = false;
     if (session_ != nullptr) {
-        std::lock_guard const lock(library::sessions());
+        std::lock_guard const lock(library::sessions);
         snmp_sess_close(session_);
         session_ = nullptr;
     }
@@ -145,7 +137,7 @@ void sdev::ssn_close() {
 std::string sdev::ssn_get_error() const {
     char* text = nullptr;
     if (session_ != nullptr) {
-        std::lock_guard const lock(library::data());
+        std::lock_guard const lock(library::data);
         snmp_sess_error(session_, nullptr, nullptr, &text);
     }
     std::unique_ptr<char, decltype(&std::free)> const owner(text, &std::free);
@@ -164,10 +156,6 @@ void sdev::Poll(long long now) {
 
 bool sdev::goes_on() {
     return sport_->is_connected() && DevBase::goes_on();
-}
-
-bool sdev::is_wanted(CParam& param, long long now) {
-    return DevBase::is_wanted(param, now) && dynamic_cast<sparam*>(&param) != nullptr;
 }
 
 bool sdev::ask(CParam& param) {
@@ -254,7 +242,7 @@ std::string sdev::parse_result(sparam* param, int status, netsnmp_pdu* response)
     int length = 0;
     // An agent may answer without a variable.
     if (response->variables != nullptr && param->address) {
-        std::lock_guard const lock(library::data());
+        std::lock_guard const lock(library::data);
         length = snprint_value(text.data(), text.size(), param->address->ids.data(), param->address->length,
                                response->variables);
     }
@@ -270,7 +258,7 @@ std::string sdev::parse_value(sparam* param, std::string const& text) {
     if (text.empty()) {
         return "";
     }
-    if (text.find(no_object) != std::string::npos) {
+    if (text.find("No Such") != std::string::npos) {
         param->Logf(lmtError, "parse_value : нет объекта с таким OID : [%s]. Параметр блокируется.", param->oid);
         param->enabled = false;
         return "";
@@ -278,18 +266,11 @@ std::string sdev::parse_value(sparam* param, std::string const& text) {
     std::string value;
     for (Prefix const& prefix : prefixes) {
         size_t const found = text.rfind(prefix.text);
-        if (found == std::string::npos) {
-            continue;
+        size_t const begin = found + prefix.text.size();
+        size_t const end = text.rfind(prefix.end);
+        if (found != std::string::npos && end != std::string::npos && begin <= end) {
+            value = text.substr(begin, end - begin);
         }
-        std::string rest = text.substr(found + prefix.text.size());
-        if (prefix.end != nullptr) {
-            size_t const end = rest.rfind(prefix.end);
-            if (end == std::string::npos) {
-                continue;
-            }
-            rest.resize(end);
-        }
-        value = rest;
     }
     if (value.empty()) {
         param->Logf(lmtError, "parse_value : не распознан ответ от сервера : %s.", text);

@@ -42,11 +42,9 @@ class sdev : public DevBase {
     static void init(std::string const& name);
 
  private:
-    void find_params();
     bool open_session();
     bool find_address(sparam& param);
     bool goes_on() override;
-    bool is_wanted(CParam& param, long long now) override;
     bool ready(long long /*now*/) override { return true; }
     bool ask(CParam& param) override;
     int get_response(sparam const& param, snmp_pdu*& response);

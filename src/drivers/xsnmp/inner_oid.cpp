@@ -17,7 +17,7 @@ bool parse(std::string const& text, inner_oid& result) {
     if (text.find_first_of(std::string("\"'\0", 3)) != std::string::npos) {
         return false;
     }
-    std::lock_guard const lock(library::data());
+    std::lock_guard const lock(library::data);
     bool const understood = text.front() == '.'
                                 ? snmp_parse_oid(text.c_str(), result.ids.data(), &result.length) != nullptr
                                 : read_objid(text.c_str(), result.ids.data(), &result.length) != 0;
@@ -43,7 +43,7 @@ inner_oid::inner_oid(std::string const& name, std::string const& text) : length(
     if (text.empty()) {
         throw xCommon::xExceptionf("#%s : inner_oid::ctor : 'oid'не может быть пустым : %s.", name, text);
     }
-    if (!parse(text, *this) || length == 0 || !fits_request({ids.data(), length})) {
+    if (!parse(text, *this) || !fits_request({ids.data(), length})) {
         throw xCommon::xExceptionf("#%s : inner_oid::ctor : ошибка парсинга oid : %s.", name, text);
     }
 }

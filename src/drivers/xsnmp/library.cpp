@@ -48,16 +48,6 @@ void library::start(std::string const& application) {
     std::call_once(started, [&application] { start_once(application); });
 }
 
-std::mutex& library::sessions() {
-    static std::mutex mutex;
-    return mutex;
-}
-
-std::mutex& library::data() {
-    static std::mutex mutex;
-    return mutex;
-}
-
 void library::forget_error_detail() {
     static_cast<void>(snmp_api_errstring(SNMPERR_GENERR));
 }

@@ -22,9 +22,9 @@ class library {
 
     /// Guards opening and closing sessions. Apart from the other, for it may last: a name is looked up, and a TCP agent
     /// connected to.
-    static std::mutex& sessions();
+    static inline std::mutex sessions;
     /// Guards making requests, reading object ids, printing values and error texts.
-    static std::mutex& data();
+    static inline std::mutex data;
 
     /// The detail of a refused object id or peer would otherwise turn up in the text of the next error, whosever that
     /// is. Under the lock of the data.

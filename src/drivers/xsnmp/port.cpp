@@ -23,17 +23,17 @@ csport* checked(CPort* node) {
 
 }  // namespace
 
-sport::sport(IBase* parent_object, CPort* node) : PortBase(parent_object, checked(node)), node_(checked(node)) {
-    if (node_->children.empty()) {
-        throw xExceptionf("sport::ctor : %s : список настроек устройств пуст.", node_->name);
+sport::sport(IBase* parent_object, CPort* node) : PortBase(parent_object, checked(node)) {
+    if (cport->children.empty()) {
+        throw xExceptionf("sport::ctor : %s : список настроек устройств пуст.", cport->name);
     }
-    for (auto const& child : node_->children) {
+    for (auto const& child : cport->children) {
         if (child->enabled) {
             add_device(*child);
         }
     }
     if (devices.empty()) {
-        throw xExceptionf("sport::ctor : %s : список устройств пуст.", node_->name);
+        throw xExceptionf("sport::ctor : %s : список устройств пуст.", cport->name);
     }
 }
 
@@ -49,7 +49,7 @@ void sport::add_device(CBase& child) {
             devices.push_back(std::move(device));
         }
     } catch (std::exception const& e) {
-        node_->Logf(lmtError, "#%s : исключение при создании устройства : %s", child.name, e.what());
+        cport->Logf(lmtError, "#%s : исключение при создании устройства : %s", child.name, e.what());
     }
 }
 
@@ -65,7 +65,7 @@ void sport::Poll(long long now) {
         try {
             device->Poll(now);
         } catch (std::exception const& e) {
-            node_->Logf(lmtError, "исключение при опросе устройства : %s.", e.what());
+            cport->Logf(lmtError, "исключение при опросе устройства : %s.", e.what());
             ++errors;
         }
     }

@@ -20,8 +20,6 @@ class sport : public PortBase, public PortFromNode<sport> {
 
  private:
     void add_device(CBase& child);
-
-    csport* node_;
 };
 
 }  // namespace xsnmp
