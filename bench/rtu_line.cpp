@@ -10,7 +10,7 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include "ctl/line/pseudo_terminal.h"
+#include "ctl/line/pty_line.h"
 #include "passes.h"
 #include "sim/mercury.h"
 
@@ -29,7 +29,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     try {
-        PseudoTerminal const terminal(argv[1]);
+        PtyLine const terminal(argv[1]);
         int const dead = std::atoi(argv[2]);
         Passes passes(pass_pause, 1);
         sim::Bytes request;

@@ -7,6 +7,7 @@
 #include <ostream>
 #include <regex>
 #include <set>
+#include <span>
 #include <stdexcept>
 
 #include <json/writer.h>
@@ -103,31 +104,31 @@ Json::Value cut_config(CaptureOptions const& options) {
 /// What a request carries that is another one each time, and comes back in the reply.
 struct Changing {
     char const* type;  ///< beginning of the device's type word
-    int begin;         ///< first byte, from the end if below 0
-    int count;
-    bool has_crc;  ///< of the whole frame behind it
+    size_t count;      ///< of bytes
+    bool is_at_end;    ///< of the frame, not at its beginning
+    char const* request;
+    char const* reply;
 };
-constexpr Changing changing[] = {{"mb-tcp", 0, 2, false}, {"pulsar", -4, 2, true}};
+constexpr Changing changing[] = {
+    {"mb-tcp", 2, false, "?? ??", "{0..1}"},
+    {"pulsar", 4, true, "?? ?? ?? ??", "{-4..-3} {crc}"},  // with the CRC of the whole frame
+};
 
 WireRow row_of(Exchange const& exchange, std::string const& type) {
     WireRow row{hex::text(exchange.request), {.hex = hex::text(exchange.reply)}};
     row.reply.delay_ms = exchange.reply.empty() ? 0 : exchange.delay_ms;
     for (Changing const& rule : changing) {
-        size_t const size = exchange.request.size();
-        if (!type.starts_with(rule.type) || size < 4 || exchange.reply.size() < 4) {
+        if (!type.starts_with(rule.type) || exchange.request.size() < 4 || exchange.reply.size() < 4) {
             continue;
         }
-        size_t const begin = rule.begin < 0 ? size - 4 : 0;
-        size_t const reply_begin = rule.begin < 0 ? exchange.reply.size() - 4 : 0;
-        std::string const echo =
-            "{" + std::to_string(rule.begin) + ".." + std::to_string(rule.begin + rule.count - 1) + "}";
-        std::string const any = rule.has_crc ? "?? ?? ?? ??" : "?? ??";
-        size_t const text = rule.has_crc ? 11 : 5;
-        std::string reply = row.reply.hex;
-        reply.replace(3 * reply_begin, text, echo + (rule.has_crc ? " {crc}" : ""));
+        auto const changed = [&rule](std::string frame, char const* text) {
+            size_t const size = 3 * rule.count - 1;
+            return frame.replace(rule.is_at_end ? frame.size() - size : 0, size, text);
+        };
+        std::string const reply = changed(row.reply.hex, rule.reply);
         // Only where that is what the device has answered.
         if (frame_text::reply(reply, exchange.request, 0) == exchange.reply) {
-            row.request.replace(3 * begin, text, any);
+            row.request = changed(row.request, rule.request);
             row.reply.hex = reply;
         }
     }
@@ -140,13 +141,17 @@ std::vector<WireRow> rows_of(std::vector<Exchange> const& exchanges, std::string
     std::map<std::string, size_t> last;
     for (Exchange const& exchange : exchanges) {
         rows.push_back(row_of(exchange, type));
-        rows.back().kind = WireRow::Kind::once;
+        rows.back().kind = PeerScript::Kind::once;
         last[rows.back().request] = rows.size() - 1;
     }
     for (auto const& [request, at] : last) {
-        rows[at].kind = WireRow::Kind::always;
+        rows[at].kind = PeerScript::Kind::always;
     }
     return rows;
+}
+
+bool has_request(WireRow const& row, std::string const& frame) {
+    return frame_text::equals(frame_text::pattern(row.request), hex::bytes(frame));
 }
 
 /// A payload that a line of the scenario can hold, blanks at its ends included.
@@ -171,15 +176,12 @@ class Writer {
         scenario_.config = cut_config(options);
         Json::Value const& port = scenario_.config["ports"][0];
         std::string const type = port["devices"][0].get("type", port["type"]).asString();
-        scenario_.wires[options.port] = rows_of(captured_.exchanges, type);
+        rows_ = rows_of(captured_.exchanges, type);
     }
 
     void write() {
         offset_clock::skip_delays(true);
-        {
-            PortBench bench(scenario_);
-            run(bench);
-        }
+        run();
         offset_clock::skip_delays(false);
         write_head();
         for (std::string const& step : steps_) {
@@ -188,7 +190,8 @@ class Writer {
     }
 
  private:
-    void run(PortBench& bench) {
+    void run() {
+        PortBench bench(scenario_);
         for (int round = 0; round < options_.passes && (round == 0 || has_more()); ++round) {
             if (round > 0) {
                 int const interval = bench.longest_interval() + 1;
@@ -208,21 +211,19 @@ class Writer {
     }
 
     bool has_more() const {
-        auto const& rows = scenario_.wires.at(options_.port);
-        return std::any_of(rows.begin(), rows.end(), [this](WireRow const& row) {
-            return row.kind == WireRow::Kind::once && used(row.request) < captured(row.request);
+        return std::any_of(rows_.begin(), rows_.end(), [this](WireRow const& row) {
+            return row.kind == PeerScript::Kind::once && used(row) < captured(row);
         });
     }
-    int captured(std::string const& request) const {
-        auto const& rows = scenario_.wires.at(options_.port);
-        return static_cast<int>(
-            std::count_if(rows.begin(), rows.end(), [&](WireRow const& row) { return row.request == request; }));
+    /// How often the log has the row's request.
+    int captured(WireRow const& row) const {
+        return static_cast<int>(std::count_if(rows_.begin(), rows_.end(),
+                                              [&row](WireRow const& other) { return other.request == row.request; }));
     }
-    int used(std::string const& request) const {
-        frame_text::Pattern const pattern = frame_text::pattern(request);
-        return static_cast<int>(std::count_if(sent_.begin(), sent_.end(), [&pattern](std::string const& frame) {
-            return frame_text::equals(pattern, hex::bytes(frame));
-        }));
+    /// How often it was sent.
+    int used(WireRow const& row) const {
+        return static_cast<int>(std::count_if(sent_.begin(), sent_.end(),
+                                              [&row](std::string const& frame) { return has_request(row, frame); }));
     }
 
     /// Makes a pass, and looks at what came of it.
@@ -230,16 +231,13 @@ class Writer {
         steps_.emplace_back("pass");
         size_t const before = sent_.size();
         bench.pass();
-        std::vector<std::string> const& sent = bench.line(options_.port).sent;
-        for (; sent_.size() < sent.size();) {
-            sent_.push_back(sent[sent_.size()]);
-            hex::Bytes const frame = hex::bytes(sent_.back());
-            auto const& rows = scenario_.wires.at(options_.port);
-            bool const is_known = std::any_of(rows.begin(), rows.end(), [&frame](WireRow const& row) {
-                return frame_text::equals(frame_text::pattern(row.request), frame);
-            });
+        sent_ = bench.line(options_.port).sent;
+        std::span const fresh = std::span(sent_).subspan(before);
+        for (std::string const& frame : fresh) {
+            bool const is_known = std::any_of(rows_.begin(), rows_.end(),
+                                              [&frame](WireRow const& row) { return has_request(row, frame); });
             if (!is_known && !frame.empty()) {
-                notes_ << "the log has no such request: " << sent_.back() << "\n";
+                notes_ << "the log has no such request: " << frame << "\n";
             }
         }
         for (; seen_ < bench.published.size(); ++seen_) {
@@ -247,9 +245,9 @@ class Writer {
         }
         // All that there is to say of a device that only takes commands.
         bool const is_silent = steps_.back() == "pass";
-        for (size_t at = before; is_silent && at < sent_.size(); ++at) {
-            if (!sent_[at].empty()) {
-                steps_.push_back("sent " + options_.port + " " + sent_[at]);
+        for (std::string const& frame : fresh) {
+            if (is_silent && !frame.empty()) {
+                steps_.push_back("sent " + options_.port + " " + frame);
             }
         }
     }
@@ -284,12 +282,12 @@ class Writer {
         }
         out_ << "config\n" << Json::writeString(style, scenario_.config) << "\nend\nwire " << options_.port << "\n";
         std::map<std::string, int> written;
-        for (WireRow const& row : scenario_.wires.at(options_.port)) {
-            int const count = used(row.request);
+        for (WireRow const& row : rows_) {
+            int const count = used(row);
             if (++written[row.request] > count) {
                 continue;  // nobody came to ask for it
             }
-            bool const is_last = written[row.request] == std::min(count, captured(row.request));
+            bool const is_last = written[row.request] == std::min(count, captured(row));
             out_ << (is_last ? "" : "once ") << row.request << " -> "
                  << (row.reply.hex.empty() ? "silence" : row.reply.hex);
             if (row.reply.delay_ms > 0) {
@@ -305,6 +303,7 @@ class Writer {
     std::ostream& notes_;
     Captured captured_;
     Scenario scenario_;
+    std::vector<WireRow>& rows_ = scenario_.wires[options_.port];
     std::vector<std::string> steps_;
     std::vector<std::string> sent_;
     size_t seen_ = 0;

@@ -1,6 +1,7 @@
 #include "ctl/key_table.h"
 
 #include <algorithm>
+#include <map>
 
 #include "config/cparam.h"
 #include "config/cport.h"
@@ -36,21 +37,19 @@ keys::Tables tables_of(std::string const& key) {
     if (key == "cbase") {
         return CBase::key_tables();
     }
-    bool const is_common = key == "cport" || key == "cdev" || key == "cparam";
-    keys::Tables const all = key == "cport"    ? CPort::key_tables()
-                             : key == "cdev"   ? CDev::key_tables()
-                             : key == "cparam" ? CParam::key_tables()
-                                               : CBFac::key_map().at(key);
+    std::map<std::string, keys::Tables> const nodes = {
+        {"cport", CPort::key_tables()}, {"cdev", CDev::key_tables()}, {"cparam", CParam::key_tables()}};
+    auto const node = nodes.find(key);
+    keys::Tables own = node != nodes.end() ? node->second : CBFac::key_map().at(key);
     keys::Tables common = CBase::key_tables();
-    if (!is_common) {
-        for (keys::Tables const& tables : {CPort::key_tables(), CDev::key_tables(), CParam::key_tables()}) {
+    if (node == nodes.end()) {
+        for (auto const& [name, tables] : nodes) {
             common.insert(common.end(), tables.begin(), tables.end());
         }
     }
-    keys::Tables own;
-    std::copy_if(all.begin(), all.end(), std::back_inserter(own), [&common](auto const& table) {
-        return std::none_of(common.begin(), common.end(),
-                            [&table](auto const& other) { return other.data() == table.data(); });
+    std::erase_if(own, [&common](auto const& table) {
+        return std::any_of(common.begin(), common.end(),
+                           [&table](auto const& other) { return other.data() == table.data(); });
     });
     return own;
 }

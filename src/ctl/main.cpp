@@ -70,27 +70,23 @@ void add_keys(CLI::App& app) {
     command->callback([key, language] { std::cout << key_table(*key, *language == "ru"); });
 }
 
-int run(int argc, char** argv) {
-    CLI::App app("Works with the configurations and devices of ostrand.");
-    app.require_subcommand(1);
-    add_capture(app);
-    add_replay(app);
-    add_keys(app);
-    try {
-        app.parse(argc, argv);
-    } catch (CLI::ParseError const& e) {
-        return app.exit(e) == 0 ? 0 : 2;
-    }
-    return 0;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
     try {
-        return run(argc, argv);
+        CLI::App app("Works with the configurations and devices of ostrand.");
+        app.require_subcommand(1);
+        add_capture(app);
+        add_replay(app);
+        add_keys(app);
+        try {
+            app.parse(argc, argv);
+        } catch (CLI::ParseError const& e) {
+            return app.exit(e) == 0 ? 0 : 2;
+        }
     } catch (std::exception const& e) {
         std::fprintf(stderr, "ostrandctl: %s\n", e.what());
         return 1;
     }
+    return 0;
 }

@@ -2,12 +2,10 @@
 
 #include <filesystem>
 #include <mutex>
-#include <optional>
 #include <ostream>
 #include <stdexcept>
 
 #include <poll.h>
-#include <unistd.h>
 
 #include "ctl/line/end_signals.h"
 #include "ctl/line/serial_peer.h"
@@ -33,16 +31,6 @@ std::string port_of(Scenario const& scenario, std::string const& wanted) {
     throw std::runtime_error(scenario.path + ": which port? It has:" + names);
 }
 
-/// Serves until a signal comes; `tend` is called now and then.
-template <typename Tend>
-void serve(Tend tend) {
-    pollfd signal{end_signals(), POLLIN, 0};
-    while (poll(&signal, 1, look_ms) == 0) {
-        tend();
-    }
-    close(signal.fd);
-}
-
 }  // namespace
 
 void replay(ReplayOptions const& options, std::ostream& out) {
@@ -62,21 +50,21 @@ void replay(ReplayOptions const& options, std::ostream& out) {
         }
     };
     // Ahead of the threads, which inherit that the signals are held.
-    close(end_signals());
+    pollfd signal{end_signals(), POLLIN, 0};
     if (options.tcp >= 0) {
         TcpFarEnd peer(options.tcp);
         prepare(peer.script());
         out << "127.0.0.1:" << peer.port() << std::endl;
-        serve([] {});
+        poll(&signal, 1, -1);
     } else if (!options.link.empty()) {
         SerialPeer peer(options.link);
         prepare(peer.script());
         out << options.link << std::endl;
-        serve([&peer] {
+        while (poll(&signal, 1, look_ms) == 0) {
             if (!peer.is_plugged()) {
                 peer.plug();
             }
-        });
+        }
     } else {
         throw std::runtime_error("where? Either --tty LINK or --tcp PORT");
     }

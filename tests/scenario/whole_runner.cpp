@@ -34,7 +34,7 @@ class Peer {
 
     void go_away() { serial_ ? serial_->unplug() : tcp_->stop_listening(); }
     void come_back() { serial_ ? serial_->plug() : tcp_->listen(); }
-    PeerLog log() { return serial_ ? serial_->log() : tcp_->log(); }
+    Responder const& log() const { return serial_ ? serial_->log() : tcp_->log(); }
     void send(std::string const& frame) {
         if (serial_) {
             serial_->send(frame);

@@ -16,7 +16,7 @@
 
 #include "ctl/line/end_signals.h"
 #include "ctl/line/listener.h"
-#include "ctl/line/pseudo_terminal.h"
+#include "ctl/line/pty_line.h"
 #include "sim/device.h"
 
 namespace {
@@ -82,7 +82,7 @@ void ready(std::string const& place) {
 }
 
 void serve_line(Session& session, std::string const& path) {
-    PseudoTerminal const terminal(path);
+    PtyLine const terminal(path);
     ready(path);
     session.serve(terminal.master());
 }

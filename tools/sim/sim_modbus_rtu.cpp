@@ -17,7 +17,7 @@
 #include <unistd.h>
 
 #include "ctl/line/end_signals.h"
-#include "ctl/line/pseudo_terminal.h"
+#include "ctl/line/pty_line.h"
 #include "sim/rtu_slave.h"
 
 namespace {
@@ -80,7 +80,7 @@ int main(int argc, char** argv) {
     Arguments const arguments = parse(argc, argv);
     try {
         int const signals = end_signals();
-        PseudoTerminal const terminal(arguments.link);
+        PtyLine const terminal(arguments.link);
         sim::RtuSlave slave(terminal.master(), arguments.address);
         std::printf("%s\n", arguments.link.c_str());
         std::fflush(stdout);

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 namespace frame_text {
 
@@ -45,34 +46,34 @@ hex::Bytes unquoted(std::string_view text) {
     return result;
 }
 
-/// Takes text apart: plain digits and quoted text as bytes, the two other things as they are given.
-template <typename TakeBytes, typename TakeAny, typename TakeField>
-void take_apart(std::string_view text, TakeBytes take_bytes, TakeAny take_any, TakeField take_field) {
+/// The bytes of plain digits and quoted text; the two other things are put behind them by `add_any` and `add_field`.
+template <typename Frame, typename AddAny, typename AddField>
+Frame read(std::string_view text, AddAny add_any, AddField add_field) {
+    Frame frame;
     std::string plain;
-    auto const take_plain = [&] {
-        take_bytes(hex::bytes(plain));
-        plain.clear();
-    };
+    auto const add = [&frame](hex::Bytes const& bytes) { frame.insert(frame.end(), bytes.begin(), bytes.end()); };
+    auto const add_plain = [&] { add(hex::bytes(std::exchange(plain, ""))); };
     for (size_t at = 0; at < text.size(); ++at) {
         char const symbol = text[at];
         if (text.substr(at, 2) == "??") {
-            take_plain();
-            take_any();
+            add_plain();
+            add_any(frame);
             ++at;
         } else if (symbol == '"' || symbol == '{') {
-            take_plain();
+            add_plain();
             size_t const end = text.find(symbol == '"' ? '"' : '}', at + 1);
             if (end == std::string_view::npos) {
                 refuse(text);
             }
             std::string_view const inner = text.substr(at + 1, end - at - 1);
-            symbol == '"' ? take_bytes(unquoted(inner)) : take_field(std::string(inner));
+            symbol == '"' ? add(unquoted(inner)) : add_field(frame, std::string(inner));
             at = end;
         } else {
             plain.push_back(symbol);
         }
     }
-    take_plain();
+    add_plain();
+    return frame;
 }
 
 void push_number(hex::Bytes& frame, std::string type, double value) {
@@ -126,11 +127,8 @@ void push_field(hex::Bytes& frame, std::string const& field, std::span<unsigned 
 }  // namespace
 
 Pattern pattern(std::string_view text) {
-    Pattern result;
-    take_apart(
-        text, [&](hex::Bytes const& bytes) { result.insert(result.end(), bytes.begin(), bytes.end()); },
-        [&] { result.push_back(-1); }, [&](std::string const&) { refuse(text); });
-    return result;
+    return read<Pattern>(
+        text, [](Pattern& frame) { frame.push_back(-1); }, [text](Pattern&, std::string const&) { refuse(text); });
 }
 
 bool begins(Pattern const& pattern, std::span<unsigned char const> frame) {
@@ -144,15 +142,9 @@ bool equals(Pattern const& pattern, std::span<unsigned char const> frame) {
 }
 
 hex::Bytes reply(std::string_view text, std::span<unsigned char const> request, long long number) {
-    hex::Bytes result;
-    take_apart(
-        text, [&](hex::Bytes const& bytes) { result.insert(result.end(), bytes.begin(), bytes.end()); },
-        [&] { refuse(text); }, [&](std::string const& field) { push_field(result, field, request, number); });
-    return result;
-}
-
-void check_reply(std::string_view text) {
-    reply(text, {}, 0);
+    return read<hex::Bytes>(
+        text, [text](hex::Bytes&) { refuse(text); },
+        [&](hex::Bytes& frame, std::string const& field) { push_field(frame, field, request, number); });
 }
 
 }  // namespace frame_text

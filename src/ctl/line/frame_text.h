@@ -25,7 +25,5 @@ bool equals(Pattern const& pattern, std::span<unsigned char const> frame);
 
 /// The reply to a request, given `number` times before. Raises std::invalid_argument.
 hex::Bytes reply(std::string_view text, std::span<unsigned char const> request, long long number);
-/// Raises std::invalid_argument for what is no reply.
-void check_reply(std::string_view text);
 
 }  // namespace frame_text

@@ -1,12 +1,10 @@
 #pragma once
 
 #include <atomic>
-#include <deque>
 #include <functional>
 #include <mutex>
 #include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "ctl/line/frame_text.h"
@@ -31,18 +29,15 @@ class PeerScript {
     /// For answers that depend on the request, or on what came before.
     using Answerer = std::function<Reply(std::span<unsigned char const> request)>;
 
-    PeerScript() = default;
-    /// Rows as text, one a line: "05 03 00 10 00 01 84 4B -> 05 03 02 04 D2 CB 19". Empty lines and such that begin
-    /// with "#" don't matter. Raises std::invalid_argument.
-    explicit PeerScript(std::string_view rows);
-
-    /// What is answered whenever the request comes. A later row for the same request replaces the earlier one.
-    PeerScript& on(std::string const& request, Reply reply);
+    enum class Kind {
+        always,  ///< whenever the request comes; replaces earlier rows for the same request
+        once,    ///< given once, ahead of the other kinds; several follow in their order
+        turn,    ///< rows for the same request take turns
+    };
+    PeerScript& add(Kind kind, std::string const& request, Reply reply);
+    PeerScript& on(std::string const& request, Reply const& reply) { return add(Kind::always, request, reply); }
     PeerScript& on(std::string const& request, std::string const& reply) { return on(request, Reply{.hex = reply}); }
-    /// The same, but rows for the same request take turns.
-    PeerScript& turn(std::string const& request, Reply reply);
-    /// Answers that are given once each, in this order, before what on() says.
-    PeerScript& once(std::string const& request, Reply reply);
+    PeerScript& once(std::string const& request, Reply const& reply) { return add(Kind::once, request, reply); }
     PeerScript& once(std::string const& request, std::string const& reply) {
         return once(request, Reply{.hex = reply});
     }
@@ -53,7 +48,8 @@ class PeerScript {
     /// Nothing is waited for from now on: neither delays nor gaps.
     void hurry() { hurries_ = true; }
 
-    /// The answer to a request, plain hexadecimal text; takes it out if it was one of once().
+    /// The answer to a request: its text is what goes out, garbage included, in plain hexadecimal digits. Takes it out
+    /// if it was one of once().
     Reply answer(std::span<unsigned char const> request);
     /// A row has exactly this request.
     bool knows(std::span<unsigned char const> request) const;
@@ -63,17 +59,15 @@ class PeerScript {
  private:
     struct Row {
         frame_text::Pattern request;
+        bool is_once;
         std::vector<Reply> replies;  ///< that take turns
         long long served = 0;
     };
 
-    template <typename Test>
-    bool any_row(Test test) const;
     Reply written_out(Reply reply, std::span<unsigned char const> request, long long number) const;
 
     mutable std::mutex mutex_;
     std::vector<Row> rows_;
-    std::deque<Row> once_;
     Answerer otherwise_;
     std::atomic<bool> hurries_ = false;
 };

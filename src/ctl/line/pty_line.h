@@ -1,9 +1,6 @@
 #pragma once
 
-#include <optional>
 #include <string>
-
-#include "ctl/line/pseudo_terminal.h"
 
 /// How a serial line is set, read back from the terminal. A pseudo-terminal keeps no byte size and no parity.
 struct LineSettings {
@@ -15,28 +12,37 @@ struct LineSettings {
     bool operator==(LineSettings const&) const = default;
 };
 
-/// A pseudo-terminal whose line end is a link of a fixed path, so that it can be pulled out and come back under the
-/// same name, as an adapter on USB does.
+/// A pseudo-terminal in raw mode, whose line end is a link of a chosen name. A simulated device holds the master side;
+/// whoever polls it opens the link as a serial line. It can be pulled out and come back under the same name, as an
+/// adapter on USB does.
 class PtyLine {
  public:
     /// Plugged in from the start. Raises std::system_error.
     explicit PtyLine(std::string path);
+    ~PtyLine() { unplug(); }
+    PtyLine(PtyLine const&) = delete;
+    PtyLine& operator=(PtyLine const&) = delete;
 
-    /// A new terminal under the same path.
-    void plug() { terminal_.emplace(path_); }
-    /// The far side closes: whoever has the line open sees a hang-up, and the path is gone.
-    void unplug() { terminal_.reset(); }
-    bool plugged() const { return terminal_.has_value(); }
+    /// A new terminal under the same path. A link that is already there is replaced, anything else in its place isn't.
+    void plug();
+    /// The far side closes: whoever has the line open sees a hang-up, and the path is gone, if it is still this
+    /// terminal's.
+    void unplug();
 
     /// -1 while it is unplugged.
-    int master() const { return terminal_ ? terminal_->master() : -1; }
+    int master() const { return master_; }
     std::string const& path() const { return path_; }
     /// The terminal behind the link, "/dev/pts/3"; empty while it is unplugged.
-    std::string device() const { return terminal_ ? terminal_->line() : std::string(); }
+    std::string const& device() const { return device_; }
     /// As the last one who opened the line has set it.
     LineSettings settings() const;
 
  private:
+    PtyLine() = default;
+
     std::string path_;
-    std::optional<PseudoTerminal> terminal_;
+    std::string device_;
+    int master_ = -1;
+    /// Kept open, so that the master sees no hang-up while nobody polls.
+    int slave_ = -1;
 };

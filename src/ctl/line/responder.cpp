@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <thread>
 
 #include <poll.h>
 #include <unistd.h>
@@ -47,6 +46,13 @@ bool write_bytes(int fd, std::span<unsigned char const> data) {
     return true;
 }
 
+void Responder::stop() {
+    if (thread_.joinable()) {
+        thread_.request_stop();
+        thread_.join();
+    }
+}
+
 Responder::End Responder::serve(int fd, std::stop_token const& stop,
                                 std::function<LineSettings()> const& line_settings) {
     hex::Bytes request;
@@ -63,12 +69,12 @@ Responder::End Responder::serve(int fd, std::stop_token const& stop,
             last_byte = std::chrono::steady_clock::now();
         }
         bool const quiet = std::chrono::steady_clock::now() - last_byte >= request_end;
-        if (request.empty() || !(quiet || (script.knows(request) && !script.may_grow(request)))) {
+        if (request.empty() || !(quiet || (script_.knows(request) && !script_.may_grow(request)))) {
             continue;
         }
         {
             std::lock_guard const lock(mutex_);
-            requests_.push_back({hex::text(request), last_byte, line_settings ? line_settings() : LineSettings()});
+            requests_.push_back({hex::text(request), line_settings ? line_settings() : LineSettings()});
         }
         End const end = reply_to(fd, request, stop);
         if (end != End::stopped) {
@@ -81,21 +87,14 @@ Responder::End Responder::serve(int fd, std::stop_token const& stop,
 
 /// End::stopped means that the exchange is over and nothing else.
 Responder::End Responder::reply_to(int fd, std::span<unsigned char const> request, std::stop_token const& stop) {
-    Reply const reply = script.answer(request);
-    hex::Bytes frame = hex::bytes(reply.hex);
+    Reply const reply = script_.answer(request);
     if (!pause(reply.delay_ms, stop)) {
         return End::stopped;
     }
     if (reply.hang_up == HangUp::before_reply) {
         return End::hang_up;
     }
-    if (reply.hang_up == HangUp::in_reply) {
-        frame.resize(frame.size() / 2);
-    }
-    // In one go with the frame: what comes a little later would be a fault of its own.
-    hex::Bytes const garbage = hex::bytes(reply.garbage);
-    frame.insert(frame.begin(), garbage.begin(), garbage.end());
-    if (!write_pieces(fd, frame, reply, stop)) {
+    if (!write_pieces(fd, hex::bytes(reply.hex), reply, stop)) {
         return End::closed;
     }
     return reply.hang_up == HangUp::never ? End::stopped : End::hang_up;
@@ -106,12 +105,7 @@ std::vector<PeerRequest> Responder::requests() const {
     return requests_;
 }
 
-void Responder::clear() {
-    std::lock_guard const lock(mutex_);
-    requests_.clear();
-}
-
-std::vector<std::string> PeerLog::frames() const {
+std::vector<std::string> Responder::frames() const {
     std::vector<std::string> result;
     for (PeerRequest const& request : requests()) {
         result.push_back(request.hex);
@@ -119,11 +113,11 @@ std::vector<std::string> PeerLog::frames() const {
     return result;
 }
 
-int PeerLog::count(std::string const& frame) const {
+int Responder::count(std::string const& frame) const {
     std::vector<std::string> const all = frames();
     return static_cast<int>(std::count(all.begin(), all.end(), hex::text(hex::bytes(frame))));
 }
 
-bool PeerLog::wait_for(std::string const& frame, Limit limit, int number) const {
+bool Responder::wait_for(std::string const& frame, std::chrono::milliseconds limit, int number) const {
     return wait_until([&] { return count(frame) >= number; }, limit);
 }

@@ -11,7 +11,7 @@ SerialPeer::SerialPeer(std::string const& path) : line_(path) {
 }
 
 void SerialPeer::work(std::stop_token const& stop) {
-    if (responder_.serve(line_.master(), stop, [this] { return line_.settings(); }) == Responder::End::hang_up) {
+    if (serve(line_.master(), stop, [this] { return line_.settings(); }) == End::hang_up) {
         wait_until_read();
         line_.unplug();
     }
@@ -35,10 +35,7 @@ void SerialPeer::plug() {
 }
 
 void SerialPeer::unplug() {
-    if (thread_.joinable()) {
-        thread_.request_stop();
-        thread_.join();
-    }
+    stop();
     line_.unplug();
 }
 

@@ -2,14 +2,13 @@
 
 #include <filesystem>
 #include <string>
-#include <thread>
 
 #include "ctl/line/pty_line.h"
 #include "ctl/line/responder.h"
 
 /// A scripted device at the far end of a serial line. What it is asked to hang up is pulled out like by unplug(); bytes
 /// that go out just before it are awaited by half a second at most, as a hang-up throws away what wasn't read.
-class SerialPeer {
+class SerialPeer : public Responder {
  public:
     /// The line is opened under `path`, a name in the test's own folder.
     explicit SerialPeer(std::string const& path);
@@ -17,13 +16,10 @@ class SerialPeer {
     SerialPeer(SerialPeer const&) = delete;
     SerialPeer& operator=(SerialPeer const&) = delete;
 
-    PeerScript& script() { return responder_.script; }
-    PeerLog log() { return PeerLog(responder_); }
-
     /// Plugged in from the start. A second plug() is a new terminal under the same path.
     void plug();
     void unplug();
-    bool is_plugged() const { return !path().empty() && std::filesystem::is_symlink(path()); }
+    bool is_plugged() const { return std::filesystem::is_symlink(path()); }
     /// Bytes that nobody asked for, hexadecimal.
     void send(std::string const& frame);
 
@@ -36,7 +32,5 @@ class SerialPeer {
     void work(std::stop_token const& stop);
     void wait_until_read();
 
-    Responder responder_;
     PtyLine line_;
-    std::jthread thread_;
 };

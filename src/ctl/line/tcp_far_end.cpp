@@ -23,10 +23,7 @@ void TcpFarEnd::listen() {
 }
 
 void TcpFarEnd::stop_listening() {
-    if (thread_.joinable()) {
-        thread_.request_stop();
-        thread_.join();
-    }
+    stop();
     listener_.reset();
 }
 
@@ -45,7 +42,7 @@ void TcpFarEnd::work(std::stop_token const& stop) {
             connection_ = fd;
         }
         ++connections_;
-        responder_.serve(fd, stop);
+        serve(fd, stop);
         std::lock_guard const lock(mutex_);
         connection_ = -1;
         close(fd);

@@ -3,14 +3,13 @@
 #include <atomic>
 #include <mutex>
 #include <optional>
-#include <thread>
 
 #include "ctl/line/listener.h"
 #include "ctl/line/responder.h"
 
 /// A scripted device behind a TCP port of the loopback address. It serves one connection at a time, the next one when
 /// that has ended. What it is asked to hang up is closed; it goes on listening.
-class TcpFarEnd {
+class TcpFarEnd : public Responder {
  public:
     /// Listens from the start; 0: on a free port. Raises std::system_error.
     explicit TcpFarEnd(int port);
@@ -19,8 +18,6 @@ class TcpFarEnd {
     TcpFarEnd& operator=(TcpFarEnd const&) = delete;
 
     int port() const { return port_; }
-    PeerScript& script() { return responder_.script; }
-    PeerLog log() { return PeerLog(responder_); }
 
     /// On the same port again. Does nothing while it listens.
     void listen();
@@ -39,10 +36,8 @@ class TcpFarEnd {
     void work(std::stop_token const& stop);
 
     int port_;
-    Responder responder_;
     mutable std::mutex mutex_;
     std::optional<Listener> listener_;
     int connection_ = -1;
     std::atomic<int> connections_ = 0;
-    std::jthread thread_;
 };

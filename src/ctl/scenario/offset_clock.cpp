@@ -1,8 +1,9 @@
 #include "ctl/scenario/offset_clock.h"
 
-#include <cerrno>
+#include <algorithm>
 #include <chrono>
 #include <ctime>
+#include <thread>
 
 #include "foundation/xmisc.h"
 
@@ -56,7 +57,7 @@ long long xtime::time() {
 }
 
 long long xtime::mono() {
-    return calendar() + *offset;
+    return time();
 }
 
 std::chrono::steady_clock::time_point xtime::steady() {
@@ -65,15 +66,10 @@ std::chrono::steady_clock::time_point xtime::steady() {
 }
 
 void xMisc::delay(int milliseconds) {
-    if (milliseconds <= 0) {
-        return;
-    }
     if (is_instant) {
-        steady_offset_ms += milliseconds;
-        return;
-    }
-    timespec left{milliseconds / 1000, (milliseconds % 1000) * 1000000L};
-    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+        steady_offset_ms += std::max(milliseconds, 0);
+    } else {
+        std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
     }
 }
 

@@ -86,8 +86,6 @@ PortBench::PortBench(Scenario const& scenario) : scenario_(scenario) {
     }
 }
 
-PortBench::~PortBench() = default;
-
 void PortBench::pass() {
     for (auto const& port : ports_) {
         port->pass();

@@ -30,7 +30,6 @@ class PortBench : public PortHost {
  public:
     /// A configuration that doesn't load gives a bench without ports; the log tells why.
     explicit PortBench(Scenario const& scenario);
-    ~PortBench() override;
 
     /// One pass of each port.
     void pass();

@@ -5,8 +5,8 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
@@ -29,15 +29,15 @@ std::string take_word(std::string& text) {
     return word;
 }
 
-/// What stands ahead of the mark, and the rest behind it; false without a mark.
-bool split(std::string const& text, std::string_view mark, std::string& ahead, std::string& behind) {
+/// Takes off what stands behind the mark; nothing without a mark.
+std::optional<std::string> take_behind(std::string_view mark, std::string& text) {
     size_t const at = text.find(mark);
     if (at == std::string::npos) {
-        return false;
+        return {};
     }
-    ahead = trimmed(std::string_view(text).substr(0, at));
-    behind = trimmed(std::string_view(text).substr(at + mark.size()));
-    return true;
+    std::string behind = trimmed(std::string_view(text).substr(at + mark.size()));
+    text = trimmed(std::string_view(text).substr(0, at));
+    return behind;
 }
 
 int number(std::string const& text) {
@@ -70,9 +70,7 @@ class Reader {
 
     void read() {
         for (std::string text; next(text);) {
-            if (!text.empty() && text[0] != '#') {
-                statement(text);
-            }
+            statement(text);
         }
         if (scenario_.config.isNull()) {
             throw std::runtime_error("no configuration");
@@ -83,19 +81,22 @@ class Reader {
     }
 
  private:
-    bool next(std::string& text) {
-        std::string raw;
-        if (!std::getline(file_, raw)) {
-            return false;
+    /// The next line that says something, or just the next one.
+    bool next(std::string& text, bool is_any = false) {
+        while (std::getline(file_, text)) {
+            ++line_;
+            text = trimmed(text);
+            if (is_any || (!text.empty() && text[0] != '#')) {
+                return true;
+            }
         }
-        ++line_;
-        text = trimmed(raw);
-        return true;
+        return false;
     }
 
     /// The lines of a block, up to "end".
-    void block(std::function<void(std::string const&)> const& take) {
-        for (std::string text; next(text);) {
+    template <typename Take>
+    void block(Take take, bool is_any = false) {
+        for (std::string text; next(text, is_any);) {
             if (text == "end") {
                 return;
             }
@@ -111,16 +112,14 @@ class Reader {
         } else if (word == "config") {
             scenario_.config = json_of(text.empty() ? whole_block() : base(text));
         } else if (word == "with") {
-            std::string path;
-            std::string value;
-            if (!split(text, "=", path, value)) {
+            auto const value = take_behind("=", text);
+            if (!value) {
                 throw std::runtime_error("a key without =");
             }
-            place(path) = json_of("{\"v\": " + value + "}")["v"];
+            place(text) = json_of("{\"v\": " + *value + "}")["v"];
         } else if (word == "without") {
-            size_t const dot = text.rfind('.');
-            Json::Value& parent = dot == std::string::npos ? scenario_.config : place(text.substr(0, dot));
-            parent.removeMember(text.substr(dot == std::string::npos ? 0 : dot + 1));
+            size_t const key = text.rfind('.') + 1;  // 0 without a dot
+            place(text.substr(0, key)).removeMember(text.substr(key));
         } else if (word == "template") {
             scenario_.templates[text] = whole_block();
         } else if (word == "option") {
@@ -132,11 +131,7 @@ class Reader {
             scenario_.zone = text;
         } else if (word == "wire") {
             auto& rows = scenario_.wires[text];
-            block([&rows](std::string const& row) {
-                if (!row.empty() && row[0] != '#') {
-                    rows.push_back(wire_row(row));
-                }
-            });
+            block([&rows](std::string const& row) { rows.push_back(wire_row(row)); });
         } else {
             step(word, std::move(text));
         }
@@ -144,7 +139,7 @@ class Reader {
 
     std::string whole_block() {
         std::string text;
-        block([&text](std::string const& row) { text += row + "\n"; });
+        block([&text](std::string const& row) { text += row + "\n"; }, true);
         return text;
     }
 
@@ -180,16 +175,19 @@ class Reader {
 
     static WireRow wire_row(std::string text) {
         WireRow row;
-        for (auto const& [word, kind] : {std::pair("once ", WireRow::Kind::once), {"turn ", WireRow::Kind::turn}}) {
+        for (auto const& [word, kind] :
+             {std::pair("once ", PeerScript::Kind::once), {"turn ", PeerScript::Kind::turn}}) {
             if (text.starts_with(word)) {
                 row.kind = kind;
                 text = trimmed(std::string_view(text).substr(5));
             }
         }
-        std::string rest;
-        if (!split(text, "->", row.request, rest)) {
+        auto const behind = take_behind("->", text);
+        if (!behind) {
             throw std::runtime_error("a row without ->");
         }
+        std::string const& rest = *behind;
+        row.request = text;
         if (row.request != "*") {
             frame_text::pattern(row.request);
         }
@@ -200,7 +198,7 @@ class Reader {
         if (row.reply.hex == "silence") {
             row.reply.hex.clear();
         }
-        frame_text::check_reply(row.reply.hex);
+        frame_text::reply(row.reply.hex, {}, 0);
         std::string part;
         std::getline(parts, part, ';');
         while (std::getline(parts, part, ';')) {
@@ -273,21 +271,17 @@ class Reader {
         } else if (word == "sent") {
             step.kind = Step::Kind::sent;
             step.port = take_word(text);
-            std::string times;
-            if (split(text, "times ", step.text, times)) {
-                step.times = number(times);
-            } else {
-                step.text = text;
+            step.text = text;
+            if (auto const times = take_behind("times ", step.text)) {
+                step.times = number(*times);
             }
             frame_text::pattern(step.text);
         } else if (word == "frames") {
             step.kind = Step::Kind::frames;
             step.port = text;
             block([&step](std::string const& row) {
-                if (!row.empty() && row[0] != '#') {
-                    frame_text::pattern(row);
-                    step.frames.push_back(row);
-                }
+                frame_text::pattern(row);
+                step.frames.push_back(row);
             });
         } else if (word == "nothing" && text == "more") {
             step.kind = Step::Kind::nothing_more;
@@ -308,16 +302,10 @@ class Reader {
     /// "TOPIC = PAYLOAD", with " qos N" behind the topic where it isn't the usual one; a topic alone stands for any
     /// payload.
     static void topic_and_payload(std::string const& text, Step& step) {
-        if (!split(text, " =", step.topic, step.text)) {
-            step.topic = text;
-            step.text = "*";
-        }
-        step.text = unescaped(step.text);
-        std::string qos;
-        std::string topic;
-        if (split(step.topic, " qos ", topic, qos)) {
-            step.topic = topic;
-            step.number = number(qos);
+        step.topic = text;
+        step.text = unescaped(take_behind(" =", step.topic).value_or("*"));
+        if (auto const qos = take_behind(" qos ", step.topic)) {
+            step.number = number(*qos);
         }
     }
 
@@ -356,12 +344,8 @@ void Scenario::write(std::string const& port, PeerScript& script) const {
     for (WireRow const& row : wire->second) {
         if (row.request == "*") {
             script.otherwise(row.reply);
-        } else if (row.kind == WireRow::Kind::once) {
-            script.once(row.request, row.reply);
-        } else if (row.kind == WireRow::Kind::turn) {
-            script.turn(row.request, row.reply);
         } else {
-            script.on(row.request, row.reply);
+            script.add(row.kind, row.request, row.reply);
         }
     }
 }

@@ -10,11 +10,9 @@
 
 /// One row of a wire: what the far end does with a request.
 struct WireRow {
-    enum class Kind { always, once, turn };
-
     std::string request;  ///< "*" for any other
     Reply reply;
-    Kind kind = Kind::always;
+    PeerScript::Kind kind = PeerScript::Kind::always;
 };
 
 /// One line of a scenario's course: something that is done, or something that must or must not have come of it.

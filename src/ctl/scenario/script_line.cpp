@@ -102,26 +102,15 @@ int ScriptLine::write(unsigned char* buffer, int count) {
         close();
         return count;
     }
-    hex::Bytes const bytes = hex::bytes(reply.garbage + reply.hex);
-    size_t const size = reply.hang_up == HangUp::in_reply ? bytes.size() / 2 : bytes.size();
-    size_t const step = reply.fragment > 0 ? static_cast<size_t>(reply.fragment) : std::max<size_t>(size, 1);
+    hex::Bytes const bytes = hex::bytes(reply.hex);
+    size_t const step = reply.fragment > 0 ? static_cast<size_t>(reply.fragment) : bytes.size();
     int after_ms = reply.delay_ms;
-    for (size_t at = 0; at < size; at += step, after_ms += reply.gap_ms) {
-        auto const begin = bytes.begin() + static_cast<std::ptrdiff_t>(at);
-        arrive({begin, begin + static_cast<std::ptrdiff_t>(std::min(step, size - at))}, after_ms);
+    for (size_t at = 0; at < bytes.size(); at += step, after_ms += reply.gap_ms) {
+        auto const piece = std::span(bytes).subspan(at, std::min(step, bytes.size() - at));
+        arrive({piece.begin(), piece.end()}, after_ms);
     }
     hangs_up_ = reply.hang_up != HangUp::never;
     return count;
-}
-
-int ScriptLine::write(xCommon::ByteList& bytes) {
-    std::vector<unsigned char> frame(bytes.size());
-    return write(frame.data(), bytes.pop_buf(frame.data(), static_cast<int>(frame.size())));
-}
-
-bool ScriptLine::write_all(xCommon::ByteList& bytes) {
-    int const count = static_cast<int>(bytes.size());
-    return write(bytes) == count;
 }
 
 void ScriptLine::flush_in() {
@@ -138,7 +127,6 @@ bool ScriptLine::abandon() {
     if (!is_tcp_ || !is_open()) {
         return false;
     }
-    pieces_.clear();
     close();
     abandoned_ = true;
     return true;

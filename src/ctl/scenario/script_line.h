@@ -17,15 +17,14 @@ class ScriptLine : public NoLineTran {
     bool open() override;
     int read(unsigned char* buffer, int count) override { return take(buffer, count, is_tcp_); }
     bool read_all(unsigned char* buffer, int count) override;
+    using NoLineTran::write;
     int write(unsigned char* buffer, int count) override;
-    int write(xCommon::ByteList& bytes) override;
+    using NoLineTran::write_all;
     bool write_all(unsigned char* buffer, int count) override { return write(buffer, count) == count; }
-    bool write_all(xCommon::ByteList& bytes) override;
     void flush_in() override;
     void set_timeout(int rto, int sto) override;
     bool abandon() override;
     void resume() override;
-
     void close() override;
 
     /// The line is pulled out, or nobody listens: it can't be opened until it is back.
