@@ -80,10 +80,12 @@ class CBFac {
     using Map = std::map<std::string, Creator>;
 
     CBFac(std::string const& key, Creator creator);
-    /// Enters the class T by its static create().
-    template <typename T>
-    static CBFac add(std::string const& key) {
-        key_map().emplace(key, T::key_tables());
+    /// Enters the class T by its static create(); `own` are its tables of keys behind those of its base.
+    template <typename T, typename... Own>
+    static CBFac add(std::string const& key, Own const&... own) {
+        keys::Tables tables = T::key_tables();
+        (tables.push_back(own), ...);
+        key_map().emplace(key, tables);
         return {key, T::create};
     }
     /// Key to the tables of the class's keys, those of its bases first.

@@ -16,31 +16,29 @@ using keys::Type;
 
 /// No readers in these three: what holds the values is no node, and one key decides which of the others are read.
 constexpr keys::Key root_table[] = {
-    {"mqtt", Type::object, nullptr, "", "the broker", "брокер"},
-    {"mqtt_url", Type::text, nullptr, "127.0.0.1", "the broker's host, read only when there is no `mqtt`",
+    {"mqtt", Type::object, "", "the broker", "брокер"},
+    {"mqtt_url", Type::text, "127.0.0.1", "the broker's host, read only when there is no `mqtt`",
      "узел брокера, читается только без `mqtt`"},
-    {"mqtt_port", Type::integer, nullptr, "1883", "its port, read only together with `mqtt_url`",
+    {"mqtt_port", Type::integer, "1883", "its port, read only together with `mqtt_url`",
      "его порт, читается только вместе с `mqtt_url`"},
-    {"log", Type::object, nullptr, "", "the log", "журнал"},
-    {"log_maxsize", Type::integer, nullptr, "5", "the log's size, read only when there is no `log`",
+    {"log", Type::object, "", "the log", "журнал"},
+    {"log_maxsize", Type::integer, "5", "the log's size, read only when there is no `log`",
      "размер журнала, читается только без `log`", keys::Overlay::ignored, nullptr, "MiB"},
-    {"log_debug", Type::flag, nullptr, "false", "debug detail, read only together with `log_maxsize`",
+    {"log_debug", Type::flag, "false", "debug detail, read only together with `log_maxsize`",
      "отладочные подробности, читается только вместе с `log_maxsize`"},
-    {"log_quiet", Type::flag, nullptr, "false", "`quiet` of the log, read only when there is no `log`",
+    {"log_quiet", Type::flag, "false", "`quiet` of the log, read only when there is no `log`",
      "`quiet` журнала, читается только без `log`"},
-    {"ports", Type::list, nullptr, keys::required, "the ports; one must be usable at least",
+    {"ports", Type::list, keys::required, "the ports; one must be usable at least",
      "порты; хотя бы один должен быть пригоден"},
 };
 constexpr keys::Key mqtt_table[] = {
-    {"url", Type::text, nullptr, "127.0.0.1", "host name or address", "имя или адрес узла"},
-    {"port", Type::integer, nullptr, "0", "the broker's port; 1883 has to be written",
-     "порт брокера; 1883 надо указать"},
+    {"url", Type::text, "127.0.0.1", "host name or address", "имя или адрес узла"},
+    {"port", Type::integer, "0", "the broker's port; 1883 has to be written", "порт брокера; 1883 надо указать"},
 };
 constexpr keys::Key log_table[] = {
-    {"max_size", Type::integer, nullptr, "5", "the log's size", "размер журнала", keys::Overlay::ignored, nullptr,
-     "MiB"},
-    {"is_debug", Type::flag, nullptr, "false", "debug detail", "отладочные подробности"},
-    {"quiet", Type::flag, nullptr, "false", "exchanges that succeed are left out", "успешные обмены не записываются"},
+    {"max_size", Type::integer, "5", "the log's size", "размер журнала", keys::Overlay::ignored, nullptr, "MiB"},
+    {"is_debug", Type::flag, "false", "debug detail", "отладочные подробности"},
+    {"quiet", Type::flag, "false", "exchanges that succeed are left out", "успешные обмены не записываются"},
 };
 
 [[maybe_unused]] bool const described = CBFac::key_map().emplace("root", keys::Tables{root_table}).second &&

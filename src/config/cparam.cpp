@@ -65,7 +65,7 @@ void read_word_order(xCommon::LogItem& node, Json::Value const& json, keys::Key 
 }
 
 void read_correction(xCommon::LogItem& node, Json::Value const& json, keys::Key const& key) {
-    keys::integer<&CParam::correction>(node, json, key);
+    keys::of<&CParam::correction>.read(node, json, key);
     param(node).has_correction |= jUtils::has(json, key.name);
 }
 
@@ -87,31 +87,31 @@ constexpr char const* order_words[] = {"big_endian", "little_endian", "mid_big_e
 
 /// An overlay takes these, then those of CBase, then the others.
 constexpr keys::Key first_table[] = {
-    {"value_type", Type::text, read_value_type, "", "how the bytes are read; the words are the driver's",
+    {"value_type", keys::Value(Type::text, read_value_type), "", "how the bytes are read; the words are the driver's",
      "как читаются байты; набор слов зависит от драйвера", Overlay::taken, nullptr, "", value_words},
-    {"word_order", Type::text, read_word_order, "big_endian", "order of the bytes", "порядок байтов", Overlay::taken,
-     nullptr, "", order_words},
-    {"read_only", Type::flag, keys::flag<&CParam::read_only>, "true", "false: the value can be written",
+    {"word_order", keys::Value(Type::text, read_word_order), "big_endian", "order of the bytes", "порядок байтов",
+     Overlay::taken, nullptr, "", order_words},
+    {"read_only", keys::of<&CParam::read_only>, "true", "false: the value can be written",
      "false: значение можно записывать", Overlay::taken},
 };
 constexpr keys::Key table[] = {
-    {"scale", Type::number, number_if_there<&CParam::has_scale, &CParam::scale>, "",
+    {"scale", keys::Value(Type::number, number_if_there<&CParam::has_scale, &CParam::scale>), "",
      "the raw value is multiplied by it", "множитель исходного значения", Overlay::taken},
-    {"correction", Type::integer, read_correction, "", "added behind the scale", "прибавляется после масштаба",
-     Overlay::taken},
-    {"inverted", Type::flag, keys::flag<&CParam::inverted>, "false", "default of the same key of the bits in `bh_list`",
+    {"correction", keys::Value(Type::integer, read_correction), "", "added behind the scale",
+     "прибавляется после масштаба", Overlay::taken},
+    {"inverted", keys::of<&CParam::inverted>, "false", "default of the same key of the bits in `bh_list`",
      "умолчание того же ключа битов в `bh_list`", Overlay::taken},
-    {"unit", Type::text, keys::text<&CParam::unit>, "", "appended to the text behind a blank",
-     "добавляется к тексту через пробел", Overlay::taken},
-    {"min", Type::number, number_if_there<&CParam::has_min, &CParam::min>, "",
+    {"unit", keys::of<&CParam::unit>, "", "appended to the text behind a blank", "добавляется к тексту через пробел",
+     Overlay::taken},
+    {"min", keys::Value(Type::number, number_if_there<&CParam::has_min, &CParam::min>), "",
      "least scaled value, ahead of the correction, that is published",
      "наименьшее публикуемое значение: с масштабом, без поправки"},
-    {"max", Type::number, number_if_there<&CParam::has_max, &CParam::max>, "",
+    {"max", keys::Value(Type::number, number_if_there<&CParam::has_max, &CParam::max>), "",
      "highest scaled value, ahead of the correction, that is published",
      "наибольшее публикуемое значение: с масштабом, без поправки"},
-    {"error_value", Type::text, read_error_value, "", "bytes in hexadecimal that stand for \"no value\"",
+    {"error_value", keys::Value(Type::text, read_error_value), "", "bytes in hexadecimal that stand for \"no value\"",
      "байты в шестнадцатеричном виде, означающие «нет значения»", Overlay::taken},
-    {"debounce", Type::integer, keys::integer<&CParam::debounce>, "0", "a changed value is held back for so long",
+    {"debounce", keys::of<&CParam::debounce>, "0", "a changed value is held back for so long",
      "на это время задерживается изменившееся значение", Overlay::taken, nullptr, "s"},
 };
 

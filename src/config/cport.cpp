@@ -18,33 +18,35 @@ CBFac const registrars[] = {CBFac::add<CPort>("base.cport"), CBFac::add<CPort>("
 using keys::Type;
 
 constexpr keys::Key port_table[] = {
-    {"devices", Type::list, nullptr, keys::required, "the devices", "устройства"},
-    {"rs", Type::object, nullptr, "", "serial settings, of a serial line", "настройки последовательной линии"},
-    {"tcp", Type::object, nullptr, "", "`url` (127.0.0.1) and `port` (0) of a TCP peer",
+    {"devices", Type::list, keys::required, "the devices", "устройства"},
+    {"rs", Type::object, "", "serial settings, of a serial line", "настройки последовательной линии"},
+    {"tcp", Type::object, "", "`url` (127.0.0.1) and `port` (0) of a TCP peer",
      "`url` (127.0.0.1) и `port` (0) узла TCP"},
-    {"url", Type::text, nullptr, "", "the TCP peer, where there is no `tcp`", "узел TCP, если нет `tcp`"},
-    {"port", Type::integer, nullptr, "-1", "its port, where there is no `tcp`", "его порт, если нет `tcp`"},
-    {"zigbee", Type::object, nullptr, "", "`address` of a bridge", "`address` моста"},
+    {"url", Type::text, "", "the TCP peer, where there is no `tcp`", "узел TCP, если нет `tcp`"},
+    {"port", Type::integer, "-1", "its port, where there is no `tcp`", "его порт, если нет `tcp`"},
+    {"zigbee", Type::object, "", "`address` of a bridge", "`address` моста"},
 };
 
 /// Of Modbus devices alone: the others walk over their parameters.
 void read_all_params(xCommon::LogItem& node, Json::Value const& json, keys::Key const& key) {
     std::string const& type = keys::member<&CBase::type>(node);
     if (type == "mb-tcp" || type == "mb-rtu") {
-        keys::flag<&CBase::all_params>(node, json, key);
+        keys::of<&CBase::all_params>.read(node, json, key);
     }
 }
 
 constexpr keys::Key device_table[] = {
-    {"rs", Type::object, nullptr, "", "personal serial settings", "собственные настройки линии"},
-    {"display_name", Type::text, keys::text<&CDev::display_name>, "", "a name for people, sent on `/devices/error`",
+    {"rs", Type::object, "", "personal serial settings", "собственные настройки линии"},
+    {"display_name", keys::of<&CDev::display_name>, "", "a name for people, sent on `/devices/error`",
      "имя для людей, передаётся в `/devices/error`"},
-    {"all_params", Type::flag, read_all_params, "false", "Modbus only: the whole device is read in few long requests",
+    {"all_params", keys::Value(Type::flag, read_all_params), "false",
+     "Modbus only: the whole device is read in few long requests",
      "только Modbus: устройство читается немногими длинными запросами"},
-    {"templ", Type::text, nullptr, "", "name of a template that is loaded ahead of `params`",
-     "имя шаблона, который загружается до `params`"},
-    {"params", Type::list, nullptr, "", "the parameters; one must come of template and `params` together at least",
-     "параметры; из шаблона и `params` вместе должен получиться хотя бы один"},
+    {"templ", Type::text, "", "name of a template that is loaded ahead of `params`; Pulsar has none",
+     "имя шаблона, который загружается до `params`; у Пульсара шаблонов нет"},
+    {"params", Type::list, "",
+     "the parameters; one must come of template and `params` together at least, but for Zigbee behind a bridge",
+     "параметры; из шаблона и `params` вместе должен получиться хотя бы один, кроме Zigbee за мостом"},
 };
 
 constexpr char const* parities[] = {"none", "odd", "even", "mark", "space"};
@@ -52,17 +54,17 @@ constexpr char const* flow_controls[] = {"none", "software", "hardware"};
 
 /// Of the object `rs`, which the serial line reads itself.
 constexpr keys::Key serial_table[] = {
-    {"path", Type::text, nullptr, "", "the device; a port must have it, a device takes its port's",
+    {"path", Type::text, "", "the device; a port must have it, a device takes its port's",
      "устройство; для порта обязательно, у устройства берётся от порта"},
-    {"baudrate", Type::natural, nullptr, "9600", "any rate that the line accepts", "любая скорость, доступная линии",
+    {"baudrate", Type::natural, "9600", "any rate that the line accepts", "любая скорость, доступная линии",
      keys::Overlay::ignored, nullptr, "", keys::any_text, 1},
-    {"bytesize", Type::integer, nullptr, "8", "data bits", "биты данных", keys::Overlay::ignored, nullptr, "",
-     keys::any_text, 5, 8},
-    {"parity", Type::text, nullptr, "none", "parity", "чётность", keys::Overlay::ignored, nullptr, "", parities},
-    {"stopbits", Type::number, nullptr, "1", "stop bits: 1, 1.5 or 2", "стоповые биты: 1, 1.5 или 2",
-     keys::Overlay::ignored, nullptr, "", keys::any_text, 1, 2},
-    {"flowcontrol", Type::text, nullptr, "none", "flow control", "управление потоком", keys::Overlay::ignored, nullptr,
-     "", flow_controls},
+    {"bytesize", Type::integer, "8", "data bits", "биты данных", keys::Overlay::ignored, nullptr, "", keys::any_text, 5,
+     8},
+    {"parity", Type::text, "none", "parity", "чётность", keys::Overlay::ignored, nullptr, "", parities},
+    {"stopbits", Type::number, "1", "stop bits: 1, 1.5 or 2", "стоповые биты: 1, 1.5 или 2", keys::Overlay::ignored,
+     nullptr, "", keys::any_text, 1, 2},
+    {"flowcontrol", Type::text, "none", "flow control", "управление потоком", keys::Overlay::ignored, nullptr, "",
+     flow_controls},
 };
 
 [[maybe_unused]] bool const described = CBFac::key_map().emplace("rs", keys::Tables{serial_table}).second;

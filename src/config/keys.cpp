@@ -14,16 +14,16 @@ void read(std::span<Key const> table, xCommon::LogItem& node, Json::Value const&
         if (key.missing != nullptr && !xCommon::jUtils::has(json, key.name)) {
             throw xCommon::xExceptionf(xCommon::RuntimeFormat(key.missing), node.name);
         }
-        if (key.read != nullptr) {
-            key.read(node, json, key);
+        if (key.value.read != nullptr) {
+            key.value.read(node, json, key);
         }
     }
 }
 
 void lay_over(std::span<Key const> table, xCommon::LogItem& node, Json::Value const& json) {
     for (Key const& key : table) {
-        if (key.overlay == Overlay::taken && key.read != nullptr && xCommon::jUtils::has(json, key.name)) {
-            key.read(node, json, key);
+        if (key.overlay == Overlay::taken && key.value.read != nullptr && xCommon::jUtils::has(json, key.name)) {
+            key.value.read(node, json, key);
         }
     }
 }

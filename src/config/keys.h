@@ -2,7 +2,9 @@
 
 #include <limits>
 #include <span>
+#include <string>
 #include <type_traits>
+#include <utility>
 
 #include <json/value.h>
 
@@ -24,14 +26,26 @@ enum class Overlay { taken, ignored };
 inline constexpr char required[] = "!";
 /// For rows that go on behind their words.
 inline constexpr std::span<char const* const> any_text = {};
+inline constexpr double unbounded = std::numeric_limits<double>::infinity();
+
+struct Key;
+
+/// What a key holds, and what puts it into its member; a key that is absent leaves that as it is. Null where a
+/// constructor reads it in a way of its own.
+struct Value {
+    using Reader = void (*)(xCommon::LogItem& node, Json::Value const& json, Key const& key);
+
+    // NOLINTNEXTLINE(google-explicit-constructor): most rows without a reader tell the type alone
+    constexpr Value(Type held, Reader reader = nullptr) : type(held), read(reader) {}
+    Type type;
+    Reader read;
+};
 
 struct Key {
     char const* name;
-    Type type;
-    /// Puts the value into its member; a key that is absent leaves that as it is. Null where a constructor reads it in
-    /// a way of its own.
-    void (*read)(xCommon::LogItem& node, Json::Value const& json, Key const& key);
-    /// As the documentation shows it; null: the parent's value, "": none.
+    Value value;
+    /// As the documentation shows it; null: the parent's value, "": none. Behind a "^" stands that of a port, where all
+    /// below it have their parent's.
     char const* fallback;
     char const* english;
     char const* russian;
@@ -41,8 +55,8 @@ struct Key {
     char const* unit = "";
     /// The texts that are taken; none: any.
     std::span<char const* const> words = {};
-    double least = -std::numeric_limits<double>::infinity();
-    double most = std::numeric_limits<double>::infinity();
+    double least = -unbounded;
+    double most = unbounded;
 };
 
 /// The tables of a base, and those of a class of its own behind them.
@@ -61,31 +75,36 @@ auto& member(xCommon::LogItem& node) {
     return static_cast<decltype(node_of(Member))&>(node).*Member;
 }
 
-/// Readers of the usual kinds, for a member of a node's class. A value of a type that can't be taken raises an
+/// Values of the usual kinds, by the type of the member of a node's class. One that can't be taken raises an
 /// xExceptionf.
 template <auto Member>
-void text(xCommon::LogItem& node, Json::Value const& json, Key const& key) {
-    member<Member>(node) = xCommon::jUtils::get_string(json, key.name, member<Member>(node));
-}
-template <auto Member>
-void integer(xCommon::LogItem& node, Json::Value const& json, Key const& key) {
-    member<Member>(node) = xCommon::jUtils::get_int(json, key.name, member<Member>(node));
-}
-template <auto Member>
-void natural(xCommon::LogItem& node, Json::Value const& json, Key const& key) {
-    member<Member>(node) = xCommon::jUtils::get_uint(json, key.name, member<Member>(node));
-}
-template <auto Member>
-void flag(xCommon::LogItem& node, Json::Value const& json, Key const& key) {
-    member<Member>(node) = xCommon::jUtils::get_bool(json, key.name, member<Member>(node));
-}
+inline constexpr Value of = [] {
+    using Held = std::remove_reference_t<decltype(member<Member>(std::declval<xCommon::LogItem&>()))>;
+    constexpr Type type = std::is_same_v<Held, std::string>    ? Type::text
+                          : std::is_same_v<Held, bool>         ? Type::flag
+                          : std::is_same_v<Held, unsigned int> ? Type::natural
+                                                               : Type::integer;
+    return Value(type, [](xCommon::LogItem& node, Json::Value const& json, Key const& key) {
+        using xCommon::jUtils;
+        Held& held = member<Member>(node);
+        if constexpr (type == Type::text) {
+            held = jUtils::get_string(json, key.name, held);
+        } else if constexpr (type == Type::flag) {
+            held = jUtils::get_bool(json, key.name, held);
+        } else if constexpr (type == Type::natural) {
+            held = jUtils::get_uint(json, key.name, held);
+        } else {
+            held = static_cast<Held>(jUtils::get_int(json, key.name, held));
+        }
+    });
+}();
 /// A number, or a text read as one, as Utils::jToInt() takes it.
 template <auto Member>
-void code(xCommon::LogItem& node, Json::Value const& json, Key const& key) {
+inline constexpr Value code(Type::number_or_text, [](xCommon::LogItem& node, Json::Value const& json, Key const& key) {
+    auto& held = member<Member>(node);
     if (xCommon::jUtils::has(json, key.name)) {
-        auto& value = member<Member>(node);
-        value = static_cast<std::remove_reference_t<decltype(value)>>(Utils::jToInt(json[key.name]));
+        held = static_cast<std::remove_reference_t<decltype(held)>>(Utils::jToInt(json[key.name]));
     }
-}
+});
 
 }  // namespace keys

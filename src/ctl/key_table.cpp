@@ -15,6 +15,7 @@ struct Words {
     char const* head;
     char const* required;
     char const* inherited;
+    char const* of_port;
     char const* one_of;
 };
 
@@ -23,6 +24,7 @@ constexpr Words english = {
     "| Key | Type | Default | Meaning |",
     "required",
     "of the node above",
+    "; of a port `%s`",
     "one of",
 };
 constexpr Words russian_words = {
@@ -30,6 +32,7 @@ constexpr Words russian_words = {
     "| Ключ | Тип | Умолчание | Значение |",
     "обязателен",
     "от узла выше",
+    "; у порта `%s`",
     "одно из",
 };
 
@@ -56,15 +59,18 @@ keys::Tables tables_of(std::string const& key) {
 
 std::string row(keys::Key const& key, bool russian) {
     Words const& words = russian ? russian_words : english;
-    std::string type = words.types[static_cast<size_t>(key.type)];
+    std::string type = words.types[static_cast<size_t>(key.value.type)];
     if (*key.unit != '\0') {
         type += std::string(", ") + key.unit;
     }
     std::string fallback;
     if (key.missing != nullptr || key.fallback == keys::required) {
         fallback = words.required;
-    } else if (key.fallback == nullptr) {
+    } else if (key.fallback == nullptr || *key.fallback == '^') {
         fallback = words.inherited;
+        if (key.fallback != nullptr && key.fallback[1] != '\0') {
+            fallback += xCommon::xString::Format(words.of_port, key.fallback + 1);
+        }
     } else if (*key.fallback != '\0') {
         fallback = std::string("`") + key.fallback + "`";
     }

@@ -27,7 +27,7 @@ void read_name(LogItem& node, Json::Value const& json, keys::Key const& key) {
 }
 
 void read_gpio(LogItem& node, Json::Value const& json, keys::Key const& key) {
-    keys::integer<&channel_t::gpio>(node, json, key);
+    keys::of<&channel_t::gpio>.read(node, json, key);
     if (keys::member<&channel_t::gpio>(node) < key.least) {
         throw xExceptionf(xCommon::RuntimeFormat(key.missing), node.name);
     }
@@ -88,42 +88,42 @@ char const* const edges[] = {gpio_edge_none.c_str(), gpio_edge_both.c_str(), gpi
                              gpio_edge_falling.c_str()};
 
 constexpr keys::Key channel_table[] = {
-    {"name", Type::text, read_name, "", "the control in topics", "имя в топиках", Overlay::ignored,
+    {"name", keys::Value(Type::text, read_name), "", "the control in topics", "имя в топиках", Overlay::ignored,
      "channel::ctor : не указано имя канала (name)."},
-    {"gpio", Type::integer, read_gpio, "", "the kernel's number of the line, 1 or more", "номер линии в ядре, от 1",
-     Overlay::ignored, "%s : channel::ctor : не указан номер прерывания канала (gpio).", "", keys::any_text, 1},
-    {"type", Type::text, read_word<&channel_t::type, type_base>, "base",
+    {"gpio", keys::Value(Type::integer, read_gpio), "", "the kernel's number of the line, 1 or more",
+     "номер линии в ядре, от 1", Overlay::ignored, "%s : channel::ctor : не указан номер прерывания канала (gpio).", "",
+     keys::any_text, 1},
+    {"type", keys::Value(Type::text, read_word<&channel_t::type, type_base>), "base",
      "`base`: plain input or output; `electro`, `water`: pulse counter, both work alike",
      "`base`: простой вход или выход; `electro`, `water`: счётчик импульсов, работают одинаково", Overlay::ignored,
      nullptr, "", types},
-    {"enabled", Type::flag, keys::flag<&channel_t::enabled>, "true", "has no effect", "ни на что не влияет"},
-    {"inverted", Type::flag, keys::flag<&channel_t::inverted>, "false", "the level is turned over, both ways",
+    {"enabled", keys::of<&channel_t::enabled>, "true", "has no effect", "ни на что не влияет"},
+    {"inverted", keys::of<&channel_t::inverted>, "false", "the level is turned over, both ways",
      "уровень инвертируется, в обе стороны"},
-    {"direction", Type::text, read_word<&channel_t::direction, direction_input>, "input", "input or output",
-     "вход или выход", Overlay::ignored, nullptr, "", directions},
-    {"edge", Type::text, read_edge, "none", "which edges raise an interrupt", "какие фронты вызывают прерывание",
-     Overlay::ignored, nullptr, "", edges},
-    {"debounce", Type::integer, keys::integer<&channel_t::debounce>, "0",
-     "time from the first sign of a change to the look that counts",
+    {"direction", keys::Value(Type::text, read_word<&channel_t::direction, direction_input>), "input",
+     "input or output", "вход или выход", Overlay::ignored, nullptr, "", directions},
+    {"edge", keys::Value(Type::text, read_edge), "none", "which edges raise an interrupt",
+     "какие фронты вызывают прерывание", Overlay::ignored, nullptr, "", edges},
+    {"debounce", keys::of<&channel_t::debounce>, "0", "time from the first sign of a change to the look that counts",
      "время от первого признака изменения до решающего чтения", Overlay::ignored, nullptr, "ms"},
-    {"poll_interval", Type::integer, keys::integer<&channel_t::poll_interval>, "1", "has no effect",
-     "ни на что не влияет"},
-    {"scale", Type::number, read_scale, "1", "counters: what one pulse adds", "счётчики: сколько добавляет импульс"},
+    {"poll_interval", keys::of<&channel_t::poll_interval>, "1", "has no effect", "ни на что не влияет"},
+    {"scale", keys::Value(Type::number, read_scale), "1", "counters: what one pulse adds",
+     "счётчики: сколько добавляет импульс"},
 };
 
 constexpr char empty_document[] = "config : пустой файл конфигурации.";
 constexpr char no_channels[] = "config : в конфигурационно0м файле не задано ни одного канала.";
 
 constexpr keys::Key table[] = {
-    {"name", Type::text, read_name, "", "second piece of every topic", "вторая часть всех топиков", Overlay::ignored,
-     "config : не указано имя драйвера."},
-    {"mqtt", Type::object, read_mqtt, "", "the broker: `url` (127.0.0.1) and `port` (1883)",
+    {"name", keys::Value(Type::text, read_name), "", "second piece of every topic", "вторая часть всех топиков",
+     Overlay::ignored, "config : не указано имя драйвера."},
+    {"mqtt", keys::Value(Type::object, read_mqtt), "", "the broker: `url` (127.0.0.1) and `port` (1883)",
      "брокер: `url` (127.0.0.1) и `port` (1883)"},
-    {"wto", Type::integer, read_wto, "500",
+    {"wto", keys::Value(Type::integer, read_wto), "500",
      "how long the loop waits for interrupts; also the interval of polling and of `debounce`",
      "сколько цикл ждёт прерываний; также период опроса и проверки `debounce`", Overlay::ignored, nullptr, "ms",
      keys::any_text, 1},
-    {"channels", Type::list, nullptr, "", "the lines", "линии", Overlay::ignored, no_channels},
+    {"channels", Type::list, "", "the lines", "линии", Overlay::ignored, no_channels},
 };
 
 [[maybe_unused]] bool const described = CBFac::key_map().emplace("gpio", keys::Tables{table}).second &&

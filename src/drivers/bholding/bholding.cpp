@@ -21,13 +21,13 @@ using keys::Type;
 
 /// No readers: a bit is no node of the tree.
 constexpr keys::Key table[] = {
-    {"name", Type::text, nullptr, "", "the bit's name, behind the parameter's and \"_\" in topics",
+    {"name", Type::text, "", "the bit's name, behind the parameter's and \"_\" in topics",
      "имя бита, в топиках после имени параметра и «_»", keys::Overlay::ignored,
      "bitem.ctor : параметр 'node' не содержит 'name'"},
-    {"offset", Type::integer, nullptr, "", "bit number, 0 is the lowest; up to 15, with `u24` 23, with `u32` 31",
+    {"offset", Type::integer, "", "bit number, 0 is the lowest; up to 15, with `u24` 23, with `u32` 31",
      "номер бита, 0 младший; не больше 15, для `u24` 23, для `u32` 31", keys::Overlay::ignored,
-     "bitem.ctor : параметр 'node' не содержит 'offset'", "", keys::any_text, keys::Key().least, 31},
-    {"inverted", Type::flag, nullptr, nullptr, "true: a set bit reads as 0", "true: установленный бит читается как 0"},
+     "bitem.ctor : параметр 'node' не содержит 'offset'", "", keys::any_text, -keys::unbounded, 31},
+    {"inverted", Type::flag, nullptr, "true: a set bit reads as 0", "true: установленный бит читается как 0"},
 };
 
 [[maybe_unused]] bool const described = CBFac::key_map().emplace("bh_list", keys::Tables{table}).second;

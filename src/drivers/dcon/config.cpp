@@ -20,32 +20,33 @@ const std::string type_word = "dcon";
 /// A parameter outside of a template has to state its type: without one it has always been one of Modbus.
 const std::string default_param_type = "mb-rtu";
 
-CBFac const registrars[] = {CBFac::add<c_dev>("dcon.cdev"), CBFac::add<c_param>("dcon.cparam")};
-
 using keys::Overlay;
 using keys::Type;
 
 constexpr keys::Key device_table[] = {
-    {"sid", Type::number_or_text, keys::code<&c_dev::sid>, "", "the module's address, two hexadecimal digits in frames",
-     "адрес модуля, в кадрах две шестнадцатеричные цифры", Overlay::ignored, "#%s : ctor : не указан аргумент 'sid'."},
-    {"crc_enabled", Type::flag, keys::flag<&c_dev::crc_enabled>, "true", "checksums, in both directions",
+    {"sid", keys::code<&c_dev::sid>, "", "the module's address, two hexadecimal digits in frames",
+     "адрес модуля, в кадрах две шестнадцатеричные цифры", Overlay::ignored, "#%s : ctor : не указан аргумент 'sid'.",
+     "", keys::any_text, 0, 255},
+    {"crc_enabled", keys::of<&c_dev::crc_enabled>, "true", "checksums, in both directions",
      "контрольные суммы, в обе стороны"},
 };
 
 constexpr keys::Key command_table[] = {
-    {"cmd", Type::integer, keys::integer<&c_param::cmd>, "", "the command: 1, 9, 10, 13, 15 or 21",
-     "команда: 1, 9, 10, 13, 15 или 21", Overlay::taken, "%s : не указан атрибут 'cmd'.", "", keys::any_text, 1, 21},
+    {"cmd", keys::of<&c_param::cmd>, "", "the command: 1, 9, 10, 13, 15 or 21", "команда: 1, 9, 10, 13, 15 или 21",
+     Overlay::taken, "%s : не указан атрибут 'cmd'.", "", keys::any_text, 1, 21},
 };
 constexpr keys::Key channel_table[] = {
-    {"channel", Type::text, keys::text<&c_param::channel>, "",
-     "for command 9: one character, 0 to F; a lower-case letter is raised",
+    {"channel", keys::of<&c_param::channel>, "", "for command 9: one character, 0 to F; a lower-case letter is raised",
      "для команды 9: один символ от 0 до F; строчная буква становится прописной", Overlay::taken},
 };
 constexpr keys::Key state_table[] = {
-    {"offset", Type::integer, keys::integer<&c_param::offset>, "0", "has no effect", "ни на что не влияет"},
-    {"bh_list", Type::list, nullptr, "", "named bits, required for commands 13 and 21",
+    {"offset", keys::of<&c_param::offset>, "0", "has no effect", "ни на что не влияет"},
+    {"bh_list", Type::list, "", "named bits, required for commands 13 and 21",
      "именованные биты, обязательны для команд 13 и 21"},
 };
+
+CBFac const registrars[] = {CBFac::add<c_dev>("dcon.cdev", device_table),
+                            CBFac::add<c_param>("dcon.cparam", command_table, channel_table, state_table)};
 
 }  // namespace
 
@@ -58,10 +59,6 @@ c_dev::c_dev(CBase* port_node, Json::Value& node) : CDev(port_node, node), port(
     name = xString::Format("%s_%d", name, sid);
     crc_size = crc_enabled ? 2 : 0;
     load_params(node, type_word, "ctor", default_param_type);
-}
-
-keys::Tables c_dev::key_tables() {
-    return CDev::key_tables() + device_table;
 }
 
 c_param::c_param(CBase* device_node, Json::Value& node)
@@ -92,10 +89,6 @@ c_param::c_param(CBase* device_node, Json::Value& node)
         value_type = vt_u16;
         bits = std::make_unique<bholding::bhold>(this, node);
     }
-}
-
-keys::Tables c_param::key_tables() {
-    return CParam::key_tables() + command_table + channel_table + state_table;
 }
 
 void c_param::Compare(Json::Value& node) {

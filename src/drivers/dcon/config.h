@@ -25,7 +25,6 @@ class c_dev : public CDev, public FromJson<c_dev> {
  public:
     /// Raises an xExceptionf for a missing port or `sid`, and for a device without parameters.
     c_dev(CBase* port_node, Json::Value& node);
-    static keys::Tables key_tables();
 
     int sid = 0;
     /// The address as frames have it: two digits, and more for a `sid` above 255, which no module answers to.
@@ -41,7 +40,6 @@ class c_param : public CParam, public FromJson<c_param> {
     /// Raises an xExceptionf for a parent that is no DCON device and for missing or faulty keys, an xException for
     /// faulty bits.
     c_param(CBase* device, Json::Value& node);
-    static keys::Tables key_tables();
 
     /// Takes `cmd` and `channel` as they come, without the checks of the constructor: a pair that no module knows is
     /// refused when it is polled.

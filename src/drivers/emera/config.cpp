@@ -16,12 +16,10 @@ namespace {
 
 const std::string type_word = "emera";
 
-CBFac const registrars[] = {CBFac::add<ecdev>("emera.cdev"), CBFac::add<ecparam>("emera.cparam")};
-
 /// An empty text counts as none.
 template <auto Member>
 void filled_text(xCommon::LogItem& node, Json::Value const& json, keys::Key const& key) {
-    keys::text<Member>(node, json, key);
+    keys::of<Member>.read(node, json, key);
     if (keys::member<Member>(node).empty()) {
         throw xExceptionf(xCommon::RuntimeFormat(key.missing), node.name);
     }
@@ -36,18 +34,21 @@ using keys::Overlay;
 using keys::Type;
 
 constexpr keys::Key device_table[] = {
-    {"sid", Type::text, filled_text<&ecdev::sid>, "", "the meter's address, as text in each request",
+    {"sid", keys::Value(Type::text, filled_text<&ecdev::sid>), "", "the meter's address, as text in each request",
      "адрес счётчика, текстом в каждом запросе", Overlay::ignored, "#%s : ctor : не указан аргумент 'sid'."},
 };
 
 constexpr keys::Key table[] = {
-    {"cmd", Type::text, filled_text<&ecparam::cmd>, "",
+    {"cmd", keys::Value(Type::text, filled_text<&ecparam::cmd>), "",
      "the register as it goes out, with its brackets; may hold `%day%`, `%month%` and `%year%`",
      "регистр в том виде, как передаётся, со скобками; может содержать `%day%`, `%month%` и `%year%`", Overlay::taken,
      "#%s : ctor : не указан аргумент 'cmd'."},
-    {"offset", Type::integer, read_offset, "0", "which bracket of the answer to take, from 0; below 0 counts as 0",
+    {"offset", keys::Value(Type::integer, read_offset), "0",
+     "which bracket of the answer to take, from 0; below 0 counts as 0",
      "какую скобку ответа брать, с 0; меньше 0 считается нулём", Overlay::taken},
 };
+
+CBFac const registrars[] = {CBFac::add<ecdev>("emera.cdev", device_table), CBFac::add<ecparam>("emera.cparam", table)};
 
 }  // namespace
 
@@ -59,16 +60,8 @@ ecdev::ecdev(CBase* port_node, Json::Value& node) : CDev(port_node, node) {
     load_params(node, type_word);
 }
 
-keys::Tables ecdev::key_tables() {
-    return CDev::key_tables() + device_table;
-}
-
 ecparam::ecparam(CBase* device, Json::Value& node) : CParam(device, node) {
     keys::read(table, *this, node);
-}
-
-keys::Tables ecparam::key_tables() {
-    return CParam::key_tables() + table;
 }
 
 void ecparam::Compare(Json::Value& node) {

@@ -13,7 +13,6 @@ class ecdev : public CDev, public FromJson<ecdev> {
  public:
     /// Raises an xExceptionf for a missing port, a missing or empty `sid`, and for a device without parameters.
     ecdev(CBase* port_node, Json::Value& node);
-    static keys::Tables key_tables();
 
     /// The meter's address, as text in each request and in the topics.
     std::string sid;
@@ -24,7 +23,6 @@ class ecparam : public CParam, public FromJson<ecparam> {
  public:
     /// Raises an xExceptionf for a missing or empty `cmd`.
     ecparam(CBase* device, Json::Value& node);
-    static keys::Tables key_tables();
 
     void Compare(Json::Value& node) override;
 

@@ -10,12 +10,12 @@ namespace {
 
 const std::string type_word = "media_ctrl";
 
-CBFac const registrars[] = {CBFac::add<c_dev>("media_ctrl.cdev"), CBFac::add<c_param>("media_ctrl.cparam")};
-
 constexpr keys::Key table[] = {
-    {"sid", keys::Type::number_or_text, nullptr, "", "must be there; its value isn't used",
+    {"sid", keys::Type::number_or_text, "", "must be there; its value isn't used",
      "должен быть указан; значение не используется", keys::Overlay::ignored, "#%s : ctor : не указан аргумент 'sid'."},
 };
+
+CBFac const registrars[] = {CBFac::add<c_dev>("media_ctrl.cdev", table), CBFac::add<c_param>("media_ctrl.cparam")};
 
 }  // namespace
 
@@ -25,10 +25,6 @@ c_dev::c_dev(CBase* port_node, Json::Value& node) : CDev(port_node, node), port(
     }
     keys::read(table, *this, node);
     load_params(node, type_word);
-}
-
-keys::Tables c_dev::key_tables() {
-    return CDev::key_tables() + table;
 }
 
 }  // namespace mediactrl

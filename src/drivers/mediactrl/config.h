@@ -11,7 +11,6 @@ class c_dev : public CDev, public FromJson<c_dev> {
  public:
     /// Raises an xExceptionf for a missing port or `sid` (whose value isn't used), and for a device without parameters.
     c_dev(CBase* port_node, Json::Value& node);
-    static keys::Tables key_tables();
 
     CBase* port;
 };

@@ -16,14 +16,6 @@ using xCommon::xExceptionf;
 
 namespace {
 
-[[maybe_unused]] bool const registered = [] {
-    for (std::string const& word : model_words) {
-        CBFac::add<c_dev>(word + suffix_cdev);
-        CBFac::add<c_param>(word + suffix_cparam);
-    }
-    return true;
-}();
-
 /// In the order of their codes.
 constexpr char const* reg_types[] = {"array12", "array16", "param"};
 
@@ -36,32 +28,30 @@ void read_reg_type(xCommon::LogItem& node, Json::Value const& json, keys::Key co
     keys::member<&c_param::reg_type>(node) = static_cast<int>(row - std::begin(reg_types));
 }
 
-using keys::integer;
 using keys::Overlay;
 using keys::Type;
 
 constexpr keys::Key kind_table[] = {
-    {"reg_type", Type::text, read_reg_type, "", "kind of request", "вид запроса", Overlay::taken,
+    {"reg_type", keys::Value(Type::text, read_reg_type), "", "kind of request", "вид запроса", Overlay::taken,
      "%s : не указан атрибут 'reg_type'.", "", reg_types},
 };
 constexpr keys::Key value_table[] = {
-    {"arr_num", Type::integer, integer<&c_param::arr_num>, "0", "number of the array of energies",
-     "номер массива энергий", Overlay::taken, nullptr, "", keys::any_text, 0, 13},
-    {"month", Type::integer, integer<&c_param::month>, "1", "month, for arrays by month",
-     "месяц, для помесячных массивов", Overlay::taken, nullptr, "", keys::any_text, 0, 12},
-    {"tarif", Type::integer, integer<&c_param::tarif>, "1", "tariff, 1 to 4; 0: the sum", "тариф, от 1 до 4; 0: сумма",
+    {"arr_num", keys::of<&c_param::arr_num>, "0", "number of the array of energies", "номер массива энергий",
+     Overlay::taken, nullptr, "", keys::any_text, 0, 13},
+    {"month", keys::of<&c_param::month>, "1", "month, for arrays by month", "месяц, для помесячных массивов",
+     Overlay::taken, nullptr, "", keys::any_text, 0, 12},
+    {"tarif", keys::of<&c_param::tarif>, "1", "tariff, 1 to 4; 0: the sum", "тариф, от 1 до 4; 0: сумма",
      Overlay::taken, nullptr, "", keys::any_text, 0, 4},
-    {"offset", Type::integer, integer<&c_param::offset>, "0",
-     "which energy of the answer: 0, 4, 8, and 12 for `array16`",
+    {"offset", keys::of<&c_param::offset>, "0", "which energy of the answer: 0, 4, 8, and 12 for `array16`",
      "какая энергия из ответа: 0, 4, 8, для `array16` и 12", Overlay::taken, nullptr, "", keys::any_text, 0, 12},
-    {"bwri", Type::number_or_text, keys::code<&c_param::bwri>, "0", "number of the instantaneous value",
-     "номер мгновенного значения", Overlay::taken},
+    {"bwri", keys::code<&c_param::bwri>, "0", "number of the instantaneous value", "номер мгновенного значения",
+     Overlay::taken},
 };
 
 /// An overlay isn't checked so.
 void check_limits(std::string const& name, Json::Value const& node) {
     for (keys::Key const& key : value_table) {
-        if (key.type != Type::integer) {
+        if (key.value.type != Type::integer) {
             continue;
         }
         int const value = jUtils::get_int(node, key.name, 0);
@@ -71,6 +61,14 @@ void check_limits(std::string const& name, Json::Value const& node) {
         }
     }
 }
+
+[[maybe_unused]] bool const registered = [] {
+    for (std::string const& word : model_words) {
+        CBFac::add<c_dev>(word + suffix_cdev);
+        CBFac::add<c_param>(word + suffix_cparam, kind_table, value_table);
+    }
+    return true;
+}();
 
 }  // namespace
 
@@ -82,10 +80,6 @@ c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
     keys::read(kind_table, *this, node);
     check_limits(name, node);
     keys::read(value_table, *this, node);
-}
-
-keys::Tables c_param::key_tables() {
-    return CParam::key_tables() + kind_table + value_table;
 }
 
 void c_param::Compare(Json::Value& node) {

@@ -33,7 +33,6 @@ class c_param : public CParam, public FromJson<c_param> {
  public:
     /// Raises an xExceptionf for a missing or unknown `reg_type` and for a key out of its limits.
     c_param(CBase* device, Json::Value& node);
-    static keys::Tables key_tables();
 
     /// No limits are checked here: a device may go beyond them with what it lays over its template.
     void Compare(Json::Value& node) override;

@@ -12,9 +12,8 @@ namespace {
 
 /// The constructor tells an absent one itself, with the head of its family.
 constexpr keys::Key table[] = {
-    {"sid", keys::Type::number_or_text, keys::code<&c_dev::sid>, "",
-     "the meter's address; its low byte goes on the wire", "адрес счётчика; в линию идёт младший байт",
-     keys::Overlay::ignored, "#%s : ctor : не указан аргумент 'sid'."},
+    {"sid", keys::code<&c_dev::sid>, "", "the meter's address; its low byte goes on the wire",
+     "адрес счётчика; в линию идёт младший байт", keys::Overlay::ignored, "#%s : ctor : не указан аргумент 'sid'."},
 };
 
 }  // namespace

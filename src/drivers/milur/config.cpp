@@ -16,12 +16,10 @@ namespace {
 
 const std::string type_word = "milur";
 
-CBFac const registrars[] = {CBFac::add<c_dev>("milur.cdev"), CBFac::add<c_param>("milur.cparam")};
-
 constexpr keys::Key table[] = {
-    {"object_id", keys::Type::natural, keys::natural<&c_param::object_id>, "",
-     "number of the object; its low byte goes on the wire", "номер объекта; в линию идёт младший байт",
-     keys::Overlay::taken, "milur::c_param::ctor : %s : не указан атрибут 'object_id'."},
+    {"object_id", keys::of<&c_param::object_id>, "", "number of the object; its low byte goes on the wire",
+     "номер объекта; в линию идёт младший байт", keys::Overlay::taken,
+     "milur::c_param::ctor : %s : не указан атрибут 'object_id'."},
 };
 
 struct ValueRow {
@@ -49,6 +47,8 @@ constexpr ValueRow value_rows[] = {{vt_i32, 4, signed_text},
                                    {vt_i24, 3, signed_text},
                                    {vt_bcd32, 4, digits}};
 
+CBFac const registrars[] = {CBFac::add<c_dev>("milur.cdev"), CBFac::add<c_param>("milur.cparam", table)};
+
 }  // namespace
 
 c_dev::c_dev(CBase* port_node, Json::Value& node) : meter::c_dev(port_node, node, "milur::c_dev::ctor : #%s") {
@@ -65,10 +65,6 @@ c_dev::c_dev(CBase* port_node, Json::Value& node) : meter::c_dev(port_node, node
 
 c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
     keys::read(table, *this, node);
-}
-
-keys::Tables c_param::key_tables() {
-    return CParam::key_tables() + table;
 }
 
 void c_param::Compare(Json::Value& node) {

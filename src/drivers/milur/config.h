@@ -20,7 +20,6 @@ class c_param : public CParam, public FromJson<c_param> {
  public:
     /// Raises an xExceptionf for a missing or negative `object_id`.
     c_param(CBase* device, Json::Value& node);
-    static keys::Tables key_tables();
 
     void Compare(Json::Value& node) override;
     /// Text of the value in `n` bytes of data. Raises an xExceptionf for no or too few bytes, and for a value type that

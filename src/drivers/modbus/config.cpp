@@ -36,34 +36,33 @@ using keys::Overlay;
 using keys::Type;
 
 constexpr keys::Key device_table[] = {
-    {"sid", Type::number_or_text, keys::code<&c_dev::sid>, "", "slave address; its low byte goes on the wire",
+    {"sid", keys::code<&c_dev::sid>, "", "slave address; its low byte goes on the wire",
      "адрес устройства; в линию идёт младший байт", Overlay::ignored, "#%s : ctor : не указан аргумент 'sid'."},
 };
 constexpr keys::Key delay_table[] = {
-    {"poll_delay", Type::integer, read_poll_delay<&c_dev::poll_delay>, "0", "pause ahead of each single request",
-     "пауза перед каждым одиночным запросом", Overlay::ignored, nullptr, "ms"},
+    {"poll_delay", keys::Value(Type::integer, read_poll_delay<&c_dev::poll_delay>), "0",
+     "pause ahead of each single request", "пауза перед каждым одиночным запросом", Overlay::ignored, nullptr, "ms"},
 };
 
 constexpr keys::Key register_table[] = {
-    {"reg_addr", Type::number_or_text, keys::code<&c_register::reg_addr>, "",
+    {"reg_addr", keys::code<&c_register::reg_addr>, "",
      "address of the first register or coil, as a number or as text, `\"0x10\"`",
      "адрес первого регистра или катушки, числом или текстом, `\"0x10\"`", Overlay::taken,
      "%s : не указан атрибут 'reg_addr'."},
-    {"reg_type", Type::text, nullptr, "holding", "the kind of register", "вид регистра", Overlay::taken},
-    {"bh_list", Type::list, nullptr, "",
-     "the bits of `holding-bit` and `input-bit`: objects with `name`, `offset`, `inverted`",
+    {"reg_type", Type::text, "holding", "the kind of register", "вид регистра", Overlay::taken},
+    {"bh_list", Type::list, "", "the bits of `holding-bit` and `input-bit`: objects with `name`, `offset`, `inverted`",
      "биты видов `holding-bit` и `input-bit`: объекты с `name`, `offset`, `inverted`", Overlay::taken},
 };
 constexpr keys::Key register_delay_table[] = {
-    {"poll_delay", Type::integer, read_poll_delay<&c_register::poll_delay>, nullptr, "pause ahead of its request",
-     "пауза перед его запросом", Overlay::ignored, nullptr, "ms"},
+    {"poll_delay", keys::Value(Type::integer, read_poll_delay<&c_register::poll_delay>), nullptr,
+     "pause ahead of its request", "пауза перед его запросом", Overlay::ignored, nullptr, "ms"},
 };
 
 constexpr keys::Key converter_table[] = {
-    {"converter_read", Type::text, keys::text<&c_param::converter_read>, "",
+    {"converter_read", keys::of<&c_param::converter_read>, "",
      "expression in JavaScript that makes the raw `value` what is published",
      "выражение JavaScript, превращающее исходное `value` в публикуемое"},
-    {"converter_write", Type::text, keys::text<&c_param::converter_write>, "",
+    {"converter_write", keys::of<&c_param::converter_write>, "",
      "expression in JavaScript that makes the written `value` a raw one",
      "выражение JavaScript, превращающее записываемое `value` в исходное"},
 };

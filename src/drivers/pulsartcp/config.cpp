@@ -14,8 +14,6 @@ using xCommon::xExceptionf;
 
 namespace {
 
-CBFac const registrars[] = {CBFac::add<c_dev>("pulsar-tcp.cdev"), CBFac::add<c_param>("pulsar-tcp.cparam")};
-
 template <auto Member>
 void read_unsigned(xCommon::LogItem& node, Json::Value const& json, keys::Key const& key) {
     auto& member = keys::member<Member>(node);
@@ -33,39 +31,38 @@ using keys::Type;
 constexpr double most = std::numeric_limits<unsigned int>::max();
 
 constexpr keys::Key parameter_table[] = {
-    {"function", Type::integer, read_unsigned<&c_param::function>, "10",
+    {"function", keys::Value(Type::integer, read_unsigned<&c_param::function>), "10",
      "10 reads a parameter, 1 channels, 4 the clock", "10 читает параметр, 1 каналы, 4 часы", Overlay::ignored, nullptr,
      "", keys::any_text, 0, most},
-    {"parameter_number", Type::number_or_text, keys::code<&c_param::parameter_number>, "",
+    {"parameter_number", keys::code<&c_param::parameter_number>, "",
      "number of the parameter, with function 1 the mask of channels; 16 bits of it count",
      "номер параметра, для функции 1 маска каналов; учитываются 16 бит", Overlay::ignored,
      "%s : не указан атрибут 'parameter_number'."},
 };
 
 constexpr keys::Key address_table[] = {
-    {"sid", Type::integer, read_unsigned<&c_dev::sid>, "", "the meter's address, at most 8 digits",
+    {"sid", keys::Value(Type::integer, read_unsigned<&c_dev::sid>), "", "the meter's address, at most 8 digits",
      "адрес прибора, не больше 8 цифр", Overlay::ignored, "#%s : ctor : не указан аргумент 'sid'.", "", keys::any_text,
      0, most},
 };
 /// Their messages bear the name with the address.
 constexpr keys::Key device_table[] = {
-    {"delay", Type::integer, read_unsigned<&c_dev::delay>, "", "pause ahead of each request; 0 is none",
+    {"delay", keys::Value(Type::integer, read_unsigned<&c_dev::delay>), "", "pause ahead of each request; 0 is none",
      "пауза перед каждым запросом; 0: без паузы", Overlay::ignored, "#%s : ctor : не указан аргумент 'delay'.", "ms",
      keys::any_text, 0, most},
-    {"type_device", Type::text, keys::text<&c_dev::type_device>, "",
+    {"type_device", keys::of<&c_dev::type_device>, "",
      "`water_meter` or `pulse_counter`; another word is told at each poll",
      "`water_meter` или `pulse_counter`; о другом слове сообщается при каждом опросе", Overlay::ignored,
      "%s : не указан атрибут 'type_device'."},
 };
 
+CBFac const registrars[] = {CBFac::add<c_dev>("pulsar-tcp.cdev", address_table, device_table),
+                            CBFac::add<c_param>("pulsar-tcp.cparam", parameter_table)};
+
 }  // namespace
 
 c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
     keys::read(parameter_table, *this, node);
-}
-
-keys::Tables c_param::key_tables() {
-    return CParam::key_tables() + parameter_table;
 }
 
 void c_param::Compare(Json::Value& /*node*/) {
@@ -83,10 +80,6 @@ c_dev::c_dev(CBase* port_node, Json::Value& node) : CDev(port_node, node) {
     if (children.empty()) {
         throw xExceptionf("#%s : ctor : устройство не содержит ни одного параметра.", name);
     }
-}
-
-keys::Tables c_dev::key_tables() {
-    return CDev::key_tables() + address_table + device_table;
 }
 
 }  // namespace pulsartcp

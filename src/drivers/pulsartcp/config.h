@@ -15,7 +15,6 @@ class c_param : public CParam, public FromJson<c_param> {
  public:
     /// Raises an xExceptionf for a missing `parameter_number`.
     c_param(CBase* device, Json::Value& node);
-    static keys::Tables key_tables();
 
     /// A second parameter of the same name changes nothing.
     void Compare(Json::Value& node) override;
@@ -31,7 +30,6 @@ class c_dev : public CDev, public FromJson<c_dev> {
     /// Raises an xExceptionf for a missing port, `sid`, `delay` or `type_device`, for a number out of range and for a
     /// device without parameters. The name gets `sid` appended, and the messages behind `sid` bear the new one.
     c_dev(CBase* port_node, Json::Value& node);
-    static keys::Tables key_tables();
 
     /// Kind of the meter, by which its decoders are looked up; any text is taken here.
     std::string type_device;

@@ -9,22 +9,23 @@ namespace {
 
 const std::string type_word = "set-4tm";
 
-CBFac const registrars[] = {CBFac::add<c_dev>("set-4tm.cdev"), CBFac::add<c_param>("set-4tm.cparam")};
-
 using keys::Overlay;
 using keys::Type;
 
 constexpr keys::Key device_table[] = {
-    {"password", Type::text, keys::text<&c_dev::password>, "164937", "six characters; kept, not sent yet",
+    {"password", keys::of<&c_dev::password>, "164937", "six characters; kept, not sent yet",
      "шесть символов; хранится, пока не передаётся"},
 };
 
 constexpr keys::Key table[] = {
-    {"command", Type::natural, keys::natural<&c_param::command>, "", "not sent yet", "пока не передаётся",
-     Overlay::taken, "%s : не указан атрибут 'command'."},
-    {"param", Type::natural, keys::natural<&c_param::param>, "", "not sent yet", "пока не передаётся", Overlay::taken,
+    {"command", keys::of<&c_param::command>, "", "not sent yet", "пока не передаётся", Overlay::taken,
+     "%s : не указан атрибут 'command'."},
+    {"param", keys::of<&c_param::param>, "", "not sent yet", "пока не передаётся", Overlay::taken,
      "%s : не указан атрибут 'param'."},
 };
+
+CBFac const registrars[] = {CBFac::add<c_dev>("set-4tm.cdev", device_table),
+                            CBFac::add<c_param>("set-4tm.cparam", table)};
 
 }  // namespace
 
@@ -33,16 +34,8 @@ c_dev::c_dev(CBase* port_node, Json::Value& node) : meter::c_dev(port_node, node
     load_params(node, type_word);
 }
 
-keys::Tables c_dev::key_tables() {
-    return meter::c_dev::key_tables() + device_table;
-}
-
 c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
     keys::read(table, *this, node);
-}
-
-keys::Tables c_param::key_tables() {
-    return CParam::key_tables() + table;
 }
 
 void c_param::Compare(Json::Value& node) {

@@ -14,7 +14,6 @@ class c_dev : public meter::c_dev, public FromJson<c_dev> {
  public:
     /// Raises an xExceptionf for a missing port or `sid`, and for a device without parameters.
     c_dev(CBase* port_node, Json::Value& node);
-    static keys::Tables key_tables();
 
     /// Six characters by form. Kept for pdu::open, which isn't sent yet.
     std::string password = "164937";
@@ -25,7 +24,6 @@ class c_param : public CParam, public FromJson<c_param> {
  public:
     /// Raises an xExceptionf for a missing or negative `command` or `param`.
     c_param(CBase* device, Json::Value& node);
-    static keys::Tables key_tables();
 
     void Compare(Json::Value& node) override;
 

@@ -20,10 +20,6 @@ namespace {
 const std::string type_word = "dlms";
 constexpr size_t name_size = 6;
 
-CBFac const registrars[] = {CBFac::add<dparam>("dlms.cparam"), CBFac::add<cddev>("dlms.cdev"),
-                            CBFac::add<cdport>("dlms.tcp.cport"), CBFac::add<cdport>("dlms.rs.cport"),
-                            CBFac::add<cdport>("dlms.rs.old.cport")};
-
 template <auto Member>
 void read_mac(xCommon::LogItem& node, Json::Value const& json, keys::Key const& key) {
     xString::string_to_hex(keys::member<Member>(node), jUtils::get_string(json, key.name, key.fallback));
@@ -34,44 +30,47 @@ using keys::Type;
 
 /// No readers: an address is no node of its own.
 constexpr keys::Key address_table[] = {
-    {"class_id", Type::integer, nullptr, "",
-     "interface class of the object: 1 data, 3 register, 4 extended register, 8 clock",
+    {"class_id", Type::integer, "", "interface class of the object: 1 data, 3 register, 4 extended register, 8 clock",
      "класс объекта: 1 данные, 3 регистр, 4 расширенный регистр, 8 часы", Overlay::taken,
      "cad::ctor : не указан 'class_id'."},
-    {"object_id", Type::text, nullptr, "", "logical name (OBIS code): six decimal numbers with points between them",
+    {"object_id", Type::text, "", "logical name (OBIS code): six decimal numbers with points between them",
      "логическое имя (код OBIS): шесть десятичных чисел через точку", Overlay::ignored,
      "cad::ctor : не указан 'object_id'."},
-    {"attr_id", Type::integer, nullptr, "", "attribute: mostly 2, the value; 3 of a register is its scaler and unit",
+    {"attr_id", Type::integer, "", "attribute: mostly 2, the value; 3 of a register is its scaler and unit",
      "атрибут: обычно 2, значение; 3 у регистра: множитель и единица", Overlay::taken,
      "cad::ctor : не указан 'attr_id'."},
 };
 
 constexpr keys::Key device_table[] = {
-    {"dlms_addr", Type::integer, keys::integer<&cddev::dlms_addr>, "0",
-     "wrapper address; settled by the port at its start, leave it out",
+    {"dlms_addr", keys::of<&cddev::dlms_addr>, "0", "wrapper address; settled by the port at its start, leave it out",
      "адрес обёртки; порт определяет его при запуске, не указывать"},
-    {"mac_addr", Type::text, read_mac<&cddev::mac>, "",
+    {"mac_addr", keys::Value(Type::text, read_mac<&cddev::mac>), "",
      "must not be given: on a serial port the address made of the serial number is appended to it, over TCP it has no "
      "effect",
      "не указывать: на последовательном порту к нему дописывается адрес, полученный из серийного номера, по TCP ни на "
      "что не влияет"},
-    {"sn", Type::text, keys::text<&cddev::sn>, "", "serial number, by which the meter is addressed or found",
+    {"sn", keys::of<&cddev::sn>, "", "serial number, by which the meter is addressed or found",
      "серийный номер, по нему счётчик адресуется или находится"},
 };
 
 constexpr keys::Key port_table[] = {
-    {"dlms_addr", Type::integer, keys::integer<&cdport::dlms_addr>, "1", "the gateway's own wrapper address",
+    {"dlms_addr", keys::of<&cdport::dlms_addr>, "1", "the gateway's own wrapper address",
      "собственный адрес обёртки шлюза"},
-    {"mac_addr", Type::text, read_mac<&cdport::mac>, "eeeeeeeeeeee",
+    {"mac_addr", keys::Value(Type::text, read_mac<&cdport::mac>), "eeeeeeeeeeee",
      "the gateway's own MAC, in hexadecimal; serial ports only",
      "собственный MAC шлюза в шестнадцатеричном виде; только для последовательных портов"},
-    {"poll_delay", Type::integer, keys::integer<&cdport::poll_delay>, "0", "has no effect", "ни на что не влияет"},
+    {"poll_delay", keys::of<&cdport::poll_delay>, "0", "has no effect", "ни на что не влияет"},
 };
 
 void push_text(ByteList& out, size_t length, std::string const& text) {
     out.push_8(static_cast<unsigned char>(length));
     out.push_string(text);
 }
+
+CBFac const registrars[] = {
+    CBFac::add<dparam>("dlms.cparam", address_table), CBFac::add<cddev>("dlms.cdev", device_table),
+    CBFac::add<cdport>("dlms.tcp.cport", port_table), CBFac::add<cdport>("dlms.rs.cport", port_table),
+    CBFac::add<cdport>("dlms.rs.old.cport", port_table)};
 
 }  // namespace
 
@@ -129,10 +128,6 @@ dparam::dparam(CBase* parent_node, Json::Value& node)
     if (device == nullptr) {
         throw xExceptionf("#%s : dparam.ctor : не указан 'cdev'.", name);
     }
-}
-
-keys::Tables dparam::key_tables() {
-    return CParam::key_tables() + address_table;
 }
 
 void dparam::Compare(Json::Value& node) {
@@ -194,10 +189,6 @@ cddev::cddev(CBase* port_node, Json::Value& node) : CDev(port_node, node) {
     load_params(node, type_word, "cddev.ctor");
 }
 
-keys::Tables cddev::key_tables() {
-    return CDev::key_tables() + device_table;
-}
-
 dparam* cddev::find_param(std::string const& topic) {
     for (auto const& child : children) {
         auto* const param = dynamic_cast<dparam*>(child.get());
@@ -214,10 +205,6 @@ cdport::cdport(Json::Value& node) : CPort(node) {
     if (children.empty()) {
         throw xExceptionf("#%s : ctor : список устройств пуст.", name);
     }
-}
-
-keys::Tables cdport::key_tables() {
-    return CPort::key_tables() + port_table;
 }
 
 }  // namespace xdlms

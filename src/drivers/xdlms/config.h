@@ -40,7 +40,6 @@ class dparam : public CParam, public FromJson<dparam> {
  public:
     /// Raises an xExceptionf outside of a DLMS device, and as cad.
     dparam(CBase* device, Json::Value& node);
-    static keys::Tables key_tables();
 
     void Compare(Json::Value& node) override;
     /// Appends the tagged item that writes the text `value`: the value type's number is its tag. Nothing for an empty
@@ -57,7 +56,6 @@ class cddev : public CDev, public FromJson<cddev> {
  public:
     /// Raises an xExceptionf without a port or a parameter.
     cddev(CBase* port_node, Json::Value& node);
-    static keys::Tables key_tables();
 
     /// The first parameter whose "/controls/" and name lie somewhere in the topic, so one whose name begins another's
     /// is found for that one too.
@@ -78,7 +76,6 @@ class cdport : public CPort, public FromJson<cdport> {
     using FromJson<cdport>::create;
     /// Raises as CPort, and an xExceptionf without a device.
     explicit cdport(Json::Value& node);
-    static keys::Tables key_tables();
 
     uint16_t dlms_addr = 1;  ///< the gateway's own wrapper address
     xCommon::ByteList mac;

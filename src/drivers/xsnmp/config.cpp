@@ -14,11 +14,8 @@ namespace {
 
 const std::string type_word = "snmp";
 
-CBFac const registrars[] = {CBFac::add<csport>("snmp.cport"), CBFac::add<csdev>("snmp.cdev"),
-                            CBFac::add<sparam>("snmp.cparam")};
-
 void read_url(xCommon::LogItem& node, Json::Value const& json, keys::Key const& key) {
-    keys::text<&csdev::url>(node, json, key);
+    keys::of<&csdev::url>.read(node, json, key);
     if (keys::member<&csdev::url>(node).empty()) {
         throw xExceptionf(xCommon::RuntimeFormat(key.missing), node.name);
     }
@@ -28,21 +25,24 @@ using keys::Overlay;
 using keys::Type;
 
 constexpr keys::Key device_table[] = {
-    {"url", Type::text, read_url, "", "the agent: `[transport:]host[:port]`; without a transport UDP, port 161",
+    {"url", keys::Value(Type::text, read_url), "",
+     "the agent: `[transport:]host[:port]`; without a transport UDP, port 161",
      "агент: узел или `транспорт:узел:порт`; без указания транспорта UDP, порт 161", Overlay::ignored,
      "#%s : ctor : не указан аргумент 'url'."},
-    {"community", Type::text, keys::text<&csdev::community>, "kelvar", "the community for reading",
-     "сообщество для чтения"},
-    {"version", Type::integer, keys::integer<&csdev::version>, "2", "2 is version 2c, every other number version 1",
+    {"community", keys::of<&csdev::community>, "kelvar", "the community for reading", "сообщество для чтения"},
+    {"version", keys::of<&csdev::version>, "2", "2 is version 2c, every other number version 1",
      "2: версия 2c, любое другое число: версия 1"},
 };
 
 constexpr keys::Key table[] = {
-    {"oid", Type::text, keys::text<&sparam::oid>, "",
+    {"oid", keys::of<&sparam::oid>, "",
      "the object id in numbers, with or without a point ahead; a single value ends in `.0`",
      "идентификатор объекта числами, с точкой впереди или без неё; одиночное значение кончается на `.0`",
      Overlay::taken, "#%s : ctor : не указан аргумент 'oid'."},
 };
+
+CBFac const registrars[] = {CBFac::add<csport>("snmp.cport"), CBFac::add<csdev>("snmp.cdev", device_table),
+                            CBFac::add<sparam>("snmp.cparam", table)};
 
 }  // namespace
 
@@ -63,20 +63,12 @@ csdev::csdev(CBase* port_node, Json::Value& node) : CDev(port_node, node), port(
     library::start(name);
 }
 
-keys::Tables csdev::key_tables() {
-    return CDev::key_tables() + device_table;
-}
-
 sparam::sparam(CBase* device_node, Json::Value& node)
     : CParam(device_node, node), device(dynamic_cast<csdev*>(device_node)) {
     keys::read(table, *this, node);
 }
 
 sparam::~sparam() = default;
-
-keys::Tables sparam::key_tables() {
-    return CParam::key_tables() + table;
-}
 
 void sparam::Compare(Json::Value& node) {
     if (!node.empty()) {

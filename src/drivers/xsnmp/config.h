@@ -25,7 +25,6 @@ class csdev : public CDev, public FromJson<csdev> {
  public:
     /// Raises an xExceptionf outside of an SNMP port, without `url`, and without parameters.
     csdev(CBase* port_node, Json::Value& node);
-    static keys::Tables key_tables();
 
     std::string url;  ///< peer name of the library, handed on as it stands
     std::string community = "kelvar";
@@ -39,7 +38,6 @@ class sparam : public CParam, public FromJson<sparam> {
     /// Raises an xExceptionf without `oid`. An empty one is refused later, when the session is opened.
     sparam(CBase* device_node, Json::Value& node);
     ~sparam() override;
-    static keys::Tables key_tables();
 
     void Compare(Json::Value& node) override;
 

@@ -12,26 +12,25 @@ namespace {
 
 const std::string type_word = "z2t";
 
-CBFac const registrars[] = {CBFac::add<config_device_t>("z2t.cdev"), CBFac::add<config_param_t>("z2t.cparam")};
-
 using keys::Overlay;
 using keys::Type;
 
 constexpr keys::Key device_table[] = {
-    {"sid", Type::text, keys::text<&config_device_t::sid>, "",
-     "the bridge's name for the device, exactly as its reports have it",
+    {"sid", keys::of<&config_device_t::sid>, "", "the bridge's name for the device, exactly as its reports have it",
      "имя устройства у моста, точно как в его сообщениях", Overlay::ignored, "#%s : ctor : не указан аргумент 'sid'."},
-    {"cname", Type::text, keys::text<&config_device_t::cname>, "",
+    {"cname", keys::of<&config_device_t::cname>, "",
      "first part of the device's name in topics; `z2t_tasmota` stands for the bridge",
      "первая часть имени устройства в топиках; `z2t_tasmota` обозначает мост", Overlay::ignored,
      "#%s : ctor : не указан аргумент 'cname'."},
 };
 
 constexpr keys::Key table[] = {
-    {"z2t_name", Type::text, keys::text<&config_param_t::z2t_name>, "",
-     "the member of the bridge's JSON, in reports and in commands", "поле в JSON моста, в сообщениях и командах",
-     Overlay::ignored, "Отсутствует параметр z2t_name"},
+    {"z2t_name", keys::of<&config_param_t::z2t_name>, "", "the member of the bridge's JSON, in reports and in commands",
+     "поле в JSON моста, в сообщениях и командах", Overlay::ignored, "Отсутствует параметр z2t_name"},
 };
+
+CBFac const registrars[] = {CBFac::add<config_device_t>("z2t.cdev", device_table),
+                            CBFac::add<config_param_t>("z2t.cparam", table)};
 
 }  // namespace
 
@@ -48,10 +47,6 @@ config_device_t::config_device_t(CBase* port_node, Json::Value& node) : CDev(por
     }
 }
 
-keys::Tables config_device_t::key_tables() {
-    return CDev::key_tables() + device_table;
-}
-
 bool has_bridge(CBase const& port_node) {
     return std::any_of(port_node.children.begin(), port_node.children.end(), [](auto const& child) {
         auto const* device = dynamic_cast<config_device_t const*>(child.get());
@@ -64,10 +59,6 @@ config_param_t::config_param_t(CBase* device, Json::Value& node) : CParam(device
     if (z2t_name.empty()) {
         throw xCommon::xException("Не указано имя параметра z2t_name");
     }
-}
-
-keys::Tables config_param_t::key_tables() {
-    return CParam::key_tables() + table;
 }
 
 }  // namespace z2t_tasmota

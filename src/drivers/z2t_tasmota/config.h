@@ -17,7 +17,6 @@ class config_device_t : public CDev, public FromJson<config_device_t> {
     /// Raises an xExceptionf for a missing port, `sid` or `cname`, and for a device without parameters, unless the port
     /// has a bridge.
     config_device_t(CBase* port_node, Json::Value& node);
-    static keys::Tables key_tables();
 
     /// The bridge's name for the device.
     std::string sid;
@@ -37,7 +36,6 @@ class config_param_t : public CParam, public FromJson<config_param_t> {
  public:
     /// Raises an xException for a missing or empty `z2t_name`.
     config_param_t(CBase* device, Json::Value& node);
-    static keys::Tables key_tables();
 
     /// Name of the member in the bridge's JSON, in reports and in commands.
     std::string z2t_name;
