@@ -49,6 +49,12 @@ constexpr keys::Key device_table[] = {
      "параметры; из шаблона и `params` вместе должен получиться хотя бы один, кроме Zigbee за мостом"},
 };
 
+/// The constructor tells an absent one itself.
+constexpr keys::Key address_table[] = {
+    {"sid", keys::code<&CAddressDev::sid>, "", "the address on the line; its low byte goes out",
+     "адрес на линии; передаётся младший байт", keys::Overlay::ignored, "#%s : ctor : не указан аргумент 'sid'."},
+};
+
 constexpr char const* parities[] = {"none", "odd", "even", "mark", "space"};
 constexpr char const* flow_controls[] = {"none", "software", "hardware"};
 
@@ -149,4 +155,24 @@ void CDev::load_params(Json::Value& node, std::string const& type_word, char con
     if (children.empty()) {
         throw xExceptionf("#%s : %s : устройство не содержит ни одного параметра.", name, label);
     }
+}
+
+void CDev::check_port(std::string const& head) const {
+    if (parent == nullptr) {
+        throw xExceptionf(xCommon::RuntimeFormat(head + " : не указан порт."), name);
+    }
+}
+
+CAddressDev::CAddressDev(CBase* port_node, Json::Value& node, std::string const& head)
+    : CDev(port_node, node), port(port_node) {
+    check_port(head);
+    if (!jUtils::has(node, "sid")) {
+        throw xExceptionf(xCommon::RuntimeFormat(head + " : не указан аргумент 'sid'."), name);
+    }
+    keys::read(address_table, *this, node);
+    name = xCommon::xString::Format("%s_%d", name, sid);
+}
+
+keys::Tables CAddressDev::key_tables() {
+    return CDev::key_tables() + address_table;
 }

@@ -48,6 +48,8 @@ class CDev : public CBase {
     std::string display_name;
 
  protected:
+    /// Raises an xExceptionf without a port; `head` is the format of its beginning, with one "%s" for the name.
+    void check_port(std::string const& head = "#%s : ctor") const;
     /// The template `templ` first, so that the device's own `params` can change single keys of it. `list_word` is the
     /// type of elements of `params` that have none, if it isn't that of the template's.
     void load_list(Json::Value& node, std::string const& type_word, std::string const& list_word = "");
@@ -55,4 +57,17 @@ class CDev : public CBase {
     /// parameter comes of it.
     void load_params(Json::Value& node, std::string const& type_word, char const* label = "ctor",
                      std::string const& list_word = "");
+};
+
+/// Configuration of a device with a number for its address. Its name gets the address appended, and so it stands in the
+/// topics.
+class CAddressDev : public CDev {
+ public:
+    /// Raises an xExceptionf for a missing port or `sid`, with `head` as in check_port().
+    CAddressDev(CBase* port_node, Json::Value& node, std::string const& head = "#%s : ctor");
+    static keys::Tables key_tables();
+
+    /// The wire mostly carries its low byte, the name all of it.
+    int sid = 0;
+    CBase* port;
 };

@@ -48,6 +48,11 @@ class TypedDevice : public DevBase {
         }
         return true;
     }
+    /// For ProcMessage(): the parameter that a command is for, or null.
+    Param* commanded(std::string const& topic, std::string const& payload) {
+        cfg->Logf(xCommon::lmtTrace, "ProcMessage : %s = %s.", topic, payload);
+        return own(commands_.find(topic).param);
+    }
     /// By the low byte of an address whatever its size.
     unsigned char slave_address() const { return static_cast<unsigned char>(config_->sid & 0xFF); }
 

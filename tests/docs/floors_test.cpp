@@ -34,6 +34,9 @@ std::map<std::string, std::vector<std::string>> const reserved_headers = {
     {"gtest/", {}},
     {"gmock/", {}}};
 
+/// Frames: bytes in, bytes out.
+std::set<std::string> const frame_sources = {"pdu", "frame", "mac_frame", "data_reply"};
+
 fs::path const source_root = fs::path(SOURCE_DIR) / "src";
 
 /// One of the names between the slashes of a path; empty behind the last.
@@ -60,6 +63,10 @@ std::string fault(std::string const& file, std::string const& header, bool quote
     }
     if (floor_of(header) < 0 || floor_of(header) > floor_of(file)) {
         return "no floor below";
+    }
+    bool const is_frame = file.starts_with("drivers/") && frame_sources.contains(fs::path(file).stem().string());
+    if (is_frame && (piece(header, 0) == "runtime" || header == "foundation/xlog.h" || header == "config/process.h")) {
+        return "a frame has neither log nor line";
     }
     bool const is_other = piece(header, 0) == "drivers" && piece(file, 0) == "drivers" &&
                           piece(header, 1) != piece(file, 1) && !shared_drivers.contains(piece(header, 1));

@@ -24,9 +24,6 @@ using keys::Overlay;
 using keys::Type;
 
 constexpr keys::Key device_table[] = {
-    {"sid", keys::code<&c_dev::sid>, "", "the module's address, two hexadecimal digits in frames",
-     "адрес модуля, в кадрах две шестнадцатеричные цифры", Overlay::ignored, "#%s : ctor : не указан аргумент 'sid'.",
-     "", keys::any_text, 0, 255},
     {"crc_enabled", keys::of<&c_dev::crc_enabled>, "true", "checksums, in both directions",
      "контрольные суммы, в обе стороны"},
 };
@@ -50,13 +47,9 @@ CBFac const registrars[] = {CBFac::add<c_dev>("dcon.cdev", device_table),
 
 }  // namespace
 
-c_dev::c_dev(CBase* port_node, Json::Value& node) : CDev(port_node, node), port(port_node) {
-    if (port == nullptr) {
-        throw xExceptionf("#%s : ctor : не указан порт.", name);
-    }
+c_dev::c_dev(CBase* port_node, Json::Value& node) : CAddressDev(port_node, node) {
     keys::read(device_table, *this, node);
     sid_hex = xString::Format("%02X", sid);
-    name = xString::Format("%s_%d", name, sid);
     crc_size = crc_enabled ? 2 : 0;
     load_params(node, type_word, "ctor", default_param_type);
 }

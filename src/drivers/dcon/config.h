@@ -20,18 +20,16 @@ enum Command : int {
     cmd_read_inputs = 21
 };
 
-/// Configuration of one module, type word "dcon". Its name gets the address appended, and so it stands in the topics.
-class c_dev : public CDev, public FromJson<c_dev> {
+/// Configuration of one module, type word "dcon".
+class c_dev : public CAddressDev, public FromJson<c_dev> {
  public:
     /// Raises an xExceptionf for a missing port or `sid`, and for a device without parameters.
     c_dev(CBase* port_node, Json::Value& node);
 
-    int sid = 0;
     /// The address as frames have it: two digits, and more for a `sid` above 255, which no module answers to.
     std::string sid_hex;
     bool crc_enabled = true;
     int crc_size = 0;  ///< bytes of a checksum on the wire
-    CBase* port;
 };
 
 /// Configuration of one command. It is polled while it is `read_only`, and only written otherwise.

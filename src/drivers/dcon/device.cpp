@@ -136,8 +136,7 @@ void dev::ProcConnect() {
 }
 
 bool dev::ProcMessage(std::string& topic, std::string& payload) {
-    cfg->Logf(lmtTrace, "ProcMessage : %s = %s.", topic, payload);
-    c_param* const param = own(commands_.find(topic).param);
+    c_param* const param = commanded(topic, payload);
     if (param == nullptr) {
         return false;
     }

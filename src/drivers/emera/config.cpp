@@ -53,9 +53,7 @@ CBFac const registrars[] = {CBFac::add<ecdev>("emera.cdev", device_table), CBFac
 }  // namespace
 
 ecdev::ecdev(CBase* port_node, Json::Value& node) : CDev(port_node, node) {
-    if (port_node == nullptr) {
-        throw xExceptionf("#%s : ctor : не указан порт.", name);
-    }
+    check_port();
     keys::read(device_table, *this, node);
     load_params(node, type_word);
 }

@@ -20,9 +20,7 @@ CBFac const registrars[] = {CBFac::add<c_dev>("media_ctrl.cdev", table), CBFac::
 }  // namespace
 
 c_dev::c_dev(CBase* port_node, Json::Value& node) : CDev(port_node, node), port(port_node) {
-    if (port == nullptr) {
-        throw xCommon::xExceptionf("#%s : ctor : не указан порт.", name);
-    }
+    check_port();
     keys::read(table, *this, node);
     load_params(node, type_word);
 }

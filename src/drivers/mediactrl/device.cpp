@@ -31,13 +31,12 @@ void dev::add_commands(CommandMap& commands, CParam& param) {
 }
 
 bool dev::ProcMessage(std::string& topic, std::string& payload) {
-    cfg->Logf(lmtTrace, "ProcMessage : %s = %s.", topic, payload);
-    CParam* const param = commands_.find(topic).param;
+    c_param* const param = commanded(topic, payload);
     if (param == nullptr) {
         return false;
     }
     CommandConnection const connection(*this);
-    write(own(param), payload);
+    write(param, payload);
     return true;
 }
 

@@ -72,7 +72,7 @@ void check_limits(std::string const& name, Json::Value const& node) {
 
 }  // namespace
 
-c_dev::c_dev(CBase* port_node, Json::Value& node) : meter::c_dev(port_node, node, "#%s : ctor") {
+c_dev::c_dev(CBase* port_node, Json::Value& node) : meter::c_dev(port_node, node) {
     load_params(node, type);
 }
 

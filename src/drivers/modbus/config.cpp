@@ -35,10 +35,6 @@ void read_poll_delay(xCommon::LogItem& node, Json::Value const& json, keys::Key 
 using keys::Overlay;
 using keys::Type;
 
-constexpr keys::Key device_table[] = {
-    {"sid", keys::code<&c_dev::sid>, "", "slave address; its low byte goes on the wire",
-     "адрес устройства; в линию идёт младший байт", Overlay::ignored, "#%s : ctor : не указан аргумент 'sid'."},
-};
 constexpr keys::Key delay_table[] = {
     {"poll_delay", keys::Value(Type::integer, read_poll_delay<&c_dev::poll_delay>), "0",
      "pause ahead of each single request", "пауза перед каждым одиночным запросом", Overlay::ignored, nullptr, "ms"},
@@ -79,19 +75,13 @@ std::string calculate(std::string const& expression, std::string const& value) {
 
 }  // namespace
 
-c_dev::c_dev(CBase* port_node, Json::Value& node, std::string const& type_word)
-    : CDev(port_node, node), port(port_node) {
-    if (port == nullptr) {
-        throw xExceptionf("#%s : ctor : не указан порт.", name);
-    }
-    keys::read(device_table, *this, node);
-    name = xCommon::xString::Format("%s_%d", name, sid);
-    keys::read(delay_table, *this, node);  // its line bears the name with the address
+c_dev::c_dev(CBase* port_node, Json::Value& node, std::string const& type_word) : CAddressDev(port_node, node) {
+    keys::read(delay_table, *this, node);
     load_params(node, type_word);
 }
 
 keys::Tables c_dev::key_tables() {
-    return CDev::key_tables() + device_table + delay_table;
+    return CAddressDev::key_tables() + delay_table;
 }
 
 int RegTypes::code_of(Json::Value const& node) const {

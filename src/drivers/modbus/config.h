@@ -34,17 +34,14 @@ struct ValueSize {
 /// The row of a value type; types that need no row of their own have one register and one byte.
 ValueSize value_size(int value_type);
 
-/// Configuration of one slave. Its name gets the slave address appended, and so it stands in the topics.
-class c_dev : public CDev {
+/// Configuration of one slave.
+class c_dev : public CAddressDev {
  public:
     /// `type_word` is the driver's: the default type of the parameters. Raises an xExceptionf for a missing port or
     /// `sid`, and for a device without parameters.
     c_dev(CBase* port_node, Json::Value& node, std::string const& type_word);
     static keys::Tables key_tables();
 
-    /// Slave address; the wire carries its low byte.
-    int sid = 0;
-    CBase* port;
     int poll_delay = 0;  ///< ms, pause before each single request
 };
 

@@ -70,9 +70,7 @@ void c_param::Compare(Json::Value& /*node*/) {
 }
 
 c_dev::c_dev(CBase* port_node, Json::Value& node) : CDev(port_node, node) {
-    if (port_node == nullptr) {
-        throw xExceptionf("#%s : ctor : не указан порт.", name);
-    }
+    check_port();
     keys::read(address_table, *this, node);
     name = xCommon::xString::Format("%s_%d", name, sid);
     keys::read(device_table, *this, node);

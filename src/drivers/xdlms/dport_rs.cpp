@@ -170,8 +170,7 @@ dlms_reply dport_rs::get_response_alt(ByteList& request, cddev& dev, CBase& log)
     tran->set_timeout(log.rto, log.sto);
     xMisc::delay(pause_ms);
     send_frame(&dev, request);
-    int const got =
-        read("read", log, [this] { return tran->read_frame(buffer, buffer_size, mac_frame::is_whole); });
+    int const got = read("read", log, [this] { return tran->read_frame(buffer, buffer_size, mac_frame::is_whole); });
     if (got < 1) {
         log.Log(lmtError, "get_response : ответ не получен (read).");
         return {};

@@ -35,9 +35,7 @@ CBFac const registrars[] = {CBFac::add<config_device_t>("z2t.cdev", device_table
 }  // namespace
 
 config_device_t::config_device_t(CBase* port_node, Json::Value& node) : CDev(port_node, node) {
-    if (port_node == nullptr) {
-        throw xCommon::xExceptionf("#%s : ctor : не указан порт.", name);
-    }
+    check_port();
     keys::read(device_table, *this, node);
     // The list is still being read: the bridge counts for itself and for the devices behind it.
     if (cname == bridge_cname || has_bridge(*port_node)) {
