@@ -203,7 +203,7 @@ void vkt7_reply(Bytes& input) {
     vkt7rtu::Reply::server_version(input);
     vkt7rtu::Reply::precisions(param, input);
     vkt7rtu::Reply::has_register(param, input, 3);
-    for (unsigned short const number : {3, 19}) {
+    for (auto const number : std::initializer_list<unsigned short>{3, 19}) {
         vkt7rtu::Reply::value(param, input, *vkt7rtu::find_register(number), input.empty() ? 0 : input.back());
     }
     vkt7rtu::pdu::check_head(1, input);

@@ -28,4 +28,12 @@ void lay_over(std::span<Key const> table, xCommon::LogItem& node, Json::Value co
     }
 }
 
+unsigned int limited_number(xCommon::LogItem const& node, Json::Value const& json, Key const& key, double absent) {
+    double const value = xCommon::jUtils::get_double(json, key.name, absent);
+    if (value < key.least || value > key.most) {
+        throw xCommon::xExceptionf("%s : недопустимое значение ключа '%s' : %.0f.", node.name, key.name, value);
+    }
+    return static_cast<unsigned int>(value);
+}
+
 }  // namespace keys

@@ -68,6 +68,8 @@ void read(std::span<Key const> table, xCommon::LogItem& node, Json::Value const&
 /// For overlays: the keys that are present and may be changed.
 void lay_over(std::span<Key const> table, xCommon::LogItem& node, Json::Value const& json);
 
+unsigned int limited_number(xCommon::LogItem const& node, Json::Value const& json, Key const& key, double absent);
+
 template <typename Node, typename Value>
 Node node_of(Value Node::*);
 template <auto Member>
@@ -105,6 +107,14 @@ inline constexpr Value code(Type::number_or_text, [](xCommon::LogItem& node, Jso
     if (xCommon::jUtils::has(json, key.name)) {
         held = static_cast<std::remove_reference_t<decltype(held)>>(Utils::jToInt(json[key.name]));
     }
+});
+
+/// A number of 0 or more within the limits of the row; of one beyond its member the low bytes count. Raises an
+/// xExceptionf for one out of them.
+template <auto Member>
+inline constexpr Value limited(Type::integer, [](xCommon::LogItem& node, Json::Value const& json, Key const& key) {
+    auto& held = member<Member>(node);
+    held = static_cast<std::remove_reference_t<decltype(held)>>(limited_number(node, json, key, held));
 });
 
 }  // namespace keys

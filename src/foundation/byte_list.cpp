@@ -73,6 +73,11 @@ void ByteList::push_buf(unsigned char const* data, int count) {
     }
 }
 
+void ByteList::push_with_crc(ByteList const& body) {
+    pop_list(body);
+    push_16(body.crc_16(), WordOrder::big_endian);  // crc_16() gives the two bytes exchanged
+}
+
 int ByteList::pop_buf(unsigned char* destination, int maximum) const {
     int const count = std::clamp(maximum, 0, static_cast<int>(bytes_.size()));
     std::copy_n(bytes_.begin(), count, destination);

@@ -26,6 +26,8 @@ class ByteList {
     void push_buf(unsigned char const* data, int count);
     /// Copies at most `maximum` bytes from the beginning of the list to `destination` and gives the number copied.
     /// The word "pop" is historical: here and in pop_list() nothing leaves the list, and senders rely on that.
+    /// A frame: `body`, and behind it its CRC as Modbus has it on the wire, low byte first.
+    void push_with_crc(ByteList const& body);
     int pop_buf(unsigned char* destination, int maximum) const;
     /// Appends the whole of `source`, which keeps its content.
     void pop_list(ByteList const& source);

@@ -6,11 +6,11 @@
 namespace xCommon {
 
 /// What is wrong with the head of a reply, in the order in which it is looked for. Most protocols begin a frame with
-/// the slave's address and a function, and set its highest bit when they refuse.
-enum class HeadFault { none, timeout, wrong_address, refused };
+/// the slave's address and a function, and set its highest bit when they refuse; some repeat more of the request.
+enum class HeadFault { none, timeout, wrong_address, refused, other_request };
 
 /// The line about each fault, by its number; null: none.
-using HeadTexts = std::array<char const*, 4>;
+using HeadTexts = std::array<char const*, 5>;
 
 inline constexpr unsigned char refused_bit = 0x80;
 

@@ -80,6 +80,18 @@ bool Exchange::has_crc(int least, char const* subject) const {
     return fits;
 }
 
+bool Exchange::run(CBase const& time_outs, xCommon::ByteList const& request, int head_size, int tail, int echoed) {
+    prepare(time_outs);
+    send(request);
+    auto const reply = head(head_size);
+    auto found = xCommon::head_fault(reply, *request.begin(), static_cast<size_t>(head_size));
+    if (found == xCommon::HeadFault::none && !std::equal(reply.begin(), reply.begin() + echoed, request.begin())) {
+        found = xCommon::HeadFault::other_request;
+    }
+    std::string const reason = reply.empty() ? "" : std::to_string(reply.back());
+    return is_good(found, reason.c_str()) && rest(tail) && has_crc();
+}
+
 void Exchange::abandon(PortBase& port, xCommon::LogItem const& node) {
     if (port.tran && port.tran->abandon()) {
         node.Log(xCommon::lmtTrace, "ответ пришёл не целиком : соединение закрыто.");

@@ -52,6 +52,10 @@ class Exchange {
     bool is_good(xCommon::HeadFault fault, char const* subject = "") const;
     /// False behind its line for an answer of less than `least` bytes or without its CRC, as of Modbus, at the end.
     bool has_crc(int least = 0, char const* subject = "") const;
+    /// All of a plain exchange on a line with this address: prepare(), the request, an answer of `head_size` bytes, of
+    /// which the first `echoed` are those of the request, and `tail` more with a CRC. False behind the line of a fault;
+    /// that about a refusal tells the last byte of the head.
+    bool run(CBase const& time_outs, xCommon::ByteList const& request, int head_size, int tail, int echoed);
     /// What has come.
     std::span<unsigned char const> answer() const { return held(size_); }
 
@@ -73,3 +77,13 @@ class Exchange {
     int request_size_ = 0;
     int size_ = 0;
 };
+
+/// Of an exchange for which nobody has told texts.
+inline constexpr Exchange::Texts plain_texts = {
+    .request = "запрос",
+    .head = "заголовок ответа",
+    .rest = "ответ",
+    .head_faults = {nullptr, "ответ НЕ получен : timeout.", "ответ НЕ получен : не совпал адрес.",
+                    "отказ устройства : %s.", "ответ НЕ получен : не на этот запрос."},
+    .no_rest = "ответ НЕ получен : timeout.",
+    .wrong_crc = "ответ НЕ получен : не совпали CRC."};

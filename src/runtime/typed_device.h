@@ -1,6 +1,7 @@
 #pragma once
 
 #include "foundation/xexception.h"
+#include "runtime/command_connection.h"
 #include "runtime/dev_base.h"
 #include "runtime/port_base.h"
 
@@ -60,4 +61,42 @@ class TypedDevice : public DevBase {
 
  private:
     DriverWords const& words_;
+};
+
+/// One whose poll of a parameter is one exchange and nothing else. What that lets out is a failed poll.
+template <typename Config, typename Param>
+class PolledDevice : public TypedDevice<Config, Param> {
+ public:
+    using TypedDevice<Config, Param>::TypedDevice;
+
+    bool poll_param(CParam* base_param) override {
+        Param* const param = this->own_or_told(base_param);
+        if (param == nullptr) {
+            return false;
+        }
+        BaseResult result = get_response(param);
+        this->port->publish_result(result, this, param);
+        return result.is_ok;
+    }
+    virtual BaseResult get_response(Param* param) = 0;
+};
+
+/// One that takes commands on the topics of what isn't read only.
+template <typename Base, typename Param>
+class CommandedDevice : public Base {
+ public:
+    using Base::Base;
+
+    void ProcConnect() override { this->subscribe_commands("subscribe on : %s"); }
+    using Base::ProcMessage;
+    bool ProcMessage(std::string& topic, std::string& payload) override {
+        Param* const param = this->commanded(topic, payload);
+        if (param == nullptr) {
+            return false;
+        }
+        CommandConnection const connection(*this);
+        write(param, payload);
+        return true;
+    }
+    virtual void write(Param* param, std::string const& value) = 0;
 };

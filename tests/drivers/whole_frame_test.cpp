@@ -11,7 +11,7 @@
 #include "ctl/line/hex.h"
 #include "ctl/line/serial_peer.h"
 #include "drivers/emera/pdu.h"
-#include "drivers/meter/frame.h"
+#include "drivers/meter/data_reply.h"
 #include "drivers/vkt7rtu/pdu.h"
 #include "drivers/xdlms/mac_frame.h"
 #include "support/driver_rig.h"

@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include "drivers/skeleton/driver.h"
 #include "scenario/runners.h"
 #include "support/temp_folder.h"
 
@@ -62,7 +61,6 @@ bool was_sent(std::vector<std::string> const& sent, Step const& step) {
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
-    skeleton::enter();
     std::filesystem::path const folder = SOURCE_DIR "/tests/scenarios";
     std::vector<std::filesystem::path> files;
     for (auto const& entry : std::filesystem::recursive_directory_iterator(folder)) {

@@ -77,7 +77,7 @@ Bytes DlmsMeter::status_of(std::span<uint8_t const> frame) {
     if (frame.empty()) {
         return {};
     }
-    packet_ = (packet_ + 1) % 16;
+    packet_ = static_cast<uint8_t>((packet_ + 1) % 16);
     Bytes status = mac_;
     push(status, packet_, 1);
     push(status, 0, 1);

@@ -58,7 +58,7 @@ Bytes properties() {
         out.insert(out.end(), unit.begin(), unit.end());
         out.insert(out.end(), {good, 0});
     }
-    for (uint8_t const digits : {2, 2, 2, 2, 3, 3, 2, 3}) {
+    for (auto const digits : std::initializer_list<uint8_t>{2, 2, 2, 2, 3, 3, 2, 3}) {
         out.insert(out.end(), {digits, good, 0});
     }
     return out;

@@ -78,20 +78,10 @@ std::string text_of(unsigned char const* buf, int end) {
 
 }  // namespace
 
-edev::edev(IBase* port_object, CBase* node) : TypedDevice(port_object, node, words) {}
+edev::edev(IBase* port_object, CBase* node) : PolledDevice(port_object, node, words) {}
 
 std::string edev::get_device_name() {
     return xString::Format("%s_%s", config_->name, config_->sid);
-}
-
-bool edev::poll_param(CParam* base_param) {
-    auto* const param = own_or_told(base_param);
-    if (param == nullptr) {
-        return false;
-    }
-    BaseResult result = get_response(param);
-    port->publish_result(result, this, param);
-    return result.is_ok;
 }
 
 BaseResult edev::get_response(ecparam* param) {

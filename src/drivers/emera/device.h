@@ -9,17 +9,15 @@
 namespace emera {
 
 /// The dialogue with one meter: every poll is one exchange of its own, nothing is kept in between. Takes no writes.
-class edev : public TypedDevice<ecdev, ecparam>, public FromNode<edev> {
+class edev : public PolledDevice<ecdev, ecparam>, public FromNode<edev> {
  public:
     edev(IBase* port_object, CBase* node);
 
-    /// An exception of the decoding leaves, before anything is published.
-    bool poll_param(CParam* param) override;
     /// Name and address, "flat_12".
     std::string get_device_name() override;
 
     /// One exchange. Raises the exception of std::stoi for a "date_time" of something other than digits.
-    BaseResult get_response(ecparam* param);
+    BaseResult get_response(ecparam* param) override;
 
     /// True when the `n` bytes are an answer with brackets in it; false after a line in the parameter's log.
     static bool res_check(ecparam const* param, unsigned char const* buf, int n);

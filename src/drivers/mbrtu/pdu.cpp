@@ -5,8 +5,7 @@
 namespace mbrtu {
 
 void pdu::wrap(xCommon::ByteList& out, xCommon::ByteList const& unit) {
-    out.pop_list(unit);
-    out.push_16(unit.crc_16(), xCommon::WordOrder::big_endian);
+    out.push_with_crc(unit);
 }
 
 bool pdu::check_crc(std::span<unsigned char const> frame) {

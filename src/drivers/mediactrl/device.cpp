@@ -2,7 +2,6 @@
 
 #include "config/constants.h"
 #include "drivers/mediactrl/pdu.h"
-#include "runtime/command_connection.h"
 #include "runtime/exchange.h"
 
 namespace mediactrl {
@@ -20,24 +19,10 @@ constexpr DriverWords words = {"медиаконтроллером", "медиа
 
 }  // namespace
 
-dev::dev(IBase* port_object, CBase* node) : TypedDevice(port_object, node, words) {}
-
-void dev::ProcConnect() {
-    subscribe_commands("subscribe on : %s");
-}
+dev::dev(IBase* port_object, CBase* node) : CommandedDevice(port_object, node, words) {}
 
 void dev::add_commands(CommandMap& commands, CParam& param) {
     commands.add(on_topic(param.name), {&param});
-}
-
-bool dev::ProcMessage(std::string& topic, std::string& payload) {
-    c_param* const param = commanded(topic, payload);
-    if (param == nullptr) {
-        return false;
-    }
-    CommandConnection const connection(*this);
-    write(param, payload);
-    return true;
 }
 
 void dev::write(c_param* param, std::string const& value) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "drivers/meter/frame.h"
 #include "foundation/xexception.h"
 
 namespace merc_2xx {
@@ -24,7 +23,7 @@ constexpr char const* status_texts[] = {"Все нормально",
 void push_request(ByteList& out, std::initializer_list<unsigned char> bytes) {
     ByteList body;
     body.push_buf(bytes.begin(), static_cast<int>(bytes.size()));
-    meter::push_frame(out, body);
+    out.push_with_crc(body);
 }
 
 bool is_reply(std::span<unsigned char const> reply, unsigned char sid) {
@@ -44,7 +43,7 @@ void pdu::open(ByteList& out, unsigned char sid, unsigned char level, std::strin
     for (char const digit : password) {
         body.push_8(static_cast<unsigned char>(digit & 0x0F));
     }
-    meter::push_frame(out, body);
+    out.push_with_crc(body);
 }
 
 void pdu::close(ByteList& out, unsigned char sid) {

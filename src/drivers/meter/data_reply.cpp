@@ -3,10 +3,16 @@
 #include <algorithm>
 
 #include "config/cparam.h"
+#include "foundation/crc.h"
 
 namespace meter {
 
 using xCommon::HeadFault;
+
+bool is_short_reply(std::span<unsigned char const> frame) {
+    constexpr size_t size = 4;
+    return frame.size() == size && xCommon::crc16::ends(frame);
+}
 
 Head check_head(unsigned char sid, std::span<unsigned char const> head) {
     HeadFault const fault = xCommon::head_fault(head, sid, head_size);

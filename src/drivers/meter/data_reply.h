@@ -15,6 +15,11 @@
 namespace meter {
 
 inline constexpr int head_size = 4;
+/// Bytes of the CRC that ends each frame.
+inline constexpr int crc_size = 2;
+
+/// True for exactly one reply of four bytes, to opening and closing: address, status, CRC.
+bool is_short_reply(std::span<unsigned char const> frame);
 
 struct Head {
     xCommon::HeadFault fault;

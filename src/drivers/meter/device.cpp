@@ -1,7 +1,6 @@
 #include "drivers/meter/device.h"
 
 #include "drivers/meter/data_reply.h"
-#include "drivers/meter/frame.h"
 
 namespace meter {
 

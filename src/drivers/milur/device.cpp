@@ -2,7 +2,6 @@
 
 #include "config/constants.h"
 #include "drivers/meter/data_reply.h"
-#include "drivers/meter/frame.h"
 #include "drivers/milur/pdu.h"
 #include "runtime/exchange.h"
 

@@ -1,6 +1,5 @@
 #include "drivers/milur/pdu.h"
 
-#include "drivers/meter/frame.h"
 
 namespace milur {
 
@@ -23,15 +22,15 @@ ByteList body_of(unsigned char sid, unsigned char function, unsigned char third)
 void pdu::open(ByteList& out, unsigned char sid, unsigned char level, unsigned char const* password) {
     ByteList body = body_of(sid, 0x08, level);
     body.push_buf(password, password_size);
-    meter::push_frame(out, body);
+    out.push_with_crc(body);
 }
 
 void pdu::close(ByteList& out, unsigned char sid) {
-    meter::push_frame(out, body_of(sid, 0x09, 0x01));
+    out.push_with_crc(body_of(sid, 0x09, 0x01));
 }
 
 void pdu::read(ByteList& out, unsigned char sid, unsigned char object) {
-    meter::push_frame(out, body_of(sid, 0x01, object));
+    out.push_with_crc(body_of(sid, 0x01, object));
 }
 
 int pdu::exp_resp_size(c_param const* cp) {

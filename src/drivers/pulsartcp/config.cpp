@@ -14,26 +14,14 @@ using xCommon::xExceptionf;
 
 namespace {
 
-template <auto Member>
-void read_unsigned(xCommon::LogItem& node, Json::Value const& json, keys::Key const& key) {
-    auto& member = keys::member<Member>(node);
-    double const value = jUtils::get_double(json, key.name, member);
-    if (value < key.least || value > key.most) {
-        throw xExceptionf("%s : недопустимое значение ключа '%s' : %.0f.", node.name, key.name, value);
-    }
-    // Of a narrower member the low bytes count.
-    member = static_cast<unsigned int>(value);
-}
-
 using keys::Overlay;
 using keys::Type;
 
 constexpr double most = std::numeric_limits<unsigned int>::max();
 
 constexpr keys::Key parameter_table[] = {
-    {"function", keys::Value(Type::integer, read_unsigned<&c_param::function>), "10",
-     "10 reads a parameter, 1 channels, 4 the clock", "10 читает параметр, 1 каналы, 4 часы", Overlay::ignored, nullptr,
-     "", keys::any_text, 0, most},
+    {"function", keys::limited<&c_param::function>, "10", "10 reads a parameter, 1 channels, 4 the clock",
+     "10 читает параметр, 1 каналы, 4 часы", Overlay::ignored, nullptr, "", keys::any_text, 0, most},
     {"parameter_number", keys::code<&c_param::parameter_number>, "",
      "number of the parameter, with function 1 the mask of channels; 16 bits of it count",
      "номер параметра, для функции 1 маска каналов; учитываются 16 бит", Overlay::ignored,
@@ -41,13 +29,12 @@ constexpr keys::Key parameter_table[] = {
 };
 
 constexpr keys::Key address_table[] = {
-    {"sid", keys::Value(Type::integer, read_unsigned<&c_dev::sid>), "", "the meter's address, at most 8 digits",
-     "адрес прибора, не больше 8 цифр", Overlay::ignored, "#%s : ctor : не указан аргумент 'sid'.", "", keys::any_text,
-     0, most},
+    {"sid", keys::limited<&c_dev::sid>, "", "the meter's address, at most 8 digits", "адрес прибора, не больше 8 цифр",
+     Overlay::ignored, "#%s : ctor : не указан аргумент 'sid'.", "", keys::any_text, 0, most},
 };
 /// Their messages bear the name with the address.
 constexpr keys::Key device_table[] = {
-    {"delay", keys::Value(Type::integer, read_unsigned<&c_dev::delay>), "", "pause ahead of each request; 0 is none",
+    {"delay", keys::limited<&c_dev::delay>, "", "pause ahead of each request; 0 is none",
      "пауза перед каждым запросом; 0: без паузы", Overlay::ignored, "#%s : ctor : не указан аргумент 'delay'.", "ms",
      keys::any_text, 0, most},
     {"type_device", keys::of<&c_dev::type_device>, "",

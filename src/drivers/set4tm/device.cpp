@@ -2,7 +2,6 @@
 
 #include "config/constants.h"
 #include "drivers/meter/data_reply.h"
-#include "drivers/meter/frame.h"
 #include "drivers/set4tm/pdu.h"
 
 namespace set4tm {

@@ -1,6 +1,5 @@
 #include "drivers/set4tm/pdu.h"
 
-#include "drivers/meter/frame.h"
 
 namespace set4tm {
 
@@ -18,23 +17,23 @@ ByteList body_of(unsigned char sid, unsigned char function) {
 }  // namespace
 
 void pdu::test(ByteList& out, unsigned char sid) {
-    meter::push_frame(out, body_of(sid, 0x00));
+    out.push_with_crc(body_of(sid, 0x00));
 }
 
 void pdu::open(ByteList& out, unsigned char sid, std::string const& password) {
     ByteList body = body_of(sid, 0x08);
     body.push_string(password);
-    meter::push_frame(out, body);
+    out.push_with_crc(body);
 }
 
 void pdu::close(ByteList& out, unsigned char sid) {
     ByteList body = body_of(sid, 0x09);
     body.push_8(0x01);
-    meter::push_frame(out, body);
+    out.push_with_crc(body);
 }
 
 void pdu::read(ByteList& out, unsigned char sid) {
-    meter::push_frame(out, body_of(sid, 0x01));
+    out.push_with_crc(body_of(sid, 0x01));
 }
 
 int pdu::exp_resp_size(c_param const* cp) {

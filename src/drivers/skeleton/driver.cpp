@@ -1,109 +1,74 @@
-#include "drivers/skeleton/driver.h"
+// The least that a driver is, to begin a new one with. It belongs to no device, and the daemon doesn't have it.
 
-#include "config/constants.h"
+#include "config/cparam.h"
+#include "config/cport.h"
 #include "config/keys.h"
 #include "drivers/skeleton/pdu.h"
-#include "runtime/command_connection.h"
+#include "foundation/xexception.h"
 #include "runtime/exchange.h"
 #include "runtime/typed_device.h"
 
 namespace skeleton {
 
-using xCommon::lmtInfo;
-
-// The keys, the nodes that hold them, the texts of an exchange, and the dialogue, in this order.
-
-struct c_param : CParam, FromJson<c_param> {
-    c_param(CBase* device, Json::Value& node);
-    void Compare(Json::Value& node) override;
-    int number = 0;
-};
+namespace {
 
 struct c_dev : CAddressDev, FromJson<c_dev> {
     c_dev(CBase* port_node, Json::Value& node) : CAddressDev(port_node, node) { load_params(node, "skeleton"); }
 };
 
-namespace {
+struct c_param : CParam, FromJson<c_param> {
+    c_param(CBase* device, Json::Value& node);
+    void Compare(Json::Value& node) override;
+    unsigned char number = 0;
+};
 
-constexpr keys::Key param_table[] = {
-    {"number", keys::of<&c_param::number>, "", "number of the value", "номер значения", keys::Overlay::taken,
+constexpr keys::Key table[] = {
+    {"number", keys::limited<&c_param::number>, "", "number of the value", "номер значения", keys::Overlay::taken,
      "%s : не указан атрибут 'number'.", "", keys::any_text, 0, 255},
 };
 
-constexpr DriverWords words = {"устройством skeleton", "skeleton"};
-constexpr Exchange::Texts texts = {.request = "skeleton : запрос",
-                                   .head = "skeleton : заголовок ответа",
-                                   .rest = "skeleton : ответ",
-                                   .head_faults = {nullptr, "ответ НЕ получен : timeout.",
-                                                   "ответ НЕ получен : не совпал адрес.", "отказ устройства : %s."},
-                                   .no_rest = "ответ НЕ получен : timeout.",
-                                   .wrong_crc = "ответ НЕ получен : не совпали CRC."};
-
-}  // namespace
-
 c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
-    keys::read(param_table, *this, node);
+    keys::read(table, *this, node);
 }
 
 void c_param::Compare(Json::Value& node) {
-    keys::lay_over(param_table, *this, node);
+    keys::lay_over(table, *this, node);
     CParam::Compare(node);
 }
 
-struct dev : TypedDevice<c_dev, c_param>, FromNode<dev> {
-    dev(IBase* port_object, CBase* node) : TypedDevice(port_object, node, words) {}
+constexpr DriverWords words = {"устройством skeleton", "skeleton"};
+class dev : public CommandedDevice<PolledDevice<c_dev, c_param>, c_param>, public FromNode<dev> {
+ public:
+    dev(IBase* port_object, CBase* node) : CommandedDevice(port_object, node, words) {}
 
-    bool poll_param(CParam* base_param) override {
-        c_param* const param = own_or_told(base_param);
-        if (param == nullptr) {
-            return false;
-        }
-        xCommon::ByteList frame;
-        pdu::read(frame, slave_address(), static_cast<unsigned char>(param->number));
-        BaseResult result = ask(*param, frame);
-        port->publish_result(result, this, param);
-        return result.is_ok;
-    }
-
-    void ProcConnect() override { subscribe_commands("subscribe on : %s"); }
-
-    using DevBase::ProcMessage;
-    bool ProcMessage(std::string& topic, std::string& payload) override {
-        c_param* const param = commanded(topic, payload);
-        if (param == nullptr) {
-            return false;
-        }
-        param->Logf(lmtInfo, "запись нового значения : %s.", payload);
-        CommandConnection const connection(*this);
-        xCommon::ByteList frame;
-        pdu::write(frame, slave_address(), static_cast<unsigned char>(param->number),
-                   static_cast<unsigned short>(std::stoul(payload)));
-        return ask(*param, frame).is_ok && poll_param(param);
-    }
-
-    /// One exchange; a failure has its line behind it.
-    BaseResult ask(c_param& param, xCommon::ByteList const& frame) {
+    BaseResult get_response(c_param* param) override {
         BaseResult result;
-        Exchange exchange(*port, param, texts);
-        exchange.prepare(param);
-        exchange.send(frame);
-        auto const head = exchange.head(pdu::head_size);
-        auto const found = xCommon::head_fault(head, slave_address(), pdu::head_size);
-        std::string const reason = head.size() < pdu::head_size ? "" : std::to_string(head[2]);
-        if (exchange.is_good(found, reason.c_str()) && exchange.rest(pdu::tail_size) && exchange.has_crc()) {
-            auto const value = exchange.answer().subspan(pdu::head_size);
-            result.result = std::to_string(value[0] << 8U | value[1]);
-            result.is_ok = result.is_crc_ok = true;
+        Exchange exchange(*port, *param, plain_texts);
+        if (exchange.run(*param, pdu::read(slave_address(), param->number), pdu::head_size, pdu::tail_size,
+                         pdu::head_size)) {
+            result.result = std::to_string(pdu::value(exchange.answer()));
+            result.is_ok = true;
         }
         return result;
     }
+
+    void write(c_param* param, std::string const& value) override {
+        unsigned long const number = std::stoul(value);
+        if (number > pdu::most) {
+            throw xCommon::xExceptionf("%s # недопустимое значение : %s", param->name, value);
+        }
+        param->Logf(xCommon::lmtInfo, "запись нового значения : %s.", value);
+        xCommon::ByteList const frame = pdu::write(slave_address(), param->number, static_cast<unsigned short>(number));
+        Exchange exchange(*port, *param, plain_texts);
+        if (exchange.run(*param, frame, pdu::head_size, pdu::tail_size, pdu::head_size)) {
+            poll_param(param);  // what the device has made of it
+        }
+    }
 };
 
-void enter() {
-    // In a driver: CBFac const registrars[] = {...} and IBFac const registrar = ... in the unnamed namespace.
-    CBFac::add<c_dev>("skeleton.cdev");
-    CBFac::add<c_param>("skeleton.cparam", param_table);
-    IBFac::add<dev>("skeleton.dev");
-}
+CBFac const registrars[] = {CBFac::add<c_dev>("skeleton.cdev"), CBFac::add<c_param>("skeleton.cparam", table)};
+IBFac const registrar = IBFac::add<dev>("skeleton.dev");
+
+}  // namespace
 
 }  // namespace skeleton

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <initializer_list>
+#include <span>
+
 #include "foundation/byte_list.h"
-#include "foundation/frame_head.h"
 
 namespace skeleton {
 
@@ -15,24 +17,24 @@ namespace skeleton {
 ///         byte first                      5  2  CRC
 ///
 /// Value 4 of device 5, and 1234 for it:   05 52 04 5D 62    05 52 04 04 D2 3B E4
-class pdu {
- public:
-    static constexpr int head_size = 3;
+struct pdu {
+    static constexpr int head_size = 3;  ///< repeated in the answer
     static constexpr int tail_size = 4;  ///< value and CRC
+    static constexpr unsigned long most = 0xFFFF;
 
-    static void read(xCommon::ByteList& out, unsigned char sid, unsigned char number) {
-        push(out, {sid, 0x52, number});
+    static xCommon::ByteList read(unsigned char sid, unsigned char number) { return frame({sid, 0x52, number}); }
+    static xCommon::ByteList write(unsigned char sid, unsigned char number, unsigned short value) {
+        return frame({sid, 0x57, number, static_cast<unsigned char>(value >> 8U), static_cast<unsigned char>(value)});
     }
-    static void write(xCommon::ByteList& out, unsigned char sid, unsigned char number, unsigned short value) {
-        push(out, {sid, 0x57, number, static_cast<unsigned char>(value >> 8U), static_cast<unsigned char>(value)});
-    }
+    static int value(std::span<unsigned char const> answer) { return answer[3] << 8 | answer[4]; }
 
  private:
-    static void push(xCommon::ByteList& out, std::initializer_list<unsigned char> bytes) {
-        xCommon::ByteList frame;
-        frame.push_buf(bytes.begin(), static_cast<int>(bytes.size()));
-        out.pop_list(frame);
-        out.push_16(frame.crc_16(), xCommon::WordOrder::big_endian);
+    static xCommon::ByteList frame(std::initializer_list<unsigned char> bytes) {
+        xCommon::ByteList body;
+        body.push_buf(bytes.begin(), static_cast<int>(bytes.size()));
+        xCommon::ByteList whole;
+        whole.push_with_crc(body);
+        return whole;
     }
 };
 

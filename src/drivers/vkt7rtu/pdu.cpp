@@ -49,17 +49,15 @@ void push_frame(ByteList& out, char const* operation, CParam const* param, unsig
     frame.push_16(command, WordOrder::big_endian);
     frame.push_16(0, WordOrder::big_endian);
     frame.pop_list(data);
-    frame.push_16(frame.crc_16(), WordOrder::big_endian);
-    out.pop_list(frame);
+    out.push_with_crc(frame);
 }
 
 }  // namespace
 
 void pdu::open_session(ByteList& out, unsigned char sid, CParam const* param) {
     ByteList data;
-    for (unsigned char const byte : {0xCC, 0x80, 0, 0, 0}) {
-        data.push_8(byte);
-    }
+    constexpr unsigned char opening[] = {0xCC, 0x80, 0, 0, 0};
+    data.push_buf(opening, sizeof(opening));
     push_frame(out, "open_session", param, sid, function_write, command_select, data);
 }
 
