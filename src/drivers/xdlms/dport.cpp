@@ -105,6 +105,13 @@ void dport::publish_failure(cddev const& dev, CParam const& param) {
     mq_publish(xString::Format(topic_meta, dev.name, param.name, topic_meta_error), "r", 0, false);
 }
 
+dlms_reply dport::told(dlms_reply reply) {
+    for (std::string const& fault : reply.faults) {
+        xCommon::global_log(lmtError, fault);
+    }
+    return reply;
+}
+
 dlms_reply dport::ask(cddev& dev, dparam* param, ByteList const& data) {
     ByteList request;
     wpdu::wrap(request, node_->dlms_addr, dev.dlms_addr, data);

@@ -65,6 +65,9 @@ class dport : public PortBase {
     virtual bool poll_devices() = 0;
 
  protected:
+    /// A frame's reply, with its faults told: in the global log, under no node's name.
+    static dlms_reply told(dlms_reply reply);
+
     cdport* node_;
     std::vector<std::unique_ptr<dmeter>> meters_;
 

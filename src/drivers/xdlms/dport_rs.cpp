@@ -180,13 +180,13 @@ dlms_reply dport_rs::get_response_alt(ByteList& request, cddev& dev, CBase& log)
         return {};
     }
     int pos = 0;
-    dlms_reply reply = mac_frame::parse(buffer, pos, got - mac_frame::crc_size, node_->mac, dev.mac);
+    dlms_reply reply = told(mac_frame::parse(buffer, pos, got - mac_frame::crc_size, node_->mac, dev.mac));
     if (!reply.ok) {
         log.Log(lmtError, reply.crc_ok ? "get_response : ответ не принят (mac_frame.parse)."
                                        : "get_response : невалидная CRC ответа (mac_frame.parse).");
         return reply;
     }
-    reply = wpdu::parse(buffer, pos, node_->dlms_addr, dev.dlms_addr);
+    reply = told(wpdu::parse(buffer, pos, node_->dlms_addr, dev.dlms_addr));
     if (!reply.ok) {
         log.Log(lmtError, "get_response : ответ не принят (wpdu.parse).");
         return reply;
@@ -197,7 +197,7 @@ dlms_reply dport_rs::get_response_alt(ByteList& request, cddev& dev, CBase& log)
         reply.crc_ok = true;
         return reply;
     }
-    return pdu::parse(buffer + pos, reply.size);
+    return told(pdu::parse(buffer + pos, reply.size));
 }
 
 dlms_reply dport_rs::get_response_old(ByteList& request, cddev& dev, CBase& log) {
@@ -217,7 +217,7 @@ dlms_reply dport_rs::get_ats(ByteList& request, cddev* dev, CBase* log) {
             send_sel(dev->mac, 0, control_no_ats);
             continue;
         }
-        status = mac_sel::parse(buffer, 0, mac_sel::frame_size);
+        status = told(mac_sel::parse(buffer, 0, mac_sel::frame_size));
         if (!status.crc_ok) {
             log->Log(lmtError, "get_ats : невалидная ATS CRC.");
             send_sel(dev->mac, 0, control_bad_ats_crc);
@@ -259,7 +259,7 @@ dlms_reply dport_rs::get_fout(ByteList& request, cddev* dev, CBase* log) {
         uint16_t const control = read_answer(*dev, status.size, pos, *log);
         send_sel(dev->mac, 0, control);
         if (control == control_ok) {
-            return pdu::parse(buffer + pos, status.size - heads_size);
+            return told(pdu::parse(buffer + pos, status.size - heads_size));
         }
     }
     throw xException("get_fout : ответ не получен.");
@@ -276,13 +276,13 @@ uint16_t dport_rs::read_answer(cddev const& dev, int size, int& pos, CBase& log)
         log.Log(lmtTrace, "get_fout : ответ не получен.");
         return control_no_answer;
     }
-    dlms_reply const frame = mac_frame::parse(buffer, pos, size, node_->mac, dev.mac);
+    dlms_reply const frame = told(mac_frame::parse(buffer, pos, size, node_->mac, dev.mac));
     if (!frame.crc_ok) {
         log.Log(lmtTrace, "get_fout : невалидная CRC ответа.");
         return control_bad_crc;
     }
     dlms_reply const wrapper =
-        frame.ok && size >= heads_size ? wpdu::parse(buffer, pos, node_->dlms_addr, dev.dlms_addr) : dlms_reply{};
+        frame.ok && size >= heads_size ? told(wpdu::parse(buffer, pos, node_->dlms_addr, dev.dlms_addr)) : dlms_reply{};
     if (!wrapper.ok) {
         log.Log(lmtTrace, "get_fout : ответ не принят.");
         return control_no_answer;

@@ -79,7 +79,7 @@ dlms_reply dport_tcp::get_response(ByteList& request, cddev* dev, dparam* param)
     }
     trace_hex(*cport, buffer, wpdu::head_size, xString::Format("%s : заголовок ответа.", node_->name));
     int pos = 0;
-    dlms_reply reply = wpdu::parse(buffer, pos, node_->dlms_addr, dev->dlms_addr);
+    dlms_reply reply = told(wpdu::parse(buffer, pos, node_->dlms_addr, dev->dlms_addr));
     // An address list is longer than the port's buffer.
     std::vector<unsigned char> body(static_cast<size_t>(reply.size));
     if (!reply.ok) {
@@ -96,7 +96,7 @@ dlms_reply dport_tcp::get_response(ByteList& request, cddev* dev, dparam* param)
         return reply;
     }
     trace_hex(*cport, body.data(), reply.size, xString::Format("%s : ответ.", node_->name));
-    return pdu::parse(body.data(), reply.size);
+    return told(pdu::parse(body.data(), reply.size));
 }
 
 }  // namespace xdlms

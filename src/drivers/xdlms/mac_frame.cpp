@@ -1,13 +1,10 @@
 #include "drivers/xdlms/mac_frame.h"
 
 #include "foundation/crc.h"
-#include "foundation/xlog.h"
 
 namespace xdlms {
 
 using xCommon::ByteList;
-using xCommon::global_log;
-using xCommon::lmtError;
 using xCommon::net;
 using xCommon::WordOrder;
 
@@ -59,25 +56,25 @@ bool mac_frame::is_whole(std::span<unsigned char const> frame) {
 dlms_reply mac_frame::parse(unsigned char const* buf, int& pos, int len, ByteList const& dst, ByteList const& src) {
     dlms_reply reply;
     if (len <= 0 || buf == nullptr) {
-        global_log(lmtError, "mac_frame.parse : FRAME не получен.");
+        reply.faults = {"mac_frame.parse : FRAME не получен."};
         return reply;
     }
     if (!crc_fits(buf, 0, len)) {
-        global_log(lmtError, "mac_frame.parse : не совпали CRC.");
+        reply.faults = {"mac_frame.parse : не совпали CRC."};
         return reply;
     }
     reply.crc_ok = true;
     int type_position = pos + 2 * mac_size;
     if (len - pos < head_size) {
-        global_log(lmtError, "mac_frame.parse : FRAME короче заголовка.");
+        reply.faults = {"mac_frame.parse : FRAME короче заголовка."};
     } else if (!holds(dst, buf, pos, len)) {
-        global_log(lmtError, "mac_frame.parse : не совпали мас-адреса получателя.");
+        reply.faults = {"mac_frame.parse : не совпали мас-адреса получателя."};
     } else if (!holds(src, buf, pos + mac_size, len)) {
-        global_log(lmtError, "mac_frame.parse : не совпали мас-адреса отправителя.");
+        reply.faults = {"mac_frame.parse : не совпали мас-адреса отправителя."};
     } else if (net::get_u16(buf, type_position, WordOrder::big_endian) != eth_type) {
-        global_log(lmtError, "mac_frame.parse : EthType != 0x88E5.");
+        reply.faults = {"mac_frame.parse : EthType != 0x88E5."};
     } else if (buf[pos + ac_position] != 0) {
-        global_log(lmtError, "mac_frame.parse : AC != 0.");
+        reply.faults = {"mac_frame.parse : AC != 0."};
     } else {
         pos += head_size;
         reply.ok = true;
@@ -97,7 +94,7 @@ void mac_sel::wrap(ByteList& out, ByteList const& mac, int size, uint16_t contro
 dlms_reply mac_sel::parse(unsigned char const* buf, int pos, int len) {
     dlms_reply reply;
     if (buf == nullptr || len < frame_size) {
-        global_log(lmtError, "mac_sel.parse : SEL не получен.");
+        reply.faults = {"mac_sel.parse : SEL не получен."};
         return reply;
     }
     int cursor = pos + mac_size;
@@ -107,7 +104,7 @@ dlms_reply mac_sel::parse(unsigned char const* buf, int pos, int len) {
     reply.size = net::get_i32(buf, cursor, WordOrder::big_endian);
     reply.crc_ok = crc_fits(buf, pos, len - mac_frame::crc_size);
     if (!reply.crc_ok) {
-        global_log(lmtError, "mac_sel.parse : не совпали CRC.");
+        reply.faults = {"mac_sel.parse : не совпали CRC."};
     }
     reply.ok = reply.crc_ok && reply.flags == 0 && reply.size > 0;
     return reply;

@@ -1,14 +1,10 @@
 #include "drivers/xdlms/pdu.h"
 
-#include "foundation/xlog.h"
 #include "foundation/xstring.h"
 
 namespace xdlms {
 
 using xCommon::ByteList;
-using xCommon::global_log;
-using xCommon::global_logf;
-using xCommon::lmtError;
 using xCommon::net;
 using xCommon::WordOrder;
 using xCommon::xString;
@@ -74,13 +70,15 @@ void head(ByteList& out, unsigned char request, cad const& ad) {
 /// Reads the items of one response, never behind its end.
 class ItemReader {
  public:
-    ItemReader(unsigned char const* buf, int len, int& pos) : buf_(buf), len_(len), pos_(pos) {}
+    ItemReader(unsigned char const* buf, int len, int& pos, std::vector<std::string>& faults)
+        : buf_(buf), len_(len), pos_(pos), faults_(faults) {}
 
     std::string item(int level);
 
  private:
     bool has(int count) const { return len_ - pos_ >= count; }
-    std::string broken_off();
+    /// Nothing more is read behind this.
+    std::string broken_off(char const* fault = "pdu::parse_item : данные обрываются.");
     std::string byte() { return has(1) ? std::to_string(buf_[pos_++]) : broken_off(); }
     template <typename Value>
     std::string number(Value (*read)(unsigned char const*, int&, WordOrder)) {
@@ -92,10 +90,11 @@ class ItemReader {
     unsigned char const* buf_;
     int len_;
     int& pos_;
+    std::vector<std::string>& faults_;
 };
 
-std::string ItemReader::broken_off() {
-    global_log(lmtError, "pdu::parse_item : данные обрываются.");
+std::string ItemReader::broken_off(char const* fault) {
+    faults_.emplace_back(fault);
     pos_ = len_;
     return {};
 }
@@ -133,16 +132,14 @@ std::string ItemReader::item(int level) {
         case 21:
             return number(net::get_u64);
         default:
-            global_logf(lmtError, "pdu::parse_item : неопознанный тэг данных : %d.", tag);
+            faults_.push_back(xString::Format("pdu::parse_item : неопознанный тэг данных : %d.", tag));
             return {};
     }
 }
 
 std::string ItemReader::list(char const* marker, int level) {
     if (level > deepest_level) {
-        global_log(lmtError, "pdu::parse_item : слишком глубокая вложенность данных.");
-        pos_ = len_;
-        return {};
+        return broken_off("pdu::parse_item : слишком глубокая вложенность данных.");
     }
     if (!has(1)) {
         return broken_off();
@@ -199,41 +196,41 @@ void pdu::action(ByteList& out, cad const& ad) {
 dlms_reply pdu::parse(unsigned char const* buf, int len) {
     dlms_reply reply;
     if (buf == nullptr || len < minimum_size) {
-        global_log(lmtError, "pdu.parse : ответ не получен или меньше минимального размера.");
+        reply.faults = {"pdu.parse : ответ не получен или меньше минимального размера."};
         return reply;
     }
     if (buf[1] != request_type) {
-        global_log(lmtError, "pdu.parse : тэг типа команды не равен 0x01.");
+        reply.faults = {"pdu.parse : тэг типа команды не равен 0x01."};
         return reply;
     }
     if (buf[2] != invoke_id) {
-        global_log(lmtError, "pdu.parse : идентификатор вызова и приоритета не равен 0xC1.");
+        reply.faults = {"pdu.parse : идентификатор вызова и приоритета не равен 0xC1."};
         return reply;
     }
     int const result = buf[result_position];
     if (buf[0] == get_response) {
         // The byte ahead isn't looked at: a refusal has its code read as the tag of a value.
         int pos = result_position + 1;
-        reply.value = parse_item(buf, len, pos);
+        reply.value = parse_item(buf, len, pos, reply.faults);
         reply.ok = !reply.value.empty();
     } else if (buf[0] == set_response) {
         reply.ok = result == 0;
         if (!reply.ok) {
-            global_log(lmtError, "pdu.parse : ошибка при записи значения : " + access_text(result));
+            reply.faults = {"pdu.parse : ошибка при записи значения : " + access_text(result)};
         }
     } else if (buf[0] == action_response) {
         reply.ok = result == 0;
     } else {
-        global_logf(lmtError, "pdu.parse : неизвестный тэг команды : %d.", buf[0]);
+        reply.faults = {xString::Format("pdu.parse : неизвестный тэг команды : %d.", buf[0])};
     }
     return reply;
 }
 
-std::string pdu::parse_item(unsigned char const* buf, int len, int& pos) {
+std::string pdu::parse_item(unsigned char const* buf, int len, int& pos, std::vector<std::string>& faults) {
     if (len < 1 || buf == nullptr || pos < 0 || pos > len) {
         return {};
     }
-    return ItemReader(buf, len, pos).item(1);
+    return ItemReader(buf, len, pos, faults).item(1);
 }
 
 void wpdu::wrap(ByteList& out, uint16_t src, uint16_t dst, ByteList const& data) {
@@ -253,9 +250,9 @@ dlms_reply wpdu::parse(unsigned char const* buf, int& pos, uint16_t /*src*/, uin
     net::get_u16(buf, pos, WordOrder::big_endian);
     reply.size = net::get_u16(buf, pos, WordOrder::big_endian);
     if (received_version != wrapper_version) {
-        global_log(lmtError, "wpdu.parse : версия протокола не равна 0x0001.");
+        reply.faults = {"wpdu.parse : версия протокола не равна 0x0001."};
     } else if (sender != dst) {
-        global_logf(lmtError, "wpdu.parse : не тот отправитель : %d != %d.", dst, sender);
+        reply.faults = {xString::Format("wpdu.parse : не тот отправитель : %d != %d.", dst, sender)};
     } else {
         reply.ok = true;
     }

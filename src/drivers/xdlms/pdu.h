@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "drivers/xdlms/config.h"
 
@@ -15,6 +16,8 @@ struct dlms_reply {
     int32_t size = 0;     ///< wpdu: length of its data; mac_sel: its size field
     uint16_t flags = 0;   ///< mac_sel: low byte of its control word
     uint8_t seq = 0;      ///< mac_sel: packet number, 0 to 15
+    /// What is wrong, for the dialogue to tell. More than one where an inner list ends early and the outer one goes on.
+    std::vector<std::string> faults;
 };
 
 /// Requests and responses of the application layer (IEC 62056-5-3). Of its services the get, set and action requests
@@ -30,12 +33,12 @@ class pdu {
     /// `data` has its tag ahead; empty data appends nothing at all.
     static void set(xCommon::ByteList& out, cad const& ad, xCommon::ByteList const& data);
     static void action(xCommon::ByteList& out, cad const& ad);
-    /// A whole response of `len` bytes. What is refused is told in the log.
+    /// A whole response of `len` bytes.
     static dlms_reply parse(unsigned char const* buf, int len);
     /// The text of the data item at `pos` of `len` bytes, and `pos` behind it; empty for what has no text or isn't all
     /// there. An array or structure is its items' texts, each with "#a#" or "#s#" ahead, and one such mark behind the
     /// last; an item without text ends it without that mark.
-    static std::string parse_item(unsigned char const* buf, int len, int& pos);
+    static std::string parse_item(unsigned char const* buf, int len, int& pos, std::vector<std::string>& faults);
 };
 
 /// The wrapper of the transport layer (IEC 62056-47), all fields big endian:
