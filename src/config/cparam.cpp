@@ -1,5 +1,7 @@
 #include "config/cparam.h"
 
+#include <iterator>
+
 #include "config/keys.h"
 #include "foundation/jutils.h"
 #include "foundation/xexception.h"
@@ -13,28 +15,19 @@ using xCommon::xString;
 
 namespace {
 
-struct Word {
-    char const* text;
-    int code;
-};
+constexpr char const* value_words[] = {"bit", "i8",   "u8",      "i16",     "u16",       "i24",    "u24",
+                                       "i32", "u32",  "float16", "float32", "fixi16",    "fixu16", "bcd32",
+                                       "str", "str2", "str4",    "str8",    "date_time", "ma",     "m0a",
+                                       "m0r", "m1",   "m3",      "m6",      "m7",        ""};
+/// Of the words, in their order.
+constexpr int value_codes[] = {vt_bit, vt_i8,   vt_u8,      vt_i16,     vt_u16,       vt_i24,    vt_u24,
+                               vt_i32, vt_u32,  vt_float16, vt_float32, vt_fixi16,    vt_fixu16, vt_bcd32,
+                               vt_str, vt_str2, vt_str4,    vt_str8,    vt_date_time, vt_ma,     vt_m0a,
+                               vt_m0r, vt_m1,   vt_m3,      vt_m6,      vt_m7,        vt_none};
+static_assert(std::size(value_words) == std::size(value_codes));
 
-constexpr Word value_types[] = {{"", vt_none},           {"bit", vt_bit},
-                                {"i32", vt_i32},         {"u32", vt_u32},
-                                {"str", vt_str},         {"i8", vt_i8},
-                                {"i16", vt_i16},         {"u8", vt_u8},
-                                {"u16", vt_u16},         {"float16", vt_float16},
-                                {"float32", vt_float32}, {"fixi16", vt_fixi16},
-                                {"fixu16", vt_fixu16},   {"date_time", vt_date_time},
-                                {"str2", vt_str2},       {"str4", vt_str4},
-                                {"str8", vt_str8},       {"ma", vt_ma},
-                                {"m0a", vt_m0a},         {"m0r", vt_m0r},
-                                {"m1", vt_m1},           {"m3", vt_m3},
-                                {"m6", vt_m6},           {"m7", vt_m7},
-                                {"u24", vt_u24},         {"i24", vt_i24},
-                                {"bcd32", vt_bcd32}};
-
-constexpr Word word_orders[] = {
-    {"big_endian", 0}, {"little_endian", 1}, {"mid_big_endian", 2}, {"mid_little_endian", 3}};
+/// In the order of their codes.
+constexpr char const* order_words[] = {"big_endian", "little_endian", "mid_big_endian", "mid_little_endian"};
 
 /// "0xFFFF" to "FFFF". The case of the digits stays: a pattern that is to match has upper-case digits, as hexStr()
 /// makes them.
@@ -78,12 +71,6 @@ void read_error_value(xCommon::LogItem& node, Json::Value const& json, keys::Key
 
 using keys::Overlay;
 using keys::Type;
-
-constexpr char const* value_words[] = {"bit", "i8",   "u8",      "i16",     "u16",       "i24",    "u24",
-                                       "i32", "u32",  "float16", "float32", "fixi16",    "fixu16", "bcd32",
-                                       "str", "str2", "str4",    "str8",    "date_time", "ma",     "m0a",
-                                       "m0r", "m1",   "m3",      "m6",      "m7",        ""};
-constexpr char const* order_words[] = {"big_endian", "little_endian", "mid_big_endian", "mid_little_endian"};
 
 /// An overlay takes these, then those of CBase, then the others.
 constexpr keys::Key first_table[] = {
@@ -178,25 +165,20 @@ bool CParam::check_error_value(unsigned char const* data, int length) {
 }
 
 int CParam::GetValueType(std::string const& word) {
-    for (Word const& row : value_types) {
-        if (word == row.text) {
-            return row.code;
-        }
+    int const place = keys::place_of(word, value_words);
+    if (place < 0) {
+        throw xExceptionf("%s : неопознанный value_type = %s.", name, word);
     }
-    throw xExceptionf("%s : неопознанный value_type = %s.", name, word);
+    return value_codes[place];
 }
 
 int CParam::GetWordOrder(Json::Value const& node) {
-    if (!jUtils::has(node, "word_order")) {
-        return 0;
+    std::string const word = jUtils::get_string(node, "word_order", order_words[0]);
+    int const place = keys::place_of(word, order_words);
+    if (place < 0) {
+        throw xExceptionf("%s : неопознанный word_order = %s.", name, word);
     }
-    std::string const word = jUtils::get_string(node, "word_order", "");
-    for (Word const& row : word_orders) {
-        if (word == row.text) {
-            return row.code;
-        }
-    }
-    throw xExceptionf("%s : неопознанный word_order = %s.", name, word);
+    return place;
 }
 
 std::string CParam::format(std::string const& value) {

@@ -1,8 +1,15 @@
 #include "config/keys.h"
 
+#include <algorithm>
+
 #include "foundation/xexception.h"
 
 namespace keys {
+
+int place_of(std::string const& text, std::span<char const* const> words) {
+    auto const found = std::find(words.begin(), words.end(), text);
+    return found == words.end() ? -1 : static_cast<int>(found - words.begin());
+}
 
 Tables operator+(Tables tables, std::span<Key const> own) {
     tables.push_back(own);

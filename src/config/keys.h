@@ -59,6 +59,9 @@ struct Key {
     double most = unbounded;
 };
 
+/// Place of a text among words; -1 for one that is none of them.
+int place_of(std::string const& text, std::span<char const* const> words);
+
 /// The tables of a base, and those of a class of its own behind them.
 Tables operator+(Tables tables, std::span<Key const> own);
 

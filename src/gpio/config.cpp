@@ -35,11 +35,11 @@ void read_gpio(LogItem& node, Json::Value const& json, keys::Key const& key) {
 
 /// The place of a text in the words of its key.
 int place_of(std::string const& text, LogItem const& node, keys::Key const& key) {
-    auto const row = std::find(key.words.begin(), key.words.end(), text);
-    if (row == key.words.end()) {
+    int const place = keys::place_of(text, key.words);
+    if (place < 0) {
         throw xExceptionf("#%s : параметр '%s' имеет неверное значение : %s.", node.name, key.name, text);
     }
-    return static_cast<int>(row - key.words.begin());
+    return place;
 }
 
 /// The words are in the order of their codes. An empty one counts as none.

@@ -8,7 +8,7 @@ namespace mbrtu {
 /// Configuration of a slave, type word "mb-rtu".
 class c_dev : public modbus::c_dev, public FromJson<c_dev> {
  public:
-    c_dev(CBase* port_node, Json::Value& node);
+    c_dev(CBase* port_node, Json::Value& node) : modbus::c_dev(port_node, node, "mb-rtu") {}
 };
 
 /// Configuration of a parameter, type word "mb-rtu".

@@ -1,18 +1,18 @@
 #include "drivers/mbrtu/device.h"
 
-#include "config/constants.h"
+#include "drivers/mbrtu/config.h"
 #include "drivers/mbrtu/pdu.h"
 #include "foundation/xmisc.h"
 
 namespace mbrtu {
 
-using modbus::c_param;
 using xCommon::HeadFault;
 using xCommon::lmtError;
 using xCommon::lmtTrace;
 
 namespace {
 
+CBFac const registrars[] = {CBFac::add<c_dev>("mb-rtu.cdev"), CBFac::add<c_param>("mb-rtu.cparam")};
 IBFac const registrar = IBFac::add<dev>("mb-rtu.dev");
 
 /// Reply to function 16: address, function, register address, count, CRC.
@@ -45,7 +45,7 @@ constexpr modbus::Framing framing = {
 
 dev::dev(IBase* port_object, CBase* node) : device(port_object, node, framing) {}
 
-bool dev::take_answer(Exchange& exchange, c_param const& param) {
+bool dev::take_answer(Exchange& exchange, modbus::c_param const& param) {
     auto const head = exchange.answer();
     HeadFault const found = pdu::check_head(slave_address(), head);
     if (!exchange.is_good(found, pdu::refusal(head))) {
@@ -63,7 +63,7 @@ bool dev::take_answer(Exchange& exchange, c_param const& param) {
 
 /// Functions 5 and 6 echo the request. What "holding" and "holding-bit" write by function 16 waits for an echo too, and
 /// so ends in the time-out below although the slave has taken it; the value shows at the next poll.
-bool dev::take_echo(Exchange& exchange, c_param const& param) {
+bool dev::take_echo(Exchange& exchange, modbus::c_param const& param) {
     auto const expected =
         param.reg_type == modbus::reg_holding_m ? write_registers_reply : static_cast<size_t>(exchange.request_size());
     auto const reply = exchange.head(static_cast<int>(expected));
@@ -89,7 +89,7 @@ bool dev::reconnect() {
     return true;
 }
 
-std::string dev::check_debounce(c_param* param, std::string const& value) {
+std::string dev::check_debounce(modbus::c_param* param, std::string const& value) {
     if (param->debounce == 0) {
         return value;
     }

@@ -8,7 +8,7 @@ namespace mbtcp {
 /// Configuration of a slave, type word "mb-tcp".
 class c_dev : public modbus::c_dev, public FromJson<c_dev> {
  public:
-    c_dev(CBase* port_node, Json::Value& node);
+    c_dev(CBase* port_node, Json::Value& node) : modbus::c_dev(port_node, node, "mb-tcp") {}
 };
 
 /// Configuration of a parameter, type word "mb-tcp".

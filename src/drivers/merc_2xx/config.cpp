@@ -1,7 +1,5 @@
 #include "drivers/merc_2xx/config.h"
 
-#include <algorithm>
-#include <iterator>
 #include <string_view>
 
 #include "config/constants.h"
@@ -21,11 +19,11 @@ constexpr char const* reg_types[] = {"array12", "array16", "param"};
 
 void read_reg_type(xCommon::LogItem& node, Json::Value const& json, keys::Key const& key) {
     std::string const word = jUtils::get_string(json, key.name, "");
-    auto const* const row = std::find(std::begin(reg_types), std::end(reg_types), word);
-    if (row == std::end(reg_types)) {
+    int const place = keys::place_of(word, reg_types);
+    if (place < 0) {
         throw xExceptionf("%s : указан недопустимый атрибут 'reg_type' = %s.", node.name, word);
     }
-    keys::member<&c_param::reg_type>(node) = static_cast<int>(row - std::begin(reg_types));
+    keys::member<&c_param::reg_type>(node) = place;
 }
 
 using keys::Overlay;
@@ -72,7 +70,7 @@ void check_limits(std::string const& name, Json::Value const& node) {
 
 }  // namespace
 
-c_dev::c_dev(CBase* port_node, Json::Value& node) : meter::c_dev(port_node, node) {
+c_dev::c_dev(CBase* port_node, Json::Value& node) : CAddressDev(port_node, node) {
     load_params(node, type);
 }
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "config/cparam.h"
-#include "drivers/meter/config.h"
+#include "config/cport.h"
 
 /// Electricity meters of the Mercury family.
 namespace merc_2xx {
@@ -22,7 +22,7 @@ enum RegType : int {
 };
 
 /// Configuration of a meter.
-class c_dev : public meter::c_dev, public FromJson<c_dev> {
+class c_dev : public CAddressDev, public FromJson<c_dev> {
  public:
     /// Raises an xExceptionf for a missing port or `sid`, and for a device without parameters.
     c_dev(CBase* port_node, Json::Value& node);

@@ -29,15 +29,8 @@ char const* error_text(int code) {
 }
 
 int exp_resp_size(int value_type) {
-    switch (value_type) {
-        case vt_u16:
-            return 8;
-        case vt_u24:
-        case vt_i24:
-            return 9;
-        default:
-            return 10;
-    }
+    bool const is_three = value_type == vt_u24 || value_type == vt_i24;
+    return is_three ? 9 : value_type == vt_u16 ? 8 : 10;
 }
 
 }  // namespace meter

@@ -3,7 +3,7 @@
 #include <span>
 #include <string>
 
-#include "drivers/meter/config.h"
+#include "config/cport.h"
 #include "runtime/exchange.h"
 #include "runtime/typed_device.h"
 
@@ -31,7 +31,7 @@ struct LinkStep {
 };
 
 /// Run-time object of one meter with a session. Owned by its port, whose worker alone calls it.
-class device : public TypedDevice<c_dev, CParam> {
+class device : public TypedDevice<CAddressDev, CParam> {
  public:
     device(IBase* port_object, CBase* node, Family const& family);
 

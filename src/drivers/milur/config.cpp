@@ -51,7 +51,7 @@ CBFac const registrars[] = {CBFac::add<c_dev>("milur.cdev"), CBFac::add<c_param>
 
 }  // namespace
 
-c_dev::c_dev(CBase* port_node, Json::Value& node) : meter::c_dev(port_node, node, "milur::c_dev::ctor : #%s") {
+c_dev::c_dev(CBase* port_node, Json::Value& node) : CAddressDev(port_node, node, "milur::c_dev::ctor : #%s") {
     std::string const templ = jUtils::get_string(node, "templ", "");
     if (!templ.empty()) {
         Logf(xCommon::lmtTrace, "milur::c_dev::ctor : загрузка шаблона : %s.", templ);

@@ -3,13 +3,13 @@
 #include <string>
 
 #include "config/cparam.h"
-#include "drivers/meter/config.h"
+#include "config/cport.h"
 
 /// Electricity meters of the Milur family.
 namespace milur {
 
 /// Configuration of a meter, type word "milur".
-class c_dev : public meter::c_dev, public FromJson<c_dev> {
+class c_dev : public CAddressDev, public FromJson<c_dev> {
  public:
     /// Raises an xExceptionf for a missing port or `sid`, and for a device without parameters.
     c_dev(CBase* port_node, Json::Value& node);

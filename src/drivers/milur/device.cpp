@@ -1,4 +1,4 @@
-#include "drivers/milur/device.h"
+#include "drivers/meter/device.h"
 
 #include "config/constants.h"
 #include "drivers/meter/data_reply.h"
@@ -11,6 +11,18 @@ using xCommon::ByteList;
 using xCommon::lmtError;
 using xCommon::lmtInfo;
 using xCommon::lmtTrace;
+
+/// The dialogue with one meter. A session has to be opened first; it stands until the meter says that it is closed.
+class dev : public meter::family_device<c_param>, public FromNode<dev> {
+ public:
+    dev(IBase* port_object, CBase* node);
+
+ private:
+    bool open_session() override;
+    void close_session() override;
+    bool ready_link(long long now) override;
+    BaseResult get_response(c_param* param) override;
+};
 
 namespace {
 

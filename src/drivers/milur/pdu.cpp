@@ -1,6 +1,5 @@
 #include "drivers/milur/pdu.h"
 
-
 namespace milur {
 
 using xCommon::ByteList;

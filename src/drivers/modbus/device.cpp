@@ -57,6 +57,16 @@ bholding::bitem const* check_bit(CommandMap::Target const& target, std::string c
     return &item;
 }
 
+bool guarded(CBase const& node, std::function<bool()> const& poll) {
+    try {
+        return poll();
+    } catch (std::exception const& e) {
+        node.Logf(lmtError, "исключение при опросе : %s", e.what());
+        touch_configuration();
+        return false;
+    }
+}
+
 void hand_on(DevBase& device, c_register& param, BaseResult& result) {
     if (!param.has_bits() || !result.is_ok) {
         device.port->publish_result(result, &device, &param);
@@ -104,19 +114,14 @@ bool device::poll_param(CParam* base_param) {
         return false;
     }
     xCommon::xMisc::delay(param->poll_delay);
-    try {
+    return guarded(*param, [this, param] {
         BaseResult result = get_response(param);
         if (param->in_debounce) {
             return true;
         }
         hand_on(*this, *param, result);
         return result.is_ok;
-    } catch (std::exception const& e) {
-        param->Logf(lmtError, "исключение при опросе : %s", e.what());
-        // A fault that the driver can't explain: the file watch answers the touch with a new process.
-        touch_configuration();
-        return false;
-    }
+    });
 }
 
 void device::enter_in_set(c_param* param) {
@@ -125,17 +130,13 @@ void device::enter_in_set(c_param* param) {
 }
 
 bool device::poll_all_params() {
-    try {
+    return guarded(*cfg, [this] {
         poll_set_params(coils_, "coil");
         poll_set_params(statuses_, "status");
         poll_set_params(holdings_, "holding");
         poll_set_params(inputs_, "input");
         return true;
-    } catch (std::exception const& e) {
-        cfg->Logf(lmtError, "исключение при опросе : %s", e.what());
-        touch_configuration();
-        return false;
-    }
+    });
 }
 
 void device::poll_set(RegisterSet& set, char const* name) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -16,6 +17,9 @@ namespace modbus {
 void add_register_commands(CommandMap& commands, DevBase& device, c_register& param, bool by_bits);
 /// The bit that a command is for, or null; a payload that is no bit's is told.
 bholding::bitem const* check_bit(CommandMap::Target const& target, std::string const& payload);
+/// A poll whose exception is a fault that the driver can't explain: the file watch answers the touch with a new
+/// process.
+bool guarded(CBase const& node, std::function<bool()> const& poll);
 /// Publishes the value, or its bits.
 void hand_on(DevBase& device, c_register& param, BaseResult& result);
 

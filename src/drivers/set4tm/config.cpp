@@ -29,7 +29,7 @@ CBFac const registrars[] = {CBFac::add<c_dev>("set-4tm.cdev", device_table),
 
 }  // namespace
 
-c_dev::c_dev(CBase* port_node, Json::Value& node) : meter::c_dev(port_node, node) {
+c_dev::c_dev(CBase* port_node, Json::Value& node) : CAddressDev(port_node, node) {
     keys::read(device_table, *this, node);
     load_params(node, type_word);
 }

@@ -3,14 +3,14 @@
 #include <string>
 
 #include "config/cparam.h"
-#include "drivers/meter/config.h"
+#include "config/cport.h"
 
 /// SET-4TM electricity meters. An early stage: the framing, the check of the link and the poll cycle stand, no session
 /// is opened and no value is read yet.
 namespace set4tm {
 
 /// Configuration of a meter, type word "set-4tm".
-class c_dev : public meter::c_dev, public FromJson<c_dev> {
+class c_dev : public CAddressDev, public FromJson<c_dev> {
  public:
     /// Raises an xExceptionf for a missing port or `sid`, and for a device without parameters.
     c_dev(CBase* port_node, Json::Value& node);

@@ -1,6 +1,5 @@
 #include "drivers/set4tm/pdu.h"
 
-
 namespace set4tm {
 
 using xCommon::ByteList;

@@ -23,7 +23,8 @@ enum RegType : int {
 class c_dev : public modbus::c_dev, public FromJson<c_dev> {
  public:
     /// Raises what modbus::c_dev raises.
-    c_dev(CBase* port_node, Json::Value& node);
+    // Configurations and templates in use leave the type of plain registers out, and so make them of this one.
+    c_dev(CBase* port_node, Json::Value& node) : modbus::c_dev(port_node, node, "mb-rtu") {}
 
     /// The last one that the calculator told.
     unsigned char server_version = 0;

@@ -69,7 +69,7 @@ bool dev::poll_param(CParam* base_param) {
         return false;
     }
     xCommon::xMisc::delay(param->poll_delay);
-    try {
+    return modbus::guarded(*param, [this, param] {
         BaseResult result = read(param);
         if (is_plain(*param)) {
             port->publish_result(result, this, param);
@@ -77,12 +77,7 @@ bool dev::poll_param(CParam* base_param) {
             modbus::hand_on(*this, *param, result);
         }
         return result.is_ok;
-    } catch (std::exception const& e) {
-        param->Logf(lmtError, "исключение при опросе : %s", e.what());
-        // A fault that the driver can't explain: the file watch answers the touch with a new process.
-        touch_configuration();
-        return false;
-    }
+    });
 }
 
 bool dev::request(ByteList const& frame, CParam* param, unsigned char sid, std::string const& label) {
