@@ -1,5 +1,7 @@
 #pragma once
 
+#include <type_traits>
+
 #include "foundation/xexception.h"
 #include "runtime/command_connection.h"
 #include "runtime/dev_base.h"
@@ -25,7 +27,9 @@ class TypedDevice : public DevBase {
     }
 
  protected:
-    virtual bool is_own(CParam const& param) const { return dynamic_cast<Param const*>(&param) != nullptr; }
+    virtual bool is_own(CParam const& param) const {
+        return std::is_same_v<Param, CParam> || dynamic_cast<std::add_pointer_t<Param const>>(&param) != nullptr;
+    }
     /// Null for none, and for one of another driver.
     Param* own(CParam* param) const {
         return param != nullptr && is_own(*param) ? static_cast<Param*>(param) : nullptr;
