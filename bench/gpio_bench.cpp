@@ -108,7 +108,7 @@ void pulses(int port, std::string const& root) {
         return;
     }
     Worker worker(driver(port, 500, {1}, "electro"));
-    if (!worker.Run() || !tree.wait_touches(1, 2, std::chrono::seconds(10))) {
+    if (!worker.Run() || !tree.wait(1, std::chrono::seconds(10), [](auto const& line) { return line.touches >= 2; })) {
         return;
     }
     constexpr int count = 1000;

@@ -1,5 +1,7 @@
 #include "config/cparam.h"
 
+#include <cmath>
+#include <cstdlib>
 #include <iterator>
 
 #include "config/keys.h"
@@ -133,6 +135,7 @@ int CParam::scale_precision(float scale) {
 
 void CParam::Compare(Json::Value& node) {
     if (!node.empty()) {
+        keys::lay_over(own_keys(), *this, node);
         keys::lay_over(first_table, *this, node);
         keys::lay_over(CBase::key_tables().front(), *this, node);
         // The precision stays that of the first scale: what subscribers see keeps its digits under a new template.
@@ -207,6 +210,16 @@ std::string CParam::format(std::string const& value) {
         text.append(" ").append(unit);
     }
     return text;
+}
+
+long long CParam::whole_number(std::string const& text, long long least, long long most) const {
+    char* end = nullptr;
+    double const number = std::round(std::strtod(text.c_str(), &end));
+    if (text.empty() || *end != '\0' ||
+        !(number >= static_cast<double>(least) && number <= static_cast<double>(most))) {
+        throw xExceptionf("%s # недопустимое значение : %s", name, text);
+    }
+    return static_cast<long long>(number);
 }
 
 std::string CParam::hexStr(unsigned char const* data, int length) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string>
 
 #include "config/cbase.h"
@@ -43,6 +44,8 @@ class CParam : public CBase {
     CParam(CBase* parent, Json::Value& node);
     static keys::Tables key_tables();
 
+    /// The rows of a class of its own that a device may lay over it; most drivers have no more to do for that.
+    virtual std::span<keys::Key const> own_keys() const { return {}; }
     /// Lays the keys present in `node` over this parameter. `min` and `max` aren't overlaid, and `precision` stays as
     /// it was even under a new `scale`.
     virtual void Compare(Json::Value& node);
@@ -57,6 +60,10 @@ class CParam : public CBase {
     /// Raw text to published text. A raw text that is no number comes back unchanged where a scale or correction
     /// should be applied.
     virtual std::string format(std::string const& value);
+
+    /// The number of a command, for drivers that write whole ones: the nearest, as undoing a scale leaves a fraction.
+    /// Raises an xExceptionf for a text that is no number in whole, and for one out of the limits.
+    long long whole_number(std::string const& text, long long least, long long most) const;
 
     /// Digits behind the point of what has such a scale: 2, or for a scale below 1 one more than it has itself, for the
     /// length of its text from the point on counts the point. Raises an xExceptionf for one that is no number.

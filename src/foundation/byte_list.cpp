@@ -73,11 +73,6 @@ void ByteList::push_buf(unsigned char const* data, int count) {
     }
 }
 
-void ByteList::push_with_crc(ByteList const& body) {
-    pop_list(body);
-    push_16(body.crc_16(), WordOrder::big_endian);  // crc_16() gives the two bytes exchanged
-}
-
 int ByteList::pop_buf(unsigned char* destination, int maximum) const {
     int const count = std::clamp(maximum, 0, static_cast<int>(bytes_.size()));
     std::copy_n(bytes_.begin(), count, destination);
@@ -96,6 +91,12 @@ bool ByteList::compare(unsigned char const* data) const {
 
 unsigned short ByteList::crc_16() const {
     return crc16::crc_16(bytes_.data(), static_cast<unsigned short>(bytes_.size()));
+}
+
+ByteList ByteList::with_crc() const {
+    ByteList frame = *this;
+    frame.push_16(crc_16(), WordOrder::big_endian);  // crc_16() gives the two bytes exchanged
+    return frame;
 }
 
 unsigned int ByteList::crc_32() const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <initializer_list>
 #include <span>
 #include <string>
 #include <vector>
@@ -15,6 +16,8 @@ enum class WordOrder : int { big_endian = 0, little_endian = 1, mid_big_endian =
 /// A growable list of bytes in which frames are assembled. No operation throws but for lack of memory.
 class ByteList {
  public:
+    ByteList() = default;
+    ByteList(std::initializer_list<unsigned char> bytes) : bytes_(bytes) {}
     virtual ~ByteList() = default;
 
     void push_8(unsigned char value);
@@ -26,8 +29,6 @@ class ByteList {
     void push_buf(unsigned char const* data, int count);
     /// Copies at most `maximum` bytes from the beginning of the list to `destination` and gives the number copied.
     /// The word "pop" is historical: here and in pop_list() nothing leaves the list, and senders rely on that.
-    /// A frame: `body`, and behind it its CRC as Modbus has it on the wire, low byte first.
-    void push_with_crc(ByteList const& body);
     int pop_buf(unsigned char* destination, int maximum) const;
     /// Appends the whole of `source`, which keeps its content.
     void pop_list(ByteList const& source);
@@ -36,6 +37,8 @@ class ByteList {
     /// See crc16::crc_16 and crc32::crc_32.
     unsigned short crc_16() const;
     unsigned int crc_32() const;
+    /// This and behind it its CRC as Modbus has it on the wire, low byte first.
+    ByteList with_crc() const;
 
     auto begin() const { return bytes_.begin(); }
     auto end() const { return bytes_.end(); }

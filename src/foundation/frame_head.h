@@ -14,7 +14,7 @@ using HeadTexts = std::array<char const*, 5>;
 
 inline constexpr unsigned char refused_bit = 0x80;
 
-/// `least`: bytes of a whole head.
+/// `least`: bytes of a whole head, 2 or more.
 constexpr HeadFault head_fault(std::span<unsigned char const> head, unsigned char address, size_t least) {
     if (head.size() < least) {
         return HeadFault::timeout;

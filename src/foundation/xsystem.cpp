@@ -2,6 +2,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <fstream>
+#include <memory>
 
 #include <fcntl.h>
 #include <malloc.h>
@@ -118,8 +119,8 @@ bool xSystem::Touch(std::string const& path) {
 void xSystem::mem_usage(double& vm, double& resident) {
     vm = 0;
     resident = 0;
-    std::ifstream pages("/proc/self/statm");
-    if (pages >> vm >> resident) {
+    std::unique_ptr<FILE, int (*)(FILE*)> const pages(std::fopen("/proc/self/statm", "re"), &std::fclose);
+    if (pages && std::fscanf(pages.get(), "%lf %lf", &vm, &resident) == 2) {
         double const page_kib = static_cast<double>(sysconf(_SC_PAGESIZE)) / 1024;
         vm *= page_kib;
         resident *= page_kib;

@@ -1,8 +1,10 @@
 #include "runtime/command_map.h"
 
-void CommandMap::add(std::string const& topic, Target target) {
+void CommandMap::add(std::string const& topic, Target target, bool subscribed) {
     targets_.emplace(topic, target);
-    items_.push_back({topic, 2});
+    if (subscribed) {
+        items_.push_back({topic, 2});
+    }
 }
 
 CommandMap::Target CommandMap::find(std::string const& topic) const {

@@ -15,8 +15,8 @@ class CommandMap {
         int bit = -1;  ///< index among the parameter's bits
     };
 
-    /// The first one of a topic stands.
-    void add(std::string const& topic, Target target);
+    /// The first one of a topic stands. One that isn't `subscribed` is found all the same: its topic may be another's.
+    void add(std::string const& topic, Target target, bool subscribed = true);
     /// Without a parameter when there is no such topic.
     Target find(std::string const& topic) const;
     /// In their order, QoS 2.

@@ -95,11 +95,6 @@ bool DevBase::is_wanted(CParam& param, long long now) {
     return param.enabled && param.is_due(now);
 }
 
-bool DevBase::ready(long long /*now*/) {
-    need_line(cfg->poll_reconnect);
-    return true;
-}
-
 void DevBase::begin_pass() {
     probe_ = fault && cfg->silent_probe ? Probe::wanted : Probe::none;
 }
@@ -140,7 +135,7 @@ bool DevBase::poll_whole(long long now) {
     cfg->last_poll = now;
     try {
         if (port->line_ready) {
-            need_line(cfg->poll_reconnect);
+            need_line(connects());
             poll_param(nullptr);
             return true;
         }
@@ -160,6 +155,7 @@ bool DevBase::poll_whole(long long now) {
 }
 
 bool DevBase::ask(CParam& param) {
+    need_line(connects());
     if (port->line_ready) {
         return poll_param(&param);
     }
@@ -215,10 +211,11 @@ void DevBase::add_commands(CommandMap& commands, CParam& param) {
 void DevBase::subscribe_commands(char const* trace) {
     commands_ = {};
     for (CParam* const param : params_) {
+        size_t const told = commands_.items().size();
         add_commands(commands_, *param);
-    }
-    for (xMQ::subsItem const& item : commands_.items()) {
-        cfg->Logf(lmtTrace, xCommon::RuntimeFormat(trace), item.topic);
+        for (size_t index = told; index < commands_.items().size(); ++index) {
+            cfg->Logf(lmtTrace, xCommon::RuntimeFormat(trace), commands_.items()[index].topic);
+        }
     }
     port->mq_subscribe(commands_.items());
 }

@@ -65,10 +65,12 @@ class DevBase : public IBase {
     virtual bool goes_on();
     /// The parameter is to be polled now; one that is another driver's is told here.
     virtual bool is_wanted(CParam& param, long long now);
-    /// Opens the line, or a session on it, ahead of a poll.
-    virtual bool ready(long long now);
-    /// poll_param(), or a failed result where the line could not be set up for this device.
+    /// Opens a session ahead of a poll; false ends the pass.
+    virtual bool ready(long long /*now*/) { return true; }
+    /// Opens the line, and then poll_param(), or a failed result where it could not be set up for this device.
     virtual bool ask(CParam& param);
+    /// The device opens the line for itself: see need_line().
+    virtual bool connects() const { return cfg->poll_reconnect; }
     /// Publishes a failure without a poll.
     virtual void publish_failure(CParam& param);
     virtual void count_poll();

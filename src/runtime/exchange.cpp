@@ -30,7 +30,7 @@ int Exchange::send() {
 }
 
 std::span<unsigned char const> Exchange::head(int count) {
-    int const got = line_.tran->read_count(line_.buffer, count);
+    int const got = line_.tran->read_count(line_.buffer, std::min(count, PortLine::buffer_size));
     trace(0, got, texts_.head);
     size_ = std::max(got, 0);
     return answer();
@@ -51,8 +51,9 @@ int Exchange::whole(int most, iTran::WholeFrame is_whole) {
 
 bool Exchange::rest(int count) {
     bool const fits = count >= 0 && size_ + count <= PortLine::buffer_size;
-    int const got = fits ? std::max(line_.tran->read_count(line_.buffer + size_, count), 0) : 0;
-    bool const came = fits && got == count;
+    int const read = fits ? line_.tran->read_count(line_.buffer + size_, count) : -1;
+    bool const came = fits && read == count;
+    int const got = std::max(read, 0);
     if (came || texts_.traced != Traced::whole) {
         int const from = texts_.traced == Traced::all ? 0 : size_;
         trace(from, size_ + got - from, texts_.rest);
@@ -83,13 +84,19 @@ bool Exchange::has_crc(int least, char const* subject) const {
 bool Exchange::run(CBase const& time_outs, xCommon::ByteList const& request, int head_size, int tail, int echoed) {
     prepare(time_outs);
     send(request);
-    auto const reply = head(head_size);
-    auto found = xCommon::head_fault(reply, *request.begin(), static_cast<size_t>(head_size));
-    if (found == xCommon::HeadFault::none && !std::equal(reply.begin(), reply.begin() + echoed, request.begin())) {
-        found = xCommon::HeadFault::other_request;
+    auto const start = head(head_size);
+    auto const found = xCommon::head_fault(start, *request.begin(), static_cast<size_t>(head_size));
+    std::string const code = start.empty() ? "" : std::to_string(start.back());
+    bool const came = is_good(found, code.c_str()) && rest(tail);
+    if (!came) {
+        if (found == xCommon::HeadFault::none || found == xCommon::HeadFault::timeout) {
+            abandon(port_, node_);
+        }
+        return false;
     }
-    std::string const reason = reply.empty() ? "" : std::to_string(reply.back());
-    return is_good(found, reason.c_str()) && rest(tail) && has_crc();
+    bool const is_echo = echoed <= std::ssize(request) && echoed <= size_ &&
+                         std::equal(request.begin(), request.begin() + echoed, answer().begin());
+    return has_crc() && is_good(is_echo ? xCommon::HeadFault::none : xCommon::HeadFault::other_request);
 }
 
 void Exchange::abandon(PortBase& port, xCommon::LogItem const& node) {

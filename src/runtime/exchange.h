@@ -52,9 +52,9 @@ class Exchange {
     bool is_good(xCommon::HeadFault fault, char const* subject = "") const;
     /// False behind its line for an answer of less than `least` bytes or without its CRC, as of Modbus, at the end.
     bool has_crc(int least = 0, char const* subject = "") const;
-    /// All of a plain exchange on a line with this address: prepare(), the request, an answer of `head_size` bytes, of
-    /// which the first `echoed` are those of the request, and `tail` more with a CRC. False behind the line of a fault;
-    /// that about a refusal tells the last byte of the head.
+    /// All of a plain exchange: prepare(), the request, an answer of `head_size` bytes, which end with the code of a
+    /// refusal, and of `tail` more, which end with the CRC. The first `echoed` of them are those of the request. False
+    /// behind the line of a fault; that about a refusal tells its code. What doesn't come whole is abandoned.
     bool run(CBase const& time_outs, xCommon::ByteList const& request, int head_size, int tail, int echoed);
     /// What has come.
     std::span<unsigned char const> answer() const { return held(size_); }

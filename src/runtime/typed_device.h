@@ -53,11 +53,6 @@ class TypedDevice : public DevBase {
         }
         return true;
     }
-    /// For ProcMessage(): the parameter that a command is for, or null.
-    Param* commanded(std::string const& topic, std::string const& payload) {
-        cfg->Logf(xCommon::lmtTrace, "ProcMessage : %s = %s.", topic, payload);
-        return own(commands_.find(topic).param);
-    }
     /// By the low byte of an address whatever its size.
     unsigned char slave_address() const { return static_cast<unsigned char>(config_->sid & 0xFF); }
 
@@ -94,12 +89,15 @@ class CommandedDevice : public Base {
     void ProcConnect() override { this->subscribe_commands("subscribe on : %s"); }
     using Base::ProcMessage;
     bool ProcMessage(std::string& topic, std::string& payload) override {
-        Param* const param = this->commanded(topic, payload);
-        if (param == nullptr) {
+        this->cfg->Logf(xCommon::lmtTrace, "ProcMessage : %s = %s.", topic, payload);
+        CParam* const target = this->commands_.find(topic).param;
+        if (target == nullptr) {
             return false;
         }
         CommandConnection const connection(*this);
-        write(param, payload);
+        if (Param* const param = this->own(target)) {
+            write(param, payload);
+        }
         return true;
     }
     virtual void write(Param* param, std::string const& value) = 0;

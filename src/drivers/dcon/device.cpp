@@ -46,11 +46,6 @@ void dev::Poll(long long now) {
     CheckFault();
 }
 
-bool dev::ready(long long /*now*/) {
-    need_line();
-    return true;
-}
-
 bool dev::poll_param(CParam* base_param) {
     c_param* const param = own(base_param);
     if (param == nullptr) {
@@ -136,7 +131,8 @@ void dev::ProcConnect() {
 }
 
 bool dev::ProcMessage(std::string& topic, std::string& payload) {
-    c_param* const param = commanded(topic, payload);
+    cfg->Logf(lmtTrace, "ProcMessage : %s = %s.", topic, payload);
+    c_param* const param = own(commands_.find(topic).param);
     if (param == nullptr) {
         return false;
     }

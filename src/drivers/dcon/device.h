@@ -32,7 +32,7 @@ class dev : public TypedDevice<c_dev, c_param>, public FromNode<dev> {
 
  private:
     bool is_wanted(CParam& param, long long now) override { return is_wanted_and_own(param, now) && param.read_only; }
-    bool ready(long long now) override;
+    bool connects() const override { return false; }
     void add_commands(CommandMap& commands, CParam& param) override;
     static bool send(c_param const& param, Exchange& exchange, xCommon::ByteList const& frame, char const* trace);
     static bool is_head(c_param const& param, std::span<unsigned char const> head, std::string const& expected_sid);

@@ -5,7 +5,7 @@
 namespace mbrtu {
 
 void pdu::wrap(xCommon::ByteList& out, xCommon::ByteList const& unit) {
-    out.push_with_crc(unit);
+    out.pop_list(unit.with_crc());
 }
 
 bool pdu::check_crc(std::span<unsigned char const> frame) {

@@ -20,12 +20,6 @@ constexpr char const* status_texts[] = {"Все нормально",
                                         "Не открыт канал связи",
                                         "Неизвестная ошибка."};
 
-void push_request(ByteList& out, std::initializer_list<unsigned char> bytes) {
-    ByteList body;
-    body.push_buf(bytes.begin(), static_cast<int>(bytes.size()));
-    out.push_with_crc(body);
-}
-
 bool is_reply(std::span<unsigned char const> reply, unsigned char sid) {
     return reply.size() >= pdu::short_reply && reply[0] == sid;
 }
@@ -36,26 +30,24 @@ void pdu::open(ByteList& out, unsigned char sid, unsigned char level, std::strin
     if (password.size() != password_size) {
         throw xCommon::xException("merc2::pdu::open : недопустимый размер пароля.");
     }
-    ByteList body;
-    for (unsigned char const byte : {sid, static_cast<unsigned char>(0x01), level}) {
-        body.push_8(byte);
-    }
+    ByteList body = {sid, 0x01, level};
     for (char const digit : password) {
         body.push_8(static_cast<unsigned char>(digit & 0x0F));
     }
-    out.push_with_crc(body);
+    out.pop_list(body.with_crc());
 }
 
 void pdu::close(ByteList& out, unsigned char sid) {
-    push_request(out, {sid, 0x02});
+    out.pop_list(ByteList{sid, 0x02}.with_crc());
 }
 
 void pdu::read_array(ByteList& out, unsigned char sid, c_param const* cp) {
-    push_request(out, {sid, 0x05, static_cast<unsigned char>(cp->arr_num << 4 | (cp->month & 0x0F)), cp->tarif});
+    out.pop_list(
+        ByteList{sid, 0x05, static_cast<unsigned char>(cp->arr_num << 4 | (cp->month & 0x0F)), cp->tarif}.with_crc());
 }
 
 void pdu::read_param(ByteList& out, unsigned char sid, c_param const* cp) {
-    push_request(out, {sid, 0x08, 0x11, static_cast<unsigned char>(cp->bwri)});
+    out.pop_list(ByteList{sid, 0x08, 0x11, static_cast<unsigned char>(cp->bwri)}.with_crc());
 }
 
 int pdu::exp_resp_size(c_param const* cp) {

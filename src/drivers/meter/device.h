@@ -54,6 +54,7 @@ class device : public TypedDevice<CAddressDev, CParam> {
     virtual BaseResult read(CParam& param) = 0;
     bool is_wanted(CParam& param, long long now) override { return is_wanted_and_own(param, now); }
     bool ready(long long now) override;
+    bool connects() const override { return false; }
 
     /// Sends the frame of an opening or closing and gives its reply, empty behind a line for one that isn't good.
     std::span<unsigned char const> link_dialogue(xCommon::ByteList const& frame, LinkStep const& step);

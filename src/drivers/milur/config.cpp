@@ -67,11 +67,8 @@ c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
     keys::read(table, *this, node);
 }
 
-void c_param::Compare(Json::Value& node) {
-    if (!node.empty()) {
-        keys::lay_over(table, *this, node);
-        CParam::Compare(node);
-    }
+std::span<keys::Key const> c_param::own_keys() const {
+    return table;
 }
 
 std::string c_param::getValueFromBuf(unsigned char const* b, int n) const {

@@ -21,7 +21,7 @@ class c_param : public CParam, public FromJson<c_param> {
     /// Raises an xExceptionf for a missing or negative `object_id`.
     c_param(CBase* device, Json::Value& node);
 
-    void Compare(Json::Value& node) override;
+    std::span<keys::Key const> own_keys() const override;
     /// Text of the value in `n` bytes of data. Raises an xExceptionf for no or too few bytes, and for a value type that
     /// meters don't have.
     std::string getValueFromBuf(unsigned char const* b, int n) const;

@@ -8,28 +8,20 @@ namespace {
 
 constexpr int password_size = 6;
 
-ByteList body_of(unsigned char sid, unsigned char function, unsigned char third) {
-    ByteList body;
-    for (unsigned char const byte : {sid, function, third}) {
-        body.push_8(byte);
-    }
-    return body;
-}
-
 }  // namespace
 
 void pdu::open(ByteList& out, unsigned char sid, unsigned char level, unsigned char const* password) {
-    ByteList body = body_of(sid, 0x08, level);
+    ByteList body = {sid, 0x08, level};
     body.push_buf(password, password_size);
-    out.push_with_crc(body);
+    out.pop_list(body.with_crc());
 }
 
 void pdu::close(ByteList& out, unsigned char sid) {
-    out.push_with_crc(body_of(sid, 0x09, 0x01));
+    out.pop_list(ByteList{sid, 0x09, 0x01}.with_crc());
 }
 
 void pdu::read(ByteList& out, unsigned char sid, unsigned char object) {
-    out.push_with_crc(body_of(sid, 0x01, object));
+    out.pop_list(ByteList{sid, 0x01, object}.with_crc());
 }
 
 int pdu::exp_resp_size(c_param const* cp) {

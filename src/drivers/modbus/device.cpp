@@ -29,9 +29,9 @@ constexpr Exchange::Texts set_texts = {.request = "ЗАПРОС"};
 device::device(IBase* port_object, CBase* node, Framing const& framing)
     : TypedDevice(port_object, node, words), framing_(framing) {}
 
-void add_register_commands(CommandMap& commands, DevBase& device, c_register& param, bool by_bits) {
+void add_register_commands(CommandMap& commands, DevBase& device, c_register& param, bool by_bits, bool subscribed) {
     auto const add = [&](std::string const& control, int bit) {
-        commands.add(xString::Format(topic_on, device.get_device_name(), control), {&param, bit});
+        commands.add(xString::Format(topic_on, device.get_device_name(), control), {&param, bit}, subscribed);
     };
     if (param.read_only) {
         return;
@@ -76,19 +76,15 @@ void hand_on(DevBase& device, c_register& param, BaseResult& result) {
 }
 
 void device::ProcConnect() {
-    for (CParam* const child : params_) {
-        c_param* const param = cfg->all_params && child->enabled ? own(child) : nullptr;
-        if (param != nullptr) {
-            enter_in_set(param);
-        }
-    }
     subscribe_commands("subscribe on : %s");
 }
 
 void device::add_commands(CommandMap& commands, CParam& param) {
-    c_param* const mine = own(&param);
-    if (mine != nullptr && mine->enabled) {
-        add_register_commands(commands, *this, *mine, mine->reg_type == reg_holding_bit);
+    if (c_param* const mine = own(&param)) {
+        if (cfg->all_params && mine->enabled) {
+            enter_in_set(mine);
+        }
+        add_register_commands(commands, *this, *mine, mine->reg_type == reg_holding_bit, mine->enabled);
     }
 }
 
@@ -210,10 +206,11 @@ bool device::read_span(unsigned char function, unsigned short address, unsigned 
     xCommon::ByteList request;
     framing_.span_frame(request, slave_address(), function, address, count);
     Exchange exchange(*port, *cfg, set_texts);
+    exchange.load(request);
     exchange.prepare(*cfg);
     int sent = 0;
     try {
-        sent = exchange.send(request);
+        sent = exchange.send();
     } catch (...) {
         if (!reconnect()) {
             throw;

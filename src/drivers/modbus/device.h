@@ -14,7 +14,8 @@
 namespace modbus {
 
 /// Enters the commands of a register: one, or one for each of its bits.
-void add_register_commands(CommandMap& commands, DevBase& device, c_register& param, bool by_bits);
+void add_register_commands(CommandMap& commands, DevBase& device, c_register& param, bool by_bits,
+                           bool subscribed = true);
 /// The bit that a command is for, or null; a payload that is no bit's is told.
 bholding::bitem const* check_bit(CommandMap::Target const& target, std::string const& payload);
 /// A poll whose exception is a fault that the driver can't explain: the file watch answers the touch with a new

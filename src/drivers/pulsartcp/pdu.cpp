@@ -78,7 +78,7 @@ void pdu::read(ByteList& out, unsigned int address, unsigned char function, unsi
         frame.push_32(parameter, WordOrder::little_endian);
     }
     frame.push_16(id, WordOrder::little_endian);
-    out.push_with_crc(frame);
+    out.pop_list(frame.with_crc());
 }
 
 int pdu::check_frame(c_dev* cdev, c_param*& param, Findings& found, unsigned char const* frame, int size) {

@@ -25,7 +25,7 @@ class c_param : public CParam, public FromJson<c_param> {
     /// Raises an xExceptionf for a missing or negative `command` or `param`.
     c_param(CBase* device, Json::Value& node);
 
-    void Compare(Json::Value& node) override;
+    std::span<keys::Key const> own_keys() const override;
 
     unsigned int command = 0;
     unsigned int param = 0;

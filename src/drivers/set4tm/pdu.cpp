@@ -4,35 +4,22 @@ namespace set4tm {
 
 using xCommon::ByteList;
 
-namespace {
-
-ByteList body_of(unsigned char sid, unsigned char function) {
-    ByteList body;
-    body.push_8(sid);
-    body.push_8(function);
-    return body;
-}
-
-}  // namespace
-
 void pdu::test(ByteList& out, unsigned char sid) {
-    out.push_with_crc(body_of(sid, 0x00));
+    out.pop_list(ByteList{sid, 0x00}.with_crc());
 }
 
 void pdu::open(ByteList& out, unsigned char sid, std::string const& password) {
-    ByteList body = body_of(sid, 0x08);
+    ByteList body = {sid, 0x08};
     body.push_string(password);
-    out.push_with_crc(body);
+    out.pop_list(body.with_crc());
 }
 
 void pdu::close(ByteList& out, unsigned char sid) {
-    ByteList body = body_of(sid, 0x09);
-    body.push_8(0x01);
-    out.push_with_crc(body);
+    out.pop_list(ByteList{sid, 0x09, 0x01}.with_crc());
 }
 
 void pdu::read(ByteList& out, unsigned char sid) {
-    out.push_with_crc(body_of(sid, 0x01));
+    out.pop_list(ByteList{sid, 0x01}.with_crc());
 }
 
 int pdu::exp_resp_size(c_param const* cp) {

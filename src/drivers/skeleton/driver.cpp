@@ -4,7 +4,6 @@
 #include "config/cport.h"
 #include "config/keys.h"
 #include "drivers/skeleton/pdu.h"
-#include "foundation/xexception.h"
 #include "runtime/exchange.h"
 #include "runtime/typed_device.h"
 
@@ -17,8 +16,8 @@ struct c_dev : CAddressDev, FromJson<c_dev> {
 };
 
 struct c_param : CParam, FromJson<c_param> {
-    c_param(CBase* device, Json::Value& node);
-    void Compare(Json::Value& node) override;
+    c_param(CBase* device, Json::Value& node) : CParam(device, node) { keys::read(c_param::own_keys(), *this, node); }
+    std::span<keys::Key const> own_keys() const override;
     unsigned char number = 0;
 };
 
@@ -27,13 +26,8 @@ constexpr keys::Key table[] = {
      "%s : не указан атрибут 'number'.", "", keys::any_text, 0, 255},
 };
 
-c_param::c_param(CBase* device, Json::Value& node) : CParam(device, node) {
-    keys::read(table, *this, node);
-}
-
-void c_param::Compare(Json::Value& node) {
-    keys::lay_over(table, *this, node);
-    CParam::Compare(node);
+std::span<keys::Key const> c_param::own_keys() const {
+    return table;
 }
 
 constexpr DriverWords words = {"устройством skeleton", "skeleton"};
@@ -45,7 +39,7 @@ class dev : public CommandedDevice<PolledDevice<c_dev, c_param>, c_param>, publi
         BaseResult result;
         Exchange exchange(*port, *param, plain_texts);
         if (exchange.run(*param, pdu::read(slave_address(), param->number), pdu::head_size, pdu::tail_size,
-                         pdu::head_size)) {
+                         pdu::echoed_by_read)) {
             result.result = std::to_string(pdu::value(exchange.answer()));
             result.is_ok = true;
         }
@@ -53,14 +47,10 @@ class dev : public CommandedDevice<PolledDevice<c_dev, c_param>, c_param>, publi
     }
 
     void write(c_param* param, std::string const& value) override {
-        unsigned long const number = std::stoul(value);
-        if (number > pdu::most) {
-            throw xCommon::xExceptionf("%s # недопустимое значение : %s", param->name, value);
-        }
-        param->Logf(xCommon::lmtInfo, "запись нового значения : %s.", value);
-        xCommon::ByteList const frame = pdu::write(slave_address(), param->number, static_cast<unsigned short>(number));
+        auto const number = static_cast<unsigned short>(param->whole_number(value, 0, pdu::most));
         Exchange exchange(*port, *param, plain_texts);
-        if (exchange.run(*param, frame, pdu::head_size, pdu::tail_size, pdu::head_size)) {
+        if (exchange.run(*param, pdu::write(slave_address(), param->number, number), pdu::head_size, pdu::tail_size,
+                         pdu::echoed_by_write)) {
             poll_param(param);  // what the device has made of it
         }
     }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <initializer_list>
 #include <span>
 
 #include "foundation/byte_list.h"
@@ -18,24 +17,21 @@ namespace skeleton {
 ///
 /// Value 4 of device 5, and 1234 for it:   05 52 04 5D 62    05 52 04 04 D2 3B E4
 struct pdu {
-    static constexpr int head_size = 3;  ///< repeated in the answer
-    static constexpr int tail_size = 4;  ///< value and CRC
-    static constexpr unsigned long most = 0xFFFF;
+    static constexpr int head_size = 3;  ///< up to the code of a refusal
+    static constexpr int tail_size = 4;
+    static constexpr int echoed_by_read = 3;
+    static constexpr int echoed_by_write = 7;
+    static constexpr unsigned short most = 0xFFFF;
 
-    static xCommon::ByteList read(unsigned char sid, unsigned char number) { return frame({sid, 0x52, number}); }
+    static xCommon::ByteList read(unsigned char sid, unsigned char number) {
+        return xCommon::ByteList{sid, 0x52, number}.with_crc();
+    }
     static xCommon::ByteList write(unsigned char sid, unsigned char number, unsigned short value) {
-        return frame({sid, 0x57, number, static_cast<unsigned char>(value >> 8U), static_cast<unsigned char>(value)});
+        xCommon::ByteList body = {sid, 0x57, number};
+        body.push_16(value, xCommon::WordOrder::big_endian);
+        return body.with_crc();
     }
     static int value(std::span<unsigned char const> answer) { return answer[3] << 8 | answer[4]; }
-
- private:
-    static xCommon::ByteList frame(std::initializer_list<unsigned char> bytes) {
-        xCommon::ByteList body;
-        body.push_buf(bytes.begin(), static_cast<int>(bytes.size()));
-        xCommon::ByteList whole;
-        whole.push_with_crc(body);
-        return whole;
-    }
 };
 
 }  // namespace skeleton

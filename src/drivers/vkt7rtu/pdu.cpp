@@ -49,7 +49,7 @@ void push_frame(ByteList& out, char const* operation, CParam const* param, unsig
     frame.push_16(command, WordOrder::big_endian);
     frame.push_16(0, WordOrder::big_endian);
     frame.pop_list(data);
-    out.push_with_crc(frame);
+    out.pop_list(frame.with_crc());
 }
 
 }  // namespace

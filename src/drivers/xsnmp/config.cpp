@@ -70,11 +70,8 @@ sparam::sparam(CBase* device_node, Json::Value& node)
 
 sparam::~sparam() = default;
 
-void sparam::Compare(Json::Value& node) {
-    if (!node.empty()) {
-        keys::lay_over(table, *this, node);
-        CParam::Compare(node);
-    }
+std::span<keys::Key const> sparam::own_keys() const {
+    return table;
 }
 
 }  // namespace xsnmp

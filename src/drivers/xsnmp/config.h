@@ -39,7 +39,7 @@ class sparam : public CParam, public FromJson<sparam> {
     sparam(CBase* device_node, Json::Value& node);
     ~sparam() override;
 
-    void Compare(Json::Value& node) override;
+    std::span<keys::Key const> own_keys() const override;
 
     std::string oid;
     csdev* device;  ///< null under a device of another driver, which passes this parameter over
