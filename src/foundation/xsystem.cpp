@@ -1,7 +1,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <fstream>
+#include <cstring>
 #include <memory>
 
 #include <fcntl.h>
@@ -54,22 +54,24 @@ void xSystem::ShareMemory() {
 
 void xSystem::GiveBackMemory() {
     malloc_trim(0);
-    std::ifstream maps("/proc/self/smaps");
+    // Not by a stream: its library would come back into memory with it.
+    std::unique_ptr<FILE, int (*)(FILE*)> const maps(std::fopen("/proc/self/smaps", "re"), &std::fclose);
+    std::array<char, 4096> line{};
     unsigned long begin = 0;
     unsigned long end = 0;
     bool is_file = false;
-    for (std::string line; std::getline(maps, line);) {
+    while (maps && std::fgets(line.data(), static_cast<int>(line.size()), maps.get()) != nullptr) {
         unsigned long from = 0;
         unsigned long to = 0;
         unsigned long own = 0;
         std::array<char, 5> access{};
-        if (std::sscanf(line.c_str(), "%lx-%lx %4s", &from, &to, access.data()) == 3) {
+        if (std::sscanf(line.data(), "%lx-%lx %4s", &from, &to, access.data()) == 3) {
             begin = from;
             end = to;
-            is_file = access[1] == '-' && line.find('/') != std::string::npos;
-        } else if (std::sscanf(line.c_str(), "Anonymous: %lu", &own) == 1) {
+            is_file = access[1] == '-' && std::strchr(line.data(), '/') != nullptr;
+        } else if (std::sscanf(line.data(), "Anonymous: %lu", &own) == 1) {
             is_file = is_file && own == 0;
-        } else if (std::sscanf(line.c_str(), "Swap: %lu", &own) == 1 && is_file && own == 0) {
+        } else if (std::sscanf(line.data(), "Swap: %lu", &own) == 1 && is_file && own == 0) {
             // Nothing in it differs from the file: not so where the linker has filled in addresses.
             // NOLINTNEXTLINE(performance-no-int-to-ptr): the kernel tells it as text
             madvise(reinterpret_cast<void*>(begin), end - begin, MADV_DONTNEED);
