@@ -38,7 +38,7 @@ class Questions {
             return known->second;
         }
         std::promise<Addresses> question;
-        std::shared_future<Addresses> const answer = question.get_future().share();
+        std::shared_future<Addresses> answer = question.get_future().share();
         open_.emplace(std::pair(host, port), answer);
         try {
             std::thread(&Questions::find, this, host, port, std::move(question)).detach();
