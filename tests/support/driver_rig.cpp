@@ -35,11 +35,6 @@ int ScriptTran::write(unsigned char* buffer, int count) {
     return count;
 }
 
-int ScriptTran::write(xCommon::ByteList& bytes) {
-    std::vector<unsigned char> frame(bytes.size());
-    return write(frame.data(), bytes.pop_buf(frame.data(), static_cast<int>(frame.size())));
-}
-
 class DriverRig::Port : public PortBase {
  public:
     Port(CPort* node, std::vector<std::string>& published) : PortBase(nullptr, node), published_(published) {}

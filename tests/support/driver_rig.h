@@ -16,11 +16,10 @@ class ScriptTran : public NoLineTran {
     using NoLineTran::NoLineTran;
 
     int read(unsigned char* buffer, int count) override;
-    bool read_all(unsigned char* buffer, int count) override { return read(buffer, count) == count; }
+    using iTran::write;
     int write(unsigned char* buffer, int count) override;
-    int write(xCommon::ByteList& bytes) override;
+    using iTran::write_all;
     bool write_all(unsigned char* buffer, int count) override { return write(buffer, count) == count; }
-    bool write_all(xCommon::ByteList& bytes) override { return write(bytes) == static_cast<int>(bytes.size()); }
     void flush_in() override { pending_.clear(); }
     void set_timeout(int rto, int sto) override { timeouts.push_back(std::to_string(rto) + " " + std::to_string(sto)); }
 
