@@ -137,7 +137,7 @@ bool mqClient::connect(std::string const& host, int port, bool quiet) {
     port_ = port;
     {
         std::lock_guard const lock(mutex_);
-        stop_ = false;
+        stop_ = is_leaving_ = false;
         failure_logged_ = quiet;
         attempt_failed_ = false;
         since_ = Clock::now();
@@ -152,7 +152,11 @@ void mqClient::disconnect() {
     }
     send_outbox(waiting_limit);
     {
-        // First, so that the loop still sends it.
+        std::lock_guard const lock(mutex_);
+        is_leaving_ = true;
+    }
+    {
+        // Ahead of the stop, so that the loop still sends it.
         std::lock_guard const lock(client_lock_);
         mosquitto_disconnect(client_.get());
     }
@@ -243,7 +247,7 @@ void mqClient::connection_lost() {
     {
         std::lock_guard const lock(mutex_);
         was_connected = std::exchange(connected, false);
-        stopping = stop_;
+        stopping = is_leaving_;
         if (was_connected) {
             since_ = Clock::now();
             failure_logged_ = true;  // one line for the change of state: failed attempts add none

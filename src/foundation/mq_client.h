@@ -120,6 +120,7 @@ class mqClient {
     mutable std::mutex mutex_;
     std::condition_variable changed_;
     bool stop_ = false;
+    bool is_leaving_ = false;  ///< of its own will
     bool failure_logged_ = false;
     bool attempt_failed_ = false;
     bool stall_logged_ = false;
