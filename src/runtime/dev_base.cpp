@@ -190,12 +190,12 @@ void DevBase::blame_port() {
     ++port->errors;
 }
 
-void DevBase::count(long long polled, long long failed) {
-    polls += polled;
-    port->polls += polled;
+void DevBase::count(long long asked, long long failed) {
+    polls += asked;
+    port->polls += asked;
     errors += failed;
     port->errors += failed;
-    this->polled(failed < polled);
+    polled(failed < asked);
 }
 
 std::string DevBase::on_topic(std::string const& control) {

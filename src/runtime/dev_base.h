@@ -80,7 +80,7 @@ class DevBase : public IBase {
     /// An error of the port's statistics that is no failed poll of the device.
     void blame_port();
     /// The outcome of one request for several parameters.
-    void count(long long polled, long long failed);
+    void count(long long asked, long long failed);
 
     /// The topics of what may be written, as add_commands() enters them, are subscribed; each is traced with the
     /// format.

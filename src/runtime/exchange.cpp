@@ -16,34 +16,34 @@ constexpr Exchange::Texts silent = {};
 Exchange::Exchange(PortBase& port, xCommon::LogItem const& node) : Exchange(port, node, silent) {}
 
 void Exchange::prepare(CBase const& time_outs) {
-    line_.tran->flush();
-    line_.tran->set_timeout(time_outs.rto, time_outs.sto);
+    port_.tran->flush();
+    port_.tran->set_timeout(time_outs.rto, time_outs.sto);
 }
 
 void Exchange::load(xCommon::ByteList const& frame) {
-    request_size_ = frame.pop_buf(line_.buffer, PortLine::buffer_size);
+    request_size_ = frame.pop_buf(port_.buffer, PortLine::buffer_size);
     trace(0, request_size_, texts_.request);
 }
 
 int Exchange::send() {
-    return line_.tran->write(line_.buffer, request_size_);
+    return port_.tran->write(port_.buffer, request_size_);
 }
 
 std::span<unsigned char const> Exchange::head(int count) {
-    int const got = line_.tran->read_count(line_.buffer, std::min(count, PortLine::buffer_size));
+    int const got = port_.tran->read_count(port_.buffer, std::min(count, PortLine::buffer_size));
     trace(0, got, texts_.head);
     size_ = std::max(got, 0);
     return answer();
 }
 
 int Exchange::arrival() {
-    int const got = line_.tran->read(line_.buffer, PortLine::buffer_size);
+    int const got = port_.tran->read(port_.buffer, PortLine::buffer_size);
     size_ = std::max(got, 0);
     return got;
 }
 
 int Exchange::whole(int most, iTran::WholeFrame is_whole) {
-    int const got = line_.tran->read_frame(line_.buffer, std::min(most, PortLine::buffer_size), is_whole);
+    int const got = port_.tran->read_frame(port_.buffer, std::min(most, PortLine::buffer_size), is_whole);
     trace(0, got, texts_.head);
     size_ = std::max(got, 0);
     return got;
@@ -51,7 +51,7 @@ int Exchange::whole(int most, iTran::WholeFrame is_whole) {
 
 bool Exchange::rest(int count) {
     bool const fits = count >= 0 && size_ + count <= PortLine::buffer_size;
-    int const read = fits ? line_.tran->read_count(line_.buffer + size_, count) : -1;
+    int const read = fits ? port_.tran->read_count(port_.buffer + size_, count) : -1;
     bool const came = fits && read == count;
     int const got = std::max(read, 0);
     if (came || texts_.traced != Traced::whole) {
@@ -107,6 +107,6 @@ void Exchange::abandon(PortBase& port, xCommon::LogItem const& node) {
 
 void Exchange::trace(int from, int count, char const* label) const {
     if (label != nullptr) {
-        trace_hex(*port_.cport, line_.buffer + from, count, label);
+        trace_hex(*port_.cport, port_.buffer + from, count, label);
     }
 }

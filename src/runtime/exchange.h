@@ -24,7 +24,7 @@ class Exchange {
     };
 
     Exchange(PortBase& port, xCommon::LogItem const& node, Texts const& texts)
-        : port_(port), line_(port), node_(node), texts_(texts) {}
+        : port_(port), node_(node), texts_(texts) {}
     /// What the texts say nothing of isn't told.
     Exchange(PortBase& port, xCommon::LogItem const& node);
 
@@ -60,7 +60,7 @@ class Exchange {
     std::span<unsigned char const> answer() const { return held(size_); }
 
     /// The first bytes of the buffer, where less has come what is left of the request.
-    std::span<unsigned char const> held(int count) const { return {line_.buffer, static_cast<size_t>(count)}; }
+    std::span<unsigned char const> held(int count) const { return {port_.buffer, static_cast<size_t>(count)}; }
 
     /// Behind an exchange whose answer didn't come whole. On TCP the connection is closed, with a line under `node`, or
     /// a late answer would be taken for that of the next exchange, and from there on every value would stand under its
@@ -71,7 +71,6 @@ class Exchange {
     void trace(int from, int count, char const* label) const;
 
     PortBase& port_;
-    PortLine& line_;
     xCommon::LogItem const& node_;
     Texts const& texts_;
     int request_size_ = 0;

@@ -31,7 +31,6 @@ class dev : public TypedDevice<c_dev, c_param>, public FromNode<dev> {
  private:
     // The device alone is due or not, and it has connected then.
     bool is_wanted(CParam& param, long long /*now*/) override { return param.enabled; }
-    bool ready(long long /*now*/) override { return true; }
     bool ask(CParam& param) override { return poll_param(&param); }
     void recover(CParam const& param, std::exception const& error);
 };

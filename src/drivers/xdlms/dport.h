@@ -24,7 +24,6 @@ class dmeter : public DevBase {
  private:
     bool goes_on() override;
     bool is_wanted(CParam& param, long long now) override;
-    bool ready(long long /*now*/) override { return true; }
     bool ask(CParam& param) override;
     void publish_failure(CParam& param) override;
     void count_poll() override;

@@ -24,6 +24,7 @@ namespace {
 constexpr long us_in_ms = 1000;
 constexpr size_t text_size = 4096;
 
+constexpr DriverWords words = {"устройством SNMP", "SNMP"};
 constexpr WalkRules rules = {"Poll : исключение при опросе параметра : %s.", WalkRules::Blame::port};
 
 /// What the library prints ahead of a value. The last row that lies in a text wins: "STRING: " lies in "Hex-STRING: "
@@ -51,15 +52,8 @@ Pdu make_request(inner_oid const& address) {
 
 }  // namespace
 
-sdev::sdev(sport* port_object, csdev* node) : DevBase(port_object, node, rules), sport_(port_object), config_(node) {
-    for (auto const& child : config_->children) {
-        if (auto* const param = dynamic_cast<sparam*>(child.get())) {
-            params_.push_back(param);
-        } else {
-            child->Log(lmtError, "параметр не является параметром SNMP : опрос пропущен.");
-            child->enabled = false;  // the walk passes it over
-        }
-    }
+sdev::sdev(sport* port_object, csdev* node) : TypedDevice(port_object, node, words, rules), sport_(port_object) {
+    std::erase_if(params_, [this](CParam* param) { return own_or_told(param) == nullptr; });
     if (params_.empty()) {
         throw xCommon::xExceptionf("sdev::ctor : %s : список параметров пуст.", config_->name);
     }
@@ -84,8 +78,8 @@ bool sdev::ssn_open() {
         config_->Log(lmtError, "ssn_open : не удалось открыть сессию. Устройство будет пропущено.");
         return false;
     }
-    for (sparam* const param : params_) {
-        good_ |= find_address(*param);
+    for (CParam* const param : params_) {
+        good_ |= find_address(*own(param));
     }
     return good_;
 }
@@ -159,7 +153,7 @@ bool sdev::goes_on() {
 }
 
 bool sdev::ask(CParam& param) {
-    return poll_param(dynamic_cast<sparam*>(&param));
+    return poll_param(own(&param));
 }
 
 bool sdev::poll_param(sparam* param) {

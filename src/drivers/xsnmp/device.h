@@ -1,10 +1,9 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 #include "drivers/xsnmp/config.h"
-#include "runtime/dev_base.h"
+#include "runtime/typed_device.h"
 
 struct snmp_pdu;
 
@@ -14,7 +13,7 @@ class sport;
 
 /// One agent: a session of the SNMP library, and one exchange for each due parameter. A failed exchange only counts;
 /// a parameter whose object id isn't understood, or that the agent doesn't know, is off until the next start.
-class sdev : public DevBase {
+class sdev : public TypedDevice<csdev, sparam> {
  public:
     /// Raises as DevBase, and an xExceptionf without a parameter of this driver. No session yet.
     sdev(sport* port_object, csdev* node);
@@ -45,15 +44,12 @@ class sdev : public DevBase {
     bool open_session();
     bool find_address(sparam& param);
     bool goes_on() override;
-    bool ready(long long /*now*/) override { return true; }
     bool ask(CParam& param) override;
     int get_response(sparam const& param, snmp_pdu*& response);
     bool is_stream() const;
     bool is_lost() const;
 
     sport* sport_;
-    csdev* config_;
-    std::vector<sparam*> params_;
     bool good_ = false;
     void* session_ = nullptr;
 };
