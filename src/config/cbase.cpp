@@ -5,6 +5,7 @@
 #include "config/constants.h"
 #include "config/cparam.h"
 #include "config/keys.h"
+#include "config/process.h"
 #include "foundation/jutils.h"
 #include "foundation/xexception.h"
 
@@ -143,7 +144,7 @@ void CBase::LoadTemplate(std::string const& template_name, CBase* parent_node, s
         return;
     }
     try {
-        Json::Value document = jUtils::Load(xCommon::xString::Format("%s/%s.json", path_templates, template_name));
+        Json::Value document = jUtils::Load(xCommon::xString::Format("%s/%s.json", templates_folder(), template_name));
         if (!document.isObject()) {
             throw xException("шаблон не является объектом");
         }

@@ -3,11 +3,17 @@
 #include <cerrno>
 #include <cstring>
 
+#include "config/constants.h"
 #include "foundation/xlog.h"
 #include "foundation/xmisc.h"
 
 bool PH::IsPrintHex = false;
 std::string cfg_name;
+
+std::string& templates_folder() {
+    static auto* const folder = new std::string(path_templates);
+    return *folder;
+}
 
 int touch_configuration() {
     if (cfg_name.empty()) {

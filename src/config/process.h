@@ -12,6 +12,9 @@ struct PH {
     static bool IsPrintHex;
 };
 
+/// Where templates are looked for; a tool may change it before it loads a configuration.
+std::string& templates_folder();
+
 /// Path of the configuration file in force; empty until it is known.
 extern std::string cfg_name;
 

@@ -13,7 +13,8 @@
 #include <json/writer.h>
 
 #include "app/normalise.h"
-#include "config/constants.h"
+#include "config/process.h"
+#include "ctl/language/phrase.h"
 #include "ctl/scenario/offset_clock.h"
 #include "ctl/scenario/port_bench.h"
 #include "foundation/jutils.h"
@@ -36,7 +37,7 @@ struct Captured {
 Captured read_log(std::string const& path, std::string const& port) {
     std::ifstream file(path);
     if (!file) {
-        throw std::runtime_error(path + ": can't be read");
+        throw std::runtime_error(say("%s: can't be read", path));
     }
     static std::regex const frame(R"(\] \[(.*?)\] (передача|приём) \+(\d+) мс :((?: [0-9A-F]{2})*)$)");
     static std::regex const message(R"(\] \[(.*?)\] обработка сообщения : (\S+) = (.*)\.$)");
@@ -62,7 +63,7 @@ Captured read_log(std::string const& path, std::string const& port) {
         }
     }
     if (result.exchanges.empty()) {
-        throw std::runtime_error(path + ": no frames of port '" + port + "': has the daemon run with -h?");
+        throw std::runtime_error(say("%s: no frames of port '%s': has the daemon run with -h?", path, port));
     }
     return result;
 }
@@ -95,8 +96,9 @@ Json::Value cut_config(CaptureOptions const& options) {
         result["ports"].append(cut);
     }
     if (result.empty() || result["ports"][0]["devices"].empty()) {
-        throw std::runtime_error(options.config + ": no port '" + options.port + "'" +
-                                 (options.device.empty() ? "" : " with a device '" + options.device + "'"));
+        throw std::runtime_error(options.device.empty() ? say("%s: no port '%s'", options.config, options.port)
+                                                        : say("%s: no port '%s' with a device '%s'", options.config,
+                                                              options.port, options.device));
     }
     return result;
 }
@@ -205,7 +207,7 @@ class Writer {
                 steps_.push_back("message " + topic + " = " + escaped(payload));
                 pass(bench);
             } else {
-                notes_ << "nobody takes the message to " << topic << "\n";
+                notes_ << say("nobody takes the message to %s", topic) << "\n";
             }
         }
     }
@@ -237,7 +239,7 @@ class Writer {
             bool const is_known = std::any_of(rows_.begin(), rows_.end(),
                                               [&frame](WireRow const& row) { return has_request(row, frame); });
             if (!is_known && !frame.empty()) {
-                notes_ << "the log has no such request: " << frame << "\n";
+                notes_ << say("the log has no such request: %s", frame) << "\n";
             }
         }
         for (; seen_ < bench.published.size(); ++seen_) {
@@ -263,7 +265,7 @@ class Writer {
         // A bit has no line of its own.
         auto const values = captured_.values.find(name);
         if (item.retained && values != captured_.values.end() && !values->second.contains(item.payload)) {
-            notes_ << "the log has no such value: " << item.topic << " = " << item.payload << "\n";
+            notes_ << say("the log has no such value: %s = %s", item.topic, item.payload) << "\n";
         }
     }
 
@@ -276,7 +278,7 @@ class Writer {
         for (Json::Value const& device : scenario_.config["ports"][0]["devices"]) {
             if (device["templ"].isString()) {
                 std::string const name = device["templ"].asString() + ".json";
-                std::ifstream file(std::filesystem::path(path_templates) / name);
+                std::ifstream file(std::filesystem::path(templates_folder()) / name);
                 out_ << "template " << name << "\n" << std::string(std::istreambuf_iterator(file), {}) << "\nend\n";
             }
         }

@@ -1,92 +1,79 @@
 // The companion of the daemon: what an engineer does around it, with the daemon's own loader and drivers.
 
-#include <fstream>
-#include <iostream>
+#include <cstdio>
+#include <cstring>
 
-#include <CLI/CLI.hpp>
-
-#include "config/constants.h"
-#include "ctl/capture.h"
-#include "ctl/key_table.h"
-#include "ctl/replay.h"
+#include "ctl/commands.h"
+#include "ctl/language/phrase.h"
 
 namespace {
 
-void add_capture(CLI::App& app) {
-    auto options = std::make_shared<CaptureOptions>();
-    auto output = std::make_shared<std::string>();
-    options->config = path_config_second;
-    CLI::App* command = app.add_subcommand("capture", "make a scenario of a log that was written with -h");
-    command->add_option("LOG", options->log, "the log; its frames are found by the port's name")->required();
-    command->add_option("-p,--port", options->port, "name of the port, as in the configuration")->required();
-    command->add_option("-d,--device", options->device, "only this device of the port");
-    command->add_option("-c,--config", options->config, "the configuration that was in force")->capture_default_str();
-    command->add_option("--passes", options->passes, "passes over the port, at most")
-        ->capture_default_str()
-        ->check(CLI::Range(1, 1000));
-    command->add_option("-o,--output", *output, "the scenario; standard output if absent");
-    command->footer(
-        "Run the daemon with -h for a while, then:\n"
-        "  ostrandctl capture /var/log/ostrand/ostrand.log --port line1 -o boiler.scn\n"
-        "What the daemon's drivers make of the captured frames stands in the scenario as what must come; a value that\n"
-        "the log doesn't have is told on standard error.");
-    command->callback([options, output] {
-        if (output->empty()) {
-            capture(*options, std::cout, std::cerr);
-            return;
+/// Ahead of the parser, whose texts are in that language already. What it is wrong about the parser tells.
+std::string_view wanted_language(int argc, char** argv) {
+    constexpr std::string_view option = "--language";
+    for (int index = 1; index < argc; ++index) {
+        std::string_view const argument = argv[index];
+        if (argument == option && index + 1 < argc) {
+            return argv[index + 1];
         }
-        std::ostringstream scenario;
-        capture(*options, scenario, std::cerr);
-        std::ofstream file(*output);
-        if (!(file << scenario.str() << std::flush)) {
-            throw std::runtime_error(*output + ": can't be written");
+        if (argument.starts_with("--language=")) {
+            return argument.substr(option.size() + 1);
         }
-    });
+    }
+    return {};
 }
 
-void add_replay(CLI::App& app) {
-    auto options = std::make_shared<ReplayOptions>();
-    CLI::App* command = app.add_subcommand("replay", "serve the far end of a line by a scenario");
-    command->add_option("FILE", options->scenario, "the scenario")->required();
-    command->add_option("-p,--port", options->port, "whose wire, where it has several");
-    auto* link = command->add_option("--tty", options->link, "make a pseudo-terminal under this path");
-    command->add_option("--tcp", options->tcp, "listen on this port of 127.0.0.1; 0 for a free one")
-        ->check(CLI::Range(0, 65535))
-        ->excludes(link);
-    command->add_flag("--fast", options->fast, "without the pauses of the scenario");
-    command->footer(
-        "  ostrandctl replay boiler.scn --tty /tmp/boiler\n"
-        "serves until Ctrl-C; rs.path of the daemon's port is then /tmp/boiler.");
-    command->callback([options] { replay(*options, std::cout); });
+void name_parts(CLI::App& app) {
+    auto const formatter = app.get_formatter();
+    formatter->column_width(32);
+    formatter->label("Usage", say("Usage"));
+    formatter->label("OPTIONS", say("OPTIONS"));
+    formatter->label("SUBCOMMAND", say("COMMAND"));
+    formatter->label("SUBCOMMANDS", say("COMMANDS"));
+    formatter->label("Positionals", say("Arguments"));
+    formatter->label("REQUIRED", say("required"));
+    app.option_defaults()->group(say("Options"));
+    app.set_help_flag("-h,--help", say("print this text"));
 }
 
-/// For scripts/docs.
-void add_keys(CLI::App& app) {
-    auto key = std::make_shared<std::string>();
-    auto language = std::make_shared<std::string>("en");
-    CLI::App* command = app.add_subcommand("keys", "print the keys of a class of nodes as a table")->group("");
-    command->add_option("CLASS", *key, "as mb-rtu.cparam")->required();
-    command->add_option("--language", *language)->check(CLI::IsMember({"en", "ru"}));
-    command->callback([key, language] { std::cout << key_table(*key, *language == "ru"); });
+/// The parser's own texts are English; in Russian what it stumbled over follows a sentence.
+int tell(CLI::App const& app, CLI::ParseError const& error) {
+    if (language::is_russian() && error.get_exit_code() != 0) {
+        std::fprintf(stderr, "%s : %s\n", say("the command line can't be used").c_str(), error.what());
+        return status_refused;
+    }
+    return app.exit(error) == 0 ? status_ok : status_refused;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+    int status = status_ok;
     try {
-        CLI::App app("Works with the configurations and devices of ostrand.");
+        language::choose(wanted_language(argc, argv));
+        CLI::App app(say("Works with the configurations and devices of ostrand."));
+        name_parts(app);
         app.require_subcommand(1);
-        add_capture(app);
-        add_replay(app);
-        add_keys(app);
+        app.fallthrough();
+        std::string named;
+        app.add_option("--language", named, say("of the messages; otherwise as the locale says"))
+            ->check(CLI::IsMember({"en", "ru"}));
+        for (auto const add : {add_capture, add_replay, add_keys}) {
+            add(app, status);
+        }
+        for (CLI::App* const command : app.get_subcommands({})) {
+            if (!command->get_group().empty()) {
+                command->group(say("Commands"));
+            }
+        }
         try {
             app.parse(argc, argv);
         } catch (CLI::ParseError const& e) {
-            return app.exit(e) == 0 ? 0 : 2;
+            return tell(app, e);
         }
     } catch (std::exception const& e) {
         std::fprintf(stderr, "ostrandctl: %s\n", e.what());
-        return 1;
+        return status_failed;
     }
-    return 0;
+    return status;
 }

@@ -7,6 +7,7 @@
 
 #include <poll.h>
 
+#include "ctl/language/phrase.h"
 #include "ctl/line/end_signals.h"
 #include "ctl/line/serial_peer.h"
 #include "ctl/line/tcp_far_end.h"
@@ -28,7 +29,7 @@ std::string port_of(Scenario const& scenario, std::string const& wanted) {
     for (auto const& [name, rows] : scenario.wires) {
         names += " " + name;
     }
-    throw std::runtime_error(scenario.path + ": which port? It has:" + names);
+    throw std::runtime_error(say("%s: which port? It has:%s", scenario.path, names));
 }
 
 }  // namespace
@@ -41,7 +42,7 @@ void replay(ReplayOptions const& options, std::ostream& out) {
     auto const prepare = [&](PeerScript& script) {
         script.otherwise([&out, &mutex](std::span<unsigned char const> request) {
             std::lock_guard const lock(mutex);
-            out << "no row for " << hex::text(request) << std::endl;
+            out << say("no row for %s", hex::text(request)) << std::endl;
             return Reply{};
         });
         scenario.write(port, script);
@@ -66,6 +67,6 @@ void replay(ReplayOptions const& options, std::ostream& out) {
             }
         }
     } else {
-        throw std::runtime_error("where? Either --tty LINK or --tcp PORT");
+        throw std::runtime_error(say("where? Either --tty LINK or --tcp PORT"));
     }
 }

@@ -8,6 +8,7 @@
 #include <asm/termbits.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -156,6 +157,8 @@ xrs::xrs(std::string const& path, unsigned int baudrate, Timeout const& timeout,
       stopbits_(stopbits),
       flowcontrol_(flowcontrol) {}
 
+xrs::Lock xrs::lock = xrs::Lock::shared;
+
 xrs::~xrs() {
     close();
 }
@@ -168,6 +171,11 @@ void xrs::open() {
         throw xCommon::xExceptionf("%s : %s", path_, std::strerror(errno));
     }
     try {
+        // Ahead of the settings: they are of the line that the holder uses.
+        is_held_ = flock(fd_, (lock == Lock::own ? LOCK_EX : LOCK_SH) | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+        if (is_held_ && lock == Lock::own) {
+            throw LineHeld(path_);
+        }
         configure();
     } catch (...) {
         close();

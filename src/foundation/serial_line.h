@@ -1,6 +1,7 @@
 #pragma once
 
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -45,10 +46,23 @@ struct Timeout {
     int write_multiplier = 0;
 };
 
+/// A line that another process holds.
+class LineHeld : public std::runtime_error {
+ public:
+    using std::runtime_error::runtime_error;
+};
+
 /// One serial line over termios. Used by one thread at a time. Only open() raises; a hard error or a hang-up of the
 /// line in any other call closes it, so that isOpen() tells.
+/// While it is open it is locked for others (flock), together with whoever else only shares it.
 class xrs {
  public:
+    /// How lines are locked. The daemon shares them, never waits and is never refused; a tool beside it asks for a line
+    /// of its own, unless it is told to force its way.
+    enum class Lock { shared, own };
+    /// For the whole process, set before the first line is opened.
+    static Lock lock;
+
     /// Keeps the settings, doesn't open.
     xrs(std::string const& path, unsigned int baudrate, Timeout const& timeout, bytesize_t bytesize, parity_t parity,
         stopbits_t stopbits, flowcontrol_t flowcontrol);
@@ -56,11 +70,14 @@ class xrs {
     xrs(xrs const&) = delete;
     xrs& operator=(xrs const&) = delete;
 
-    /// Raises an xExceptionf with the path and the reason. A single setting that the line doesn't take over exactly is
-    /// no failure: a pseudo-terminal keeps no byte size and no parity.
+    /// Raises an xExceptionf with the path and the reason, and a LineHeld, with nothing on the line changed, for one
+    /// that was to be this process's own. A single setting that the line doesn't take over exactly is no failure: a
+    /// pseudo-terminal keeps no byte size and no parity.
     void open();
     void close();
     bool isOpen() const { return fd_ >= 0; }
+    /// Somebody else had the line for himself when it was opened.
+    bool isHeld() const { return is_held_; }
     /// Collects until `count` bytes are there or the read time-out has passed since the call, whatever the pauses
     /// between bytes. Gives what came, 0 for nothing.
     unsigned int read(unsigned char* buffer, unsigned int count);
@@ -87,6 +104,7 @@ class xrs {
     stopbits_t stopbits_;
     flowcontrol_t flowcontrol_;
     int fd_ = -1;
+    bool is_held_ = false;
 };
 
 }  // namespace xserial

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <utility>
 
 #include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/rotating_file_sink.h>
@@ -40,7 +41,12 @@ xLog::xLog(std::string const& directory, std::string const& file, int size, bool
     flusher_ = std::thread(&xLog::flush_later, this);
 }
 
+xLog::xLog(Listener listener) : listener_(std::move(listener)), debug_(false) {}
+
 xLog::~xLog() {
+    if (!flusher_.joinable()) {
+        return;
+    }
     {
         std::lock_guard const lock(mutex_);
         stop_ = true;
@@ -76,6 +82,11 @@ void xLog::open_file() {
 
 void xLog::write(LMT type, std::string const* node, std::string_view text) {
     if (!enabled(type)) {
+        return;
+    }
+    if (listener_) {
+        std::lock_guard const lock(mutex_);
+        listener_(type, node, text);
         return;
     }
     std::string line;

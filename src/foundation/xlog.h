@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -100,6 +101,9 @@ class xLog {
 
     /// `size` is in MiB. `second` copies each line to standard error.
     xLog(std::string const& directory, std::string const& file, int size, bool debug, bool second);
+    /// For tools: each line goes to the listener, one at a time, and nowhere else. `node` may be null.
+    using Listener = std::function<void(LMT type, std::string const* node, std::string_view text)>;
+    explicit xLog(Listener listener);
     ~xLog();
     xLog(xLog const&) = delete;
     xLog& operator=(xLog const&) = delete;
@@ -140,15 +144,16 @@ class xLog {
     void flush_file();
     void flush_later();
 
+    Listener listener_;
     std::mutex mutex_;
     std::condition_variable changed_;
     bool is_dirty_ = false;
     bool stop_ = false;
     std::string path_;
-    int size_;
+    int size_ = 0;
     std::atomic<bool> debug_;
     std::atomic<bool> quiet_ = false;
-    std::atomic<bool> second_;
+    std::atomic<bool> second_ = false;
     std::chrono::steady_clock::time_point last_open_;
     std::unique_ptr<spdlog::sinks::sink> file_;
     std::unique_ptr<spdlog::sinks::sink> screen_;

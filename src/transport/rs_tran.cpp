@@ -26,6 +26,10 @@ bool rsTran::open() {
             std::make_unique<xserial::xrs>(settings.path, settings.baudrate, make_timeout(cport->rto, cport->sto),
                                            settings.bytesize, settings.parity, settings.stopbits, settings.flowcontrol);
         line_->open();
+        if (line_->isHeld() && !was_held_) {
+            cport->Logf(lmtError, "линия %s занята другой программой : открыта без блокировки.", settings.path);
+        }
+        was_held_ = line_->isHeld();
         flush();
     } catch (std::exception const& e) {
         cport->Logf(lmtError, "ошибка открытия порта : %s.", e.what());

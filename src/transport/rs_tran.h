@@ -37,4 +37,5 @@ class rsTran : public iTran {
 
     std::unique_ptr<xserial::xrs> line_;
     bool open_failed_ = false;
+    bool was_held_ = false;
 };

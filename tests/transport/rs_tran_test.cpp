@@ -5,7 +5,9 @@
 #include <thread>
 #include <vector>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include "ctl/line/hex.h"
@@ -79,6 +81,29 @@ TEST_F(RsTran, AClosedLineFailsSoftlyAndWithoutALogLine) {
     line_.set_timeout(1, 1);
     line_.close();
     EXPECT_TRUE(log_.entries().empty());
+}
+
+/// A tool that has the line for itself doesn't keep the daemon from it, and the daemon doesn't keep a second port.
+TEST_F(RsTran, IsOpenedThoughSomebodyHoldsTheLine) {
+    ASSERT_TRUE(line_.open());
+    rsTran second(node_.get());
+    EXPECT_TRUE(second.open());
+    EXPECT_FALSE(log_.has("занята"));
+    second.close();
+    line_.close();
+
+    int const holder = open(pty_.path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_EQ(flock(holder, LOCK_EX | LOCK_NB), 0);
+    EXPECT_TRUE(line_.open() && line_.open());
+    EXPECT_EQ(log_.count("[3] [p] линия " + pty_.path() + " занята другой программой : открыта без блокировки."), 1);
+    close(holder);
+    EXPECT_TRUE(line_.open());
+
+    xserial::xrs::lock = xserial::xrs::Lock::own;
+    EXPECT_FALSE(second.open());
+    line_.close();
+    EXPECT_TRUE(second.open());
+    xserial::xrs::lock = xserial::xrs::Lock::shared;
 }
 
 TEST_F(RsTran, AnAbsentDeviceIsToldInTwoLines) {
