@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "config/load_scope.h"
 #include "foundation/jutils.h"
 #include "foundation/xexception.h"
 #include "foundation/xlog.h"
@@ -39,6 +40,12 @@ Json::Value const& list_of(Json::Value const& node, char const* key) {
 bool has_connections(Json::Value const& ports) {
     return std::any_of(ports.begin(), ports.end(),
                        [](Json::Value const& port) { return port.isObject() && port.isMember("connection"); });
+}
+
+/// A node that was made of one of the file stands where that one does.
+void stands_for(Json::Value& made, Json::Value const& original) {
+    made.setOffsetStart(original.getOffsetStart());
+    made.setOffsetLimit(original.getOffsetLimit());
 }
 
 /// The groups of parameters that are bound to a device.
@@ -78,6 +85,7 @@ void keep_objects(Json::Value& list) {
         if (element.isObject()) {
             kept.append(std::move(element));
         } else {
+            LoadScope const scope(element);
             global_log(lmtError, "Load : элемент без имени будет пропущен.");
         }
     }
@@ -110,6 +118,7 @@ void gather_xgpio(Json::Value const& file, Normalised& result) {
             std::string const fallback_name = xString::Format("xgpio_%d", number++);
             std::string const name = jUtils::has(device, "name") ? text_of(device, "name") : fallback_name;
             if (text_of(device, "type") != "xgpio") {
+                LoadScope const scope(device);
                 global_log(lmtError, "Неизвестный тип устройства для порта XGPIO");
                 continue;
             }
@@ -120,6 +129,7 @@ void gather_xgpio(Json::Value const& file, Normalised& result) {
                 result.xgpio["wto"] = jUtils::at(connection, "wto");
                 result.xgpio["channels"] = channels_of(*groups.front());
                 result.is_xgpio = true;
+                stands_for(result.xgpio, device);
                 return;
             }
         }
@@ -143,7 +153,8 @@ void split_devices(Json::Value port, Json::Value& ports) {
         connection["tcp"]["url"] = halves[0];
         device["sid"] = static_cast<int>(std::strtol(halves[1].c_str(), nullptr, 10));
 
-        Json::Value split;
+        Json::Value split(Json::objectValue);
+        stands_for(split, port);
         split["connection"] = connection;
         split["connection"]["name"] = name;
         split["devices"].append(device);
@@ -159,7 +170,8 @@ void split_devices(Json::Value port, Json::Value& ports) {
 /// appended behind the last one and the walk goes on, so that it gets two ports; where there is no "mb-tcp" at all the
 /// list has no end. Files in service rely on the order that results, so the walk stays as it is; such a file is not to
 /// be written.
-void split_tcp_port(Json::Value port, Json::Value& ports) {
+void split_tcp_port(Json::Value port, Json::Value& ports, Endless endless) {
+    LoadScope const scope(port);
     bool const lists = jUtils::at(port, "devices").isArray() &&
                        (!jUtils::has(port, "parameters") || jUtils::at(port, "parameters").isArray());
     if (!lists) {
@@ -173,6 +185,9 @@ void split_tcp_port(Json::Value port, Json::Value& ports) {
         global_logf(lmtError,
                     "порт base.tcp '%s' не содержит ни одного устройства mb-tcp : разбор файла не завершится.",
                     text_of(port["connection"], "name"));
+        if (endless == Endless::skipped) {
+            return;
+        }
     }
     for (Json::ArrayIndex index = 0; index < devices.size(); ++index) {
         if (is_mb_tcp(devices[index])) {
@@ -188,6 +203,7 @@ void split_tcp_port(Json::Value port, Json::Value& ports) {
 /// and the old name survives as `display_name`.
 Json::Value plain_device(Json::Value const& device, Json::Value const& port, bool is_z2t) {
     Json::Value plain(Json::objectValue);
+    stands_for(plain, device);
     if (is_z2t) {
         plain["cname"] = jUtils::at(device, "cname");
     }
@@ -208,17 +224,24 @@ Json::Value plain_device(Json::Value const& device, Json::Value const& port, boo
     return plain;
 }
 
+bool lacks_a_part(Json::Value const& port) {
+    return jUtils::at(port, "connection").empty() || jUtils::at(port, "devices").empty() ||
+           jUtils::at(port, "parameters").empty();
+}
+
 /// Null when the port is dropped. `nameless` counts the ports without a name.
 Json::Value plain_port(Json::Value const& port, int& nameless) {
     Json::Value const& connection = jUtils::at(port, "connection");
-    if (connection.empty() || jUtils::at(port, "devices").empty() || jUtils::at(port, "parameters").empty()) {
+    if (lacks_a_part(port)) {
         return {};
     }
+    LoadScope const scope(port);
     if (!connection.isObject() || !port["devices"].isArray() || !port["parameters"].isArray()) {
         global_log(lmtError, "порт пропущен : 'connection' должен быть объектом, 'devices' и 'parameters' - списками.");
         return {};
     }
     Json::Value plain = connection;
+    stands_for(plain, port);
     if (text_of(plain, "name").empty()) {
         plain["name"] = xString::Format("port_%d", ++nameless);
     }
@@ -230,9 +253,15 @@ Json::Value plain_port(Json::Value const& port, int& nameless) {
     return plain;
 }
 
+void note_dropped(Json::Value const& port, Normalised& result) {
+    if (lacks_a_part(port)) {
+        result.dropped.push_back(port.getOffsetStart());
+    }
+}
+
 }  // namespace
 
-Normalised normalise(Json::Value const& raw_file) {
+Normalised normalise(Json::Value const& raw_file, Endless endless) {
     if (!raw_file.isObject()) {
         throw xCommon::xException("корень файла конфигурации не является объектом.");
     }
@@ -246,10 +275,11 @@ Normalised normalise(Json::Value const& raw_file) {
     Json::Value carried = without_ports(file);
     for (Json::Value const& port : list_of(file, "ports")) {
         std::string const type = text_of(jUtils::at(port, "connection"), "type");
+        note_dropped(port, result);
         if (type == "xgpio") {
             gather_xgpio(file, result);
         } else if (type == "base.tcp") {
-            split_tcp_port(port, carried["ports"]);
+            split_tcp_port(port, carried["ports"], endless);
         } else {
             carried["ports"].append(port);
         }
@@ -262,6 +292,7 @@ Normalised normalise(Json::Value const& raw_file) {
     result.config = without_ports(carried);
     int nameless = 0;
     for (Json::Value const& port : carried["ports"]) {
+        note_dropped(port, result);
         Json::Value const plain = plain_port(port, nameless);
         if (!plain.isNull()) {
             result.config["ports"].append(plain);

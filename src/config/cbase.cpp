@@ -5,6 +5,7 @@
 #include "config/constants.h"
 #include "config/cparam.h"
 #include "config/keys.h"
+#include "config/load_scope.h"
 #include "config/process.h"
 #include "foundation/jutils.h"
 #include "foundation/xexception.h"
@@ -80,7 +81,9 @@ int CBase::Load(CBase* parent_node, Json::Value& node, std::string const& list_n
     if (jUtils::has(node, list_name.c_str())) {
         Json::Value& list = node[list_name];
         if (!list.isArray()) {
+            LoadScope::at_key(list_name);
             Logf(lmtError, "Load : %s : не является списком.", list_name);
+            LoadScope::at_key({});
         } else {
             // The first child of each name answers for it, as in a search through the list from its beginning.
             std::map<std::string, CBase*> by_name;
@@ -101,6 +104,7 @@ int CBase::Load(CBase* parent_node, Json::Value& node, std::string const& list_n
 
 void CBase::load_element(CBase* parent_node, Json::Value& item, std::string const& suffix,
                          std::string const& default_type, std::map<std::string, CBase*>& by_name) {
+    LoadScope scope(item);
     std::string key = suffix;
     std::string shown_name = "nnm";
     try {
@@ -116,10 +120,13 @@ void CBase::load_element(CBase* parent_node, Json::Value& item, std::string cons
             return;
         }
         key = word + suffix;
+        scope.class_key = key;
         auto const found = by_name.find(item_name);
         if (found != by_name.end()) {
             if (auto* param = dynamic_cast<CParam*>(found->second)) {
                 shown_name = item_name;
+                scope.node = param;
+                scope.is_overlay = true;
                 param->Compare(item);
                 return;
             }
@@ -131,6 +138,7 @@ void CBase::load_element(CBase* parent_node, Json::Value& item, std::string cons
         }
         std::unique_ptr<CBase> child = creator->second(parent_node, item);
         if (child) {
+            scope.node = child.get();
             by_name.emplace(child->name, child.get());
             children.push_back(std::move(child));
         }
@@ -144,7 +152,10 @@ void CBase::LoadTemplate(std::string const& template_name, CBase* parent_node, s
         return;
     }
     try {
-        Json::Value document = jUtils::Load(xCommon::xString::Format("%s/%s.json", templates_folder(), template_name));
+        std::string const path = xCommon::xString::Format("%s/%s.json", templates_folder(), template_name);
+        Json::Value document = jUtils::Load(path);
+        LoadScope scope(document);
+        scope.file = path;
         if (!document.isObject()) {
             throw xException("шаблон не является объектом");
         }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "config/load_scope.h"
 #include "foundation/xexception.h"
 
 namespace keys {
@@ -18,6 +19,7 @@ Tables operator+(Tables tables, std::span<Key const> own) {
 
 void read(std::span<Key const> table, xCommon::LogItem& node, Json::Value const& json) {
     for (Key const& key : table) {
+        LoadScope::at_key(key.name);
         if (key.missing != nullptr && !xCommon::jUtils::has(json, key.name)) {
             throw xCommon::xExceptionf(xCommon::RuntimeFormat(key.missing), node.name);
         }
@@ -25,14 +27,17 @@ void read(std::span<Key const> table, xCommon::LogItem& node, Json::Value const&
             key.value.read(node, json, key);
         }
     }
+    LoadScope::at_key({});
 }
 
 void lay_over(std::span<Key const> table, xCommon::LogItem& node, Json::Value const& json) {
     for (Key const& key : table) {
         if (key.overlay == Overlay::taken && key.value.read != nullptr && xCommon::jUtils::has(json, key.name)) {
+            LoadScope::at_key(key.name);
             key.value.read(node, json, key);
         }
     }
+    LoadScope::at_key({});
 }
 
 unsigned int limited_number(xCommon::LogItem const& node, Json::Value const& json, Key const& key, double absent) {

@@ -10,10 +10,9 @@
 #include <span>
 #include <stdexcept>
 
-#include <json/writer.h>
-
 #include "app/normalise.h"
 #include "config/process.h"
+#include "ctl/json_text.h"
 #include "ctl/language/phrase.h"
 #include "ctl/scenario/offset_clock.h"
 #include "ctl/scenario/port_bench.h"
@@ -270,10 +269,6 @@ class Writer {
     }
 
     void write_head() {
-        Json::StreamWriterBuilder style;
-        style["indentation"] = "  ";
-        style["emitUTF8"] = true;
-        style["precision"] = 15;
         out_ << "# Captured on port " << options_.port << ".\n";
         for (Json::Value const& device : scenario_.config["ports"][0]["devices"]) {
             if (device["templ"].isString()) {
@@ -282,7 +277,7 @@ class Writer {
                 out_ << "template " << name << "\n" << std::string(std::istreambuf_iterator(file), {}) << "\nend\n";
             }
         }
-        out_ << "config\n" << Json::writeString(style, scenario_.config) << "\nend\nwire " << options_.port << "\n";
+        out_ << "config\n" << json_text(scenario_.config) << "end\nwire " << options_.port << "\n";
         std::map<std::string, int> written;
         for (WireRow const& row : rows_) {
             int const count = used(row);

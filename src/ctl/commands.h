@@ -11,6 +11,8 @@ enum Status : int {
 
 /// The commands of the companion: each enters its options, and a callback that does the work and sets the status. What
 /// a callback raises is told on standard error and gives 1.
+void add_check(CLI::App& app, int& status);
+void add_topics(CLI::App& app, int& status);
 void add_capture(CLI::App& app, int& status);
 void add_replay(CLI::App& app, int& status);
 void add_keys(CLI::App& app, int& status);

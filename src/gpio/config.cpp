@@ -6,6 +6,7 @@
 #include "config/constants.h"
 #include "config/cparam.h"
 #include "config/keys.h"
+#include "config/load_scope.h"
 #include "foundation/jutils.h"
 #include "foundation/xexception.h"
 
@@ -154,6 +155,8 @@ void config_t::load_channels(Json::Value const& nodes) {
     std::set<std::string> names;
     std::set<int> numbers;
     for (Json::Value const& node : nodes) {
+        LoadScope scope(node);
+        scope.class_key = "gpio.channel";
         std::string channel_name = "noname";
         try {
             channel_name = jUtils::get_string(node, "name", channel_name);
@@ -177,6 +180,8 @@ void config_t::load_channels(Json::Value const& nodes) {
 }
 
 std::unique_ptr<config_t> config_t::Load(Json::Value const& root) {
+    LoadScope scope(root);
+    scope.class_key = "gpio";
     try {
         return std::unique_ptr<config_t>(new config_t(root));
     } catch (std::exception const& e) {

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include <json/value.h>
+
+/// A file of JSON with the places of its values: configurations and templates.
+class Document {
+ public:
+    /// From 1; columns count characters.
+    struct Position {
+        size_t line = 1;
+        size_t column = 1;
+    };
+
+    /// Reads as the daemon does. Raises std::runtime_error for a file that can't be read; one that is no JSON has a
+    /// fault() and an empty root.
+    explicit Document(std::string path);
+
+    std::string const& path() const { return path_; }
+    Json::Value const& root() const { return root_; }
+    std::string const& fault() const { return fault_; }
+    Position fault_position() const { return fault_position_; }
+
+    /// The object whose text begins there, or the one around; null for the root and for what isn't in the file.
+    Json::Value const* element(ptrdiff_t offset) const;
+    /// How a person finds the object, as `ports "line1" › devices "boiler" › params "t"`; empty for the root.
+    std::string path_to(ptrdiff_t offset) const;
+    /// Of a key's name in an object, "rs.parity" for one in an object below; of the object if the key isn't there.
+    Position position(ptrdiff_t offset, std::string const& key) const;
+
+    /// Files from this size on aren't read.
+    static constexpr size_t size_limit = size_t{100} * 1024 * 1024;
+
+ private:
+    struct Step {
+        std::string list;
+        Json::ArrayIndex index;
+        Json::Value const* element;
+        Json::Value const* owner;  ///< of the list
+    };
+    std::vector<Step> steps_to(ptrdiff_t offset) const;
+    Position position_of(size_t place) const;
+    void read_fault(std::string const& text);
+
+    std::string path_;
+    std::string text_;
+    std::vector<size_t> line_starts_;
+    size_t mark_ = 0;  ///< bytes of a byte order mark, which places don't count
+    Json::Value root_;
+    std::string fault_;
+    Position fault_position_;
+};

@@ -1,0 +1,251 @@
+#include "ctl/check/explain.h"
+
+#include <regex>
+
+#include "config/constants.h"
+#include "config/process.h"
+#include "ctl/check/key_rows.h"
+#include "ctl/language/phrase.h"
+#include "foundation/jutils.h"
+
+using xCommon::jUtils;
+using xCommon::xString;
+
+namespace {
+
+/// A key and what is to be said of it; a text of nothing: what the key's table says.
+struct Meaning {
+    std::string key;
+    std::string text;
+};
+
+/// Pieces of lines whose exceptions tell more than the key that was read, or that were raised where none was.
+struct Row {
+    char const* piece;
+    char const* key;
+    Phrase text;
+};
+Row const rows[] = {
+    {"Load : узел пуст", "", "is empty"},
+    {"узел конфига пуст", "", "is empty"},
+    {"пустой узел канала", "", "is empty"},
+    {"корень файла конфигурации не является", "", "the file has to be an object"},
+    {"шаблон не является объектом", "", "a template has to be an object"},
+    {"список устройств пуст", "devices", "none of the devices can be used"},
+    {"не содержит ни одного параметра", "params", "none of the parameters can be used"},
+    {"не задано ни одного канала", "channels", "none of the channels can be used"},
+    {"исключение при парсинге элемента : stoi", "object_id", "isn't six numbers with points between them"},
+    {"не содержит 6 элементов", "object_id", "isn't six numbers with points between them"},
+    {"неверный формат scale", "scale", "isn't a number that can be used"},
+    {"невалидные настройки zigbee-порта", "zigbee", "needs the bridge's address"},
+    {"конфиг не содержит настроек TCP/MQTT", "", "needs an object with url and port"},
+    {"Неизвестный тип устройства для порта XGPIO", "type", "has to be xgpio here"},
+    {"не содержит ни одного устройства mb-tcp", "devices",
+     "has no mb-tcp: in this shape of the file the loading would never end"},
+    {"'devices' и 'parameters' должны быть списками", "", "devices and parameters have to be lists"},
+    {"'devices' и 'parameters' - списками", "", "connection has to be an object, devices and parameters lists"},
+    {"параметр 'offset' превышает максимальное значение", "bh_list",
+     "an offset lies behind the value's last bit: 15, of u24 23, of u32 31"},
+    {"bitem.ctor", "bh_list", "an element is faulty: it needs a name and an offset"},
+    {"bhold.ctor", "bh_list", "is missing: the bits have to be a list of objects with name and offset"},
+    {"битовый параметр без списка 'bh_list'", "bh_list", "is missing: there is nothing to publish"},
+    {"должен быть указан массив 'bh_list'", "bh_list", "is missing: commands 13 and 21 need it"},
+    {"для команды 15 должен быть указан номер канала", "channel", "has to be one character, 0 to F, for command 9"},
+    {"Допустимые значения : 1, 9, 10, 13, 15 и 21", "cmd", "allowed: 1, 9, 10, 13, 15, 21"},
+    {"не указана ссылка на параметры устройства", "type", "a parameter of this type needs a device of it"},
+    {"не указан 'cdev'", "type", "a parameter of this type needs a device of it"},
+    {"не указан порт", "type", "a device of this type needs a port of it"},
+    {"недопустимое значение атрибута 'offset'", "offset", "allowed: 0, 4, 8, 12"},
+};
+
+std::string quoted_key(std::string const& text) {
+    static std::regex const quoted(R"(ключа '([^']+)'|(?:атрибут|аргумент|атрибута|параметр|ключ|указан) '([^']+)')");
+    std::smatch found;
+    if (!std::regex_search(text, found, quoted)) {
+        return {};
+    }
+    return found[1].matched ? found[1] : found[2];
+}
+
+/// Of a key that the element doesn't have itself, in one of its objects.
+std::string with_object(Json::Value const& element, std::string const& key) {
+    if (key.empty() || jUtils::has(element, key.c_str())) {
+        return key;
+    }
+    for (char const* object : {"rs", "tcp", "zigbee", "mqtt", "log", "connection"}) {
+        Json::Value const& inner = jUtils::at(element, object);
+        if (jUtils::has(inner, key.c_str())) {
+            return std::string(object) + "." + key;
+        }
+    }
+    return key;
+}
+
+Json::Value const& value_at(Json::Value const& element, std::string const& key) {
+    Json::Value const* value = &element;
+    for (std::string const& piece : xString::Split(key, ".")) {
+        value = &jUtils::at(*value, piece.c_str());
+    }
+    return *value;
+}
+
+/// The row of a key, in the table of the object that holds it.
+keys::Key const* row_of(std::string const& class_key, std::string const& key) {
+    size_t const point = key.find('.');
+    if (point == std::string::npos) {
+        return key_rows::find(class_key, key);
+    }
+    std::string const object = key.substr(0, point);
+    return key_rows::find(object == "tcp" ? "mqtt" : object, key.substr(point + 1));
+}
+
+std::string fault_of_value(std::string const& class_key, std::string const& key, Json::Value const& element) {
+    keys::Key const* const row = row_of(class_key, key);
+    Json::Value const& value = value_at(element, key);
+    if (value.isNull()) {
+        return row == nullptr
+                   ? say("is missing")
+                   : say("is missing: %s", std::string(language::is_russian() ? row->russian : row->english));
+    }
+    std::string text = row == nullptr
+                           ? say("%s can't be used", key_rows::shown(value))
+                           : say("%s can't be used; allowed: %s", key_rows::shown(value), key_rows::allowed(*row));
+    if (row != nullptr && !row->words.empty() && value.isString()) {
+        std::string const near = key_rows::nearest(value.asString(), {row->words.begin(), row->words.end()});
+        text += near.empty() ? "" : " " + say("(did you mean %s?)", near);
+    }
+    return text;
+}
+
+std::vector<std::string> type_words(std::string const& suffix) {
+    std::vector<std::string> words;
+    for (auto const& [key, creator] : CBFac::stone_map()) {
+        if (key.ends_with(suffix)) {
+            words.push_back(key.substr(0, key.size() - suffix.size()));
+        }
+    }
+    return words;
+}
+
+Meaning unknown_type(std::string const& class_key) {
+    std::string const suffix = class_key.substr(class_key.rfind('.'));
+    std::string const word = class_key.substr(0, class_key.size() - suffix.size());
+    std::vector<std::string> const words = type_words(suffix);
+    std::string list;
+    for (std::string const& known : words) {
+        list += (list.empty() ? "" : ", ") + known;
+    }
+    std::string text = say("%s isn't known; known are %s", "\"" + xString::Shown(word) + "\"", list);
+    std::string const near = key_rows::nearest(word, words);
+    return {"type", text + (near.empty() ? "" : " " + say("(did you mean %s?)", near))};
+}
+
+/// Which of the serial settings are at fault.
+Meaning bad_line(Json::Value const& element) {
+    Json::Value const& rs = jUtils::at(element, "rs");
+    if (!rs.isObject()) {
+        return {"rs", rs.isNull() ? say("is missing: %s", say("a serial line needs its settings"))
+                                  : say("%s can't be used; allowed: %s", key_rows::shown(rs), say("an object"))};
+    }
+    for (auto const& table : key_rows::tables("rs")) {
+        for (keys::Key const& row : table) {
+            if (jUtils::has(rs, row.name) && !key_rows::fits(row, rs[row.name])) {
+                return {std::string("rs.") + row.name, {}};
+            }
+        }
+    }
+    return {"rs.path", {}};
+}
+
+/// A template that was not found, or is none.
+Finding explain_template(Loading const& loading, Loading::Line const& line) {
+    std::string const templ = jUtils::get_string(loading.element(line.place), "templ", "");
+    std::string const path = templates_folder() + "/" + templ + ".json";
+    Document const* const document = loading.document(path);
+    if (document == nullptr || templ.empty()) {
+        return make_finding(loading, line.place, "templ", say("%s can't be read: the device goes without it", path));
+    }
+    if (document->fault().empty()) {
+        return make_finding(loading, {path, -1}, "", say("this template can't be used"));
+    }
+    Finding finding = make_finding(loading, {path, -1}, "", document->fault());
+    finding.line = document->fault_position().line;
+    finding.column = document->fault_position().column;
+    return finding;
+}
+
+Meaning meaning_of(Loading const& loading, Loading::Line const& line) {
+    Json::Value const& element = loading.element(line.place);
+    std::string const& text = line.text;
+    auto const has = [&text](char const* piece) { return text.find(piece) != std::string::npos; };
+    if (has("тип элемента не найден")) {
+        return unknown_type(line.class_key);
+    }
+    if (has("элемент без имени") || has("не имеет имени")) {
+        return {"name", {}};
+    }
+    if (has("элемент без типа")) {
+        return {"type", {}};
+    }
+    if (has("не является списком")) {
+        return {line.key,
+                say("%s can't be used; allowed: %s", key_rows::shown(value_at(element, line.key)), say("a list"))};
+    }
+    if (has("невалидные настройки rs-порта")) {
+        return bad_line(element);
+    }
+    if (has("имя шаблона не совпадает")) {
+        return {"name", say("has to be the name of the file")};
+    }
+    if (has("одинаковый идентификатор клиента MQTT")) {
+        return {"",
+                say("the names of two ports are alike in their first 23 bytes: the broker throws out one of the two")};
+    }
+    if (has("уже зарегистрирован")) {
+        return {has("с именем") ? "name" : "gpio", say("stands at a channel above already")};
+    }
+    for (Row const& row : rows) {
+        if (has(row.piece)) {
+            return {row.key, say(row.text)};
+        }
+    }
+    std::string const key = line.key.empty() ? quoted_key(text) : line.key;
+    if (key.empty()) {
+        return {"", say("the loader says: %s", text)};
+    }
+    return {key, {}};
+}
+
+}  // namespace
+
+Finding make_finding(Loading const& loading, Loading::Place const& place, std::string const& key, std::string text) {
+    Finding finding;
+    finding.file = place.file;
+    finding.key = key;
+    finding.text = std::move(text);
+    if (Document const* const document = loading.document(place.file)) {
+        Document::Position const position = document->position(place.offset, key);
+        finding.line = position.line;
+        finding.column = position.column;
+        finding.path = document->path_to(place.offset);
+    }
+    return finding;
+}
+
+Finding explain(Loading const& loading, Loading::Line const& line) {
+    Finding finding;
+    if (line.text.starts_with("ошибка при обработке шаблона")) {
+        finding = explain_template(loading, line);
+    } else {
+        Json::Value const& element = loading.element(line.place);
+        Meaning meaning = meaning_of(loading, line);
+        meaning.key = with_object(element, meaning.key);
+        if (meaning.text.empty()) {
+            std::string const class_key = line.class_key.empty() ? "root" : line.class_key;
+            meaning.text = fault_of_value(class_key, meaning.key, element);
+        }
+        finding = make_finding(loading, line.place, meaning.key, meaning.text);
+    }
+    finding.log = line.text;
+    return finding;
+}

@@ -1,0 +1,39 @@
+#include "ctl/check/finding.h"
+
+#include "ctl/json_text.h"
+#include "ctl/language/phrase.h"
+
+std::string as_text(std::vector<Finding> const& findings) {
+    std::string text;
+    for (Finding const& finding : findings) {
+        text += finding.file + ":" + std::to_string(finding.line) + ":" + std::to_string(finding.column) + ": ";
+        text += finding.is_error ? say("error") : say("warning");
+        for (std::string const& piece : {finding.path, finding.key, finding.text}) {
+            text += piece.empty() ? "" : ": " + piece;
+        }
+        text += finding.name.empty() ? "\n" : " [" + finding.name + "]\n";
+    }
+    return text;
+}
+
+std::string as_json(std::vector<Finding> const& findings) {
+    Json::Value list(Json::arrayValue);
+    for (Finding const& finding : findings) {
+        Json::Value row;
+        row["file"] = finding.file;
+        row["line"] = Json::UInt64(finding.line);
+        row["column"] = Json::UInt64(finding.column);
+        row["severity"] = finding.is_error ? "error" : "warning";
+        row["path"] = finding.path;
+        row["key"] = finding.key;
+        row["message"] = finding.text;
+        if (!finding.name.empty()) {
+            row["name"] = finding.name;
+        }
+        if (!finding.log.empty()) {
+            row["log"] = finding.log;
+        }
+        list.append(row);
+    }
+    return json_text(list);
+}

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "ctl/language/phrase.h"
+
+/// A warning, and what it is about.
+struct WarningName {
+    char const* name;
+    Phrase meaning;
+};
+
+namespace warn {
+inline constexpr char unknown_key[] = "unknown-key";
+inline constexpr char idle_key[] = "key-without-effect";
+inline constexpr char mqtt_port[] = "mqtt-without-port";
+inline constexpr char same_topic[] = "same-topic";
+inline constexpr char name_part[] = "name-part-of-name";
+inline constexpr char same_line[] = "same-line";
+inline constexpr char error_value[] = "error-value-case";
+inline constexpr char value_type[] = "value-type";
+inline constexpr char not_written[] = "not-writable";
+inline constexpr char expression[] = "expression";
+inline constexpr char interval[] = "interval";
+inline constexpr char alternating[] = "alternating-line";
+inline constexpr char personal_line[] = "personal-line";
+inline constexpr char number[] = "not-a-number";
+inline constexpr char object_id[] = "object-id";
+inline constexpr char start[] = "start";
+}  // namespace warn
+
+inline constexpr WarningName warning_names[] = {
+    {warn::unknown_key, "a key that nothing reads"},
+    {warn::idle_key, "a key that has no effect where it stands"},
+    {warn::mqtt_port, "mqtt without port: the port is 0 then, not 1883"},
+    {warn::same_topic, "two parameters with the same topic"},
+    {warn::name_part, "a device's name is part of another's on the port: messages may go to the wrong one"},
+    {warn::same_line, "two ports on the same serial line"},
+    {warn::error_value, "error_value with lower-case digits matches nothing"},
+    {warn::value_type, "a value type that is missing, or that the register can't carry"},
+    {warn::not_written, "read_only is false, but the parameter can't be written"},
+    {warn::expression, "an expression that doesn't compile"},
+    {warn::interval, "a pass takes longer than its intervals allow"},
+    {warn::alternating, "line settings that alternate between devices: each change opens the line anew"},
+    {warn::personal_line, "personal line settings that can't be used"},
+    {warn::number, "a text where a number is meant"},
+    {warn::object_id, "an object id that can't be translated"},
+    {warn::start, "what the port would tell at its start"},
+};
