@@ -81,9 +81,7 @@ int CBase::Load(CBase* parent_node, Json::Value& node, std::string const& list_n
     if (jUtils::has(node, list_name.c_str())) {
         Json::Value& list = node[list_name];
         if (!list.isArray()) {
-            LoadScope::at_key(list_name);
             Logf(lmtError, "Load : %s : не является списком.", list_name);
-            LoadScope::at_key({});
         } else {
             // The first child of each name answers for it, as in a search through the list from its beginning.
             std::map<std::string, CBase*> by_name;

@@ -13,6 +13,7 @@ enum Status : int {
 /// a callback raises is told on standard error and gives 1.
 void add_check(CLI::App& app, int& status);
 void add_topics(CLI::App& app, int& status);
+void add_schema(CLI::App& app, int& status);
 void add_capture(CLI::App& app, int& status);
 void add_replay(CLI::App& app, int& status);
 void add_keys(CLI::App& app, int& status);

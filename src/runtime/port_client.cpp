@@ -20,8 +20,10 @@ bool PortClient::mq_start() {
     queue = std::make_unique<xCommon::SyncVector>();
     std::string identity = node_.name + "#";
     // The client cuts it to what MQTT 3.1 allows, so a long port name leaves little of the random part.
-    for (std::string const& piece : xString::Split(xCommon::xSystem::ExecAndGetResult(uuid_command), "-")) {
-        identity += piece;
+    if (host_ == nullptr) {
+        for (std::string const& piece : xString::Split(xCommon::xSystem::ExecAndGetResult(uuid_command), "-")) {
+            identity += piece;
+        }
     }
     try {
         mq = host_ != nullptr ? host_->make_client(*queue, identity)

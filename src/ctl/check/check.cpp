@@ -45,9 +45,14 @@ std::vector<Finding> check(std::string const& path) {
         bool const is_own = one.file == path;
         return is_own != (other.file == path) ? is_own : order(one) < order(other);
     });
-    // A template is loaded once for each of its devices.
-    findings.erase(std::unique(findings.begin(), findings.end(),
-                               [](Finding const& one, Finding const& other) { return order(one) == order(other); }),
-                   findings.end());
-    return findings;
+    // A template is loaded once for each of its devices, a port may be split into several.
+    std::vector<Finding> once;
+    for (Finding& finding : findings) {
+        if (!once.empty() && order(once.back()) == order(finding)) {
+            once.back().log.merge(finding.log);
+        } else {
+            once.push_back(std::move(finding));
+        }
+    }
+    return once;
 }

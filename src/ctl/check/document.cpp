@@ -9,6 +9,7 @@
 #include <regex>
 #include <stdexcept>
 
+#include "ctl/json_text.h"
 #include "ctl/language/phrase.h"
 #include "foundation/jutils.h"
 
@@ -73,15 +74,10 @@ Json::Value const* child_at(Json::Value const& node, ptrdiff_t offset, std::stri
     return nullptr;
 }
 
-std::string text_of(Json::Value const& node, char const* key) {
-    Json::Value const& value = jUtils::at(node, key);
-    return value.isConvertibleTo(Json::stringValue) ? value.asString() : std::string();
-}
-
 /// A device in the connection shape has a name for people and one that ties it to its parameters.
 std::string device_name(Json::Value const& device) {
-    std::string const cname = text_of(device, "cname");
-    std::string const name = text_of(device, "name");
+    std::string const cname = text_at(device, "cname");
+    std::string const name = text_at(device, "name");
     return cname.empty() ? name : name + " [" + cname + "]";
 }
 
@@ -148,16 +144,16 @@ std::string Document::path_to(ptrdiff_t offset) const {
     for (size_t at = 0; at < steps.size(); ++at) {
         Step const& step = steps[at];
         std::string list = step.list;
-        std::string name = text_of(*step.element, "name");
+        std::string name = text_at(*step.element, "name");
         if (jUtils::has(*step.element, "connection")) {
-            name = text_of((*step.element)["connection"], "name");
+            name = text_at((*step.element)["connection"], "name");
         } else if (list == "devices") {
             name = device_name(*step.element);
         } else if (list == "parameters" && at > 0) {
             list = "devices";
-            name = text_of(*step.element, "cname");
+            name = text_at(*step.element, "cname");
             for (Json::Value const& device : (*step.owner)["devices"]) {
-                if (!name.empty() && text_of(device, "cname") == name) {
+                if (!name.empty() && text_at(device, "cname") == name) {
                     name = device_name(device);
                     break;
                 }

@@ -5,6 +5,7 @@
 #include "config/constants.h"
 #include "config/process.h"
 #include "ctl/check/key_rows.h"
+#include "ctl/json_text.h"
 #include "ctl/language/phrase.h"
 #include "foundation/jutils.h"
 
@@ -67,13 +68,19 @@ std::string quoted_key(std::string const& text) {
     return found[1].matched ? found[1] : found[2];
 }
 
+/// In the connection shape the keys of a port lie in an object of their own.
+Json::Value const& keyed(Json::Value const& element) {
+    Json::Value const& connection = jUtils::at(element, "connection");
+    return connection.isObject() ? connection : element;
+}
+
 /// Of a key that the element doesn't have itself, in one of its objects.
 std::string with_object(Json::Value const& element, std::string const& key) {
-    if (key.empty() || jUtils::has(element, key.c_str())) {
+    if (key.empty() || jUtils::has(keyed(element), key.c_str())) {
         return key;
     }
-    for (char const* object : {"rs", "tcp", "zigbee", "mqtt", "log", "connection"}) {
-        Json::Value const& inner = jUtils::at(element, object);
+    for (char const* object : {"rs", "tcp", "zigbee", "mqtt", "log"}) {
+        Json::Value const& inner = jUtils::at(keyed(element), object);
         if (jUtils::has(inner, key.c_str())) {
             return std::string(object) + "." + key;
         }
@@ -82,7 +89,10 @@ std::string with_object(Json::Value const& element, std::string const& key) {
 }
 
 Json::Value const& value_at(Json::Value const& element, std::string const& key) {
-    Json::Value const* value = &element;
+    Json::Value const* value = &keyed(element);
+    if (jUtils::has(element, key.c_str())) {
+        value = &element;
+    }
     for (std::string const& piece : xString::Split(key, ".")) {
         value = &jUtils::at(*value, piece.c_str());
     }
@@ -142,7 +152,7 @@ Meaning unknown_type(std::string const& class_key) {
 
 /// Which of the serial settings are at fault.
 Meaning bad_line(Json::Value const& element) {
-    Json::Value const& rs = jUtils::at(element, "rs");
+    Json::Value const& rs = jUtils::at(keyed(element), "rs");
     if (!rs.isObject()) {
         return {"rs", rs.isNull() ? say("is missing: %s", say("a serial line needs its settings"))
                                   : say("%s can't be used; allowed: %s", key_rows::shown(rs), say("an object"))};
@@ -159,7 +169,7 @@ Meaning bad_line(Json::Value const& element) {
 
 /// A template that was not found, or is none.
 Finding explain_template(Loading const& loading, Loading::Line const& line) {
-    std::string const templ = jUtils::get_string(loading.element(line.place), "templ", "");
+    std::string const templ = text_at(loading.element(line.place), "templ");
     std::string const path = templates_folder() + "/" + templ + ".json";
     Document const* const document = loading.document(path);
     if (document == nullptr || templ.empty()) {
@@ -187,9 +197,11 @@ Meaning meaning_of(Loading const& loading, Loading::Line const& line) {
     if (has("элемент без типа")) {
         return {"type", {}};
     }
-    if (has("не является списком")) {
-        return {line.key,
-                say("%s can't be used; allowed: %s", key_rows::shown(value_at(element, line.key)), say("a list"))};
+    static std::regex const no_list(R"(^Load : (\w+) : не является списком)");
+    std::smatch list;
+    if (std::regex_search(text, list, no_list)) {
+        return {list[1],
+                say("%s can't be used; allowed: %s", key_rows::shown(value_at(element, list[1])), say("a list"))};
     }
     if (has("невалидные настройки rs-порта")) {
         return bad_line(element);
@@ -246,6 +258,6 @@ Finding explain(Loading const& loading, Loading::Line const& line) {
         }
         finding = make_finding(loading, line.place, meaning.key, meaning.text);
     }
-    finding.log = line.text;
+    finding.log = {line.text};
     return finding;
 }

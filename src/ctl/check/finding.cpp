@@ -30,8 +30,8 @@ std::string as_json(std::vector<Finding> const& findings) {
         if (!finding.name.empty()) {
             row["name"] = finding.name;
         }
-        if (!finding.log.empty()) {
-            row["log"] = finding.log;
+        for (std::string const& line : finding.log) {
+            row["log"].append(line);
         }
         list.append(row);
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -12,8 +13,8 @@ struct Finding {
     std::string path;  ///< of the element, as a person finds it
     std::string key;   ///< empty: the element as a whole
     std::string text;
-    std::string name = {};  ///< of a warning, as --no-warn takes it
-    std::string log = {};   ///< the line that the daemon writes, of an error
+    std::string name = {};           ///< of a warning, as --no-warn takes it
+    std::set<std::string> log = {};  ///< lines that the daemon writes of it
 };
 
 /// One line each, in the form of a compiler's messages.

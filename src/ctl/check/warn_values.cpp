@@ -6,6 +6,7 @@
 
 #include "ctl/check/key_rows.h"
 #include "ctl/check/warnings.h"
+#include "ctl/json_text.h"
 #include "drivers/merc_2xx/config.h"
 #include "drivers/milur/config.h"
 #include "drivers/modbus/config.h"
@@ -175,7 +176,7 @@ class ValueLook {
     }
 
     void look_at_pieces(Loading::Element const& element) {
-        std::string const text = jUtils::get_string(context_.loading.element(element.place), "object_id", "");
+        std::string const text = text_at(context_.loading.element(element.place), "object_id");
         for (std::string const& piece : xString::Split(text, ".")) {
             char* end = nullptr;
             long const number = std::strtol(piece.c_str(), &end, 10);

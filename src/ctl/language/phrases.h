@@ -83,7 +83,20 @@ inline constexpr Row table[] = {
      "показывает, что служба публикует (r) и что принимает в топике с /on на конце (w).\n"
      "Конфигурация должна загружаться; пропускаемых элементов в списке нет."},
 
-    // check, schema
+    // schema
+    {"configuration of ostrand", "конфигурация ostrand"},
+    {"template of ostrand", "шаблон ostrand"},
+    {"the name of the file, without .json", "имя файла без .json"},
+    {"print the JSON Schema of a configuration, for editors", "вывести JSON Schema конфигурации, для редакторов"},
+    {"that of a template", "для шаблона"},
+    {"  ostrandctl schema > ostrand.schema.json\n"
+     "A configuration that begins with {\"$schema\": \"ostrand.schema.json\", ... is completed and checked by\n"
+     "editors while it is written; descriptions come in the language of the messages (--language).",
+     "  ostrandctl schema > ostrand.schema.json\n"
+     "Конфигурацию, которая начинается с {\"$schema\": \"ostrand.schema.json\", ..., редакторы дополняют и проверяют\n"
+     "при вводе; описания на языке сообщений (--language)."},
+
+    // check
     {"the port will say: %s", "порт сообщит: %s"},
     {"without port it is 0, not 1883", "без port порт равен 0, а не 1883"},
     {"has no effect beside or without %s", "не действует рядом с %s или без него"},

@@ -4,6 +4,7 @@
 
 #include "config/constants.h"
 #include "ctl/check/key_rows.h"
+#include "ctl/json_text.h"
 #include "drivers/dcon/config.h"
 #include "drivers/modbus/config.h"
 #include "transport/no_line_tran.h"
@@ -59,7 +60,7 @@ std::string source_of(Loading const& loading, CBase const& node) {
                 bool const is_plain = key.value.type != keys::Type::list && key.value.type != keys::Type::object;
                 bool const is_own = !is_common || key.name == std::string_view("value_type");
                 if (is_own && is_plain && json.isObject() && json.isMember(key.name)) {
-                    values[key.name] = json[key.name].asString();
+                    values[key.name] = text_at(json, key.name);
                 }
             }
         }
