@@ -314,6 +314,7 @@ class Definitions {
         properties["tcp"] = reference("mqtt");
         if (word.find("rs") != std::string::npos) {
             properties["rs"]["required"].append("path");
+            properties["rs"]["properties"]["path"]["minLength"] = 1;
             schema["required"].append("rs");
         } else if (word.find("z2t") != std::string::npos) {
             properties["zigbee"] = where("address", "minLength", 1);
@@ -346,6 +347,7 @@ Json::Value configuration_schema() {
     schema["properties"]["mqtt"] = reference("mqtt");
     schema["properties"]["log"] = reference("log");
     Json::Value either;
+    either["type"] = "object";
     either["if"] = needs("connection");
     either["then"] = true;
     either["else"] = by_type(suffix_cport, suffix_cport);
