@@ -127,12 +127,14 @@ int Terminal::lines() const {
 
 void Terminal::put(int row, Line const& line) {
     std::wstring const text = columns::wide(line.text);
+    // Ahead of the text: behind a full line the cursor stands in the next one.
+    move(row, 0);
+    clrtoeol();
     short const color = color_of(line.look);
     bool const is_colored = handle_->has_colors && color >= 0;
     attr_set(attributes_of(line), is_colored ? color : no_color, nullptr);
-    mvaddnwstr(row, 0, text.data(), static_cast<int>(text.size()));
-    attr_set(A_NORMAL, 0, nullptr);
-    clrtoeol();
+    addnwstr(text.data(), static_cast<int>(text.size()));
+    attr_set(A_NORMAL, no_color, nullptr);
 }
 
 void Terminal::show(std::vector<Line> lines) {
