@@ -128,7 +128,7 @@ TEST(Watch, ShowsValuesErrorsAndFailedDevicesAndWrites) {
     EXPECT_FALSE(MqttProbe(broker.port()).wait_for(temperature + "/on", seconds(1))) << "retained";
 
     screen.resize(50, 10);
-    EXPECT_TRUE(screen.shows("23.0 °C ")) << screen.text();
+    EXPECT_TRUE(screen.shows("age   errors\n")) << screen.text();
     screen.press({"Escape", "q"});
     EXPECT_TRUE(screen.shows("status=0\nas it was")) << screen.text();
     EXPECT_EQ(screen.text().find("23.0 °C"), std::string::npos) << screen.text();

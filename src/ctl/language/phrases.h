@@ -141,7 +141,7 @@ inline constexpr Row table[] = {
      " \n"
      "!   the last poll of it failed; no value has come since\n"
      "x   its device has failed: nothing of it answers\n"
-     "~   stale: no value for much longer than usual\n"
+     "~   stale: no value for much longer than usual, or none at all for a minute\n"
      ">   at least so old: it lay on the broker already\n"
      "errors   failed polls since this table was started",
      "вверх, вниз, PgUp, PgDn, Home, End   движение; также j, k, g, G\n"
@@ -154,7 +154,7 @@ inline constexpr Row table[] = {
      " \n"
      "!   последний опрос неудачен; значений с тех пор не было\n"
      "x   устройство отказало: ничего из него не отвечает\n"
-     "~   устарело: значения нет намного дольше обычного\n"
+     "~   устарело: значения нет намного дольше обычного или ни одного за минуту\n"
      ">   не моложе: уже лежало на брокере\n"
      "ошибки   неудачные опросы с начала показа"},
 

@@ -100,7 +100,6 @@ void Board::take_value(Row& row, Message const& message, Time now) {
     if (message.retained && value == row.value) {
         return;
     }
-    ++changes_;
     if (!message.retained) {
         if (row.is_dated) {
             Span const distance = now - row.since;
@@ -121,7 +120,6 @@ void Board::take_value(Row& row, Message const& message, Time now) {
 }
 
 void Board::take_error(Row& row, bool is_set) {
-    ++changes_;
     row.in_error = is_set;
     row.errors += is_set ? 1 : 0;
 }
@@ -131,7 +129,6 @@ void Board::take_fault(std::string_view name, Time now) {
         return;
     }
     if (Device* const found = device(beginning(name, name_limit))) {
-        ++changes_;
         found->failed_at = now;
     }
 }
@@ -141,7 +138,6 @@ void Board::take_statistics(std::string_view name, std::string_view line, Time n
     if (ports_.size() >= port_limit && !ports_.contains(key)) {
         return;
     }
-    ++changes_;
     Port const before = ports_[key];
     Port next;
     next.text = columns::plain(beginning(line, value_limit));

@@ -73,8 +73,6 @@ class Board {
     std::map<std::string, Port> const& ports() const { return ports_; }
     /// Devices that have failed, by name.
     std::map<std::string, Time> failed() const;
-    /// Counts the messages that changed something.
-    unsigned long long changes() const { return changes_; }
     /// There were more parameters than are kept.
     bool is_full() const { return rows_.size() >= row_limit; }
 
@@ -91,7 +89,6 @@ class Board {
     Rows rows_;
     std::map<std::string, Device> devices_;
     std::map<std::string, Port> ports_;
-    unsigned long long changes_ = 0;
 };
 
 }  // namespace watch

@@ -43,7 +43,6 @@ class BrokerLink {
     int failures() const { return failures_; }
     /// Why it isn't up.
     std::string const& reason() const { return reason_; }
-    Time next_attempt() const { return next_attempt_; }
 
     /// Sends with QoS 2, not retained. False when it can't be sent.
     bool send(std::string const& topic, std::string const& payload);

@@ -1,5 +1,7 @@
 #include <iostream>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include <unistd.h>
 
@@ -10,12 +12,13 @@
 
 void add_watch(CLI::App& app, int& status) {
     struct Entered : watch::Options {
+        std::vector<std::string> words;
         int seconds = 0;
         bool once = false;
     };
     auto entered = std::make_shared<Entered>();
     CLI::App* command = app.add_subcommand("watch", say("show the values that come, as a table in the terminal"));
-    command->add_option("FILTER", entered->filter, say("only names (DEVICE/PARAMETER) that hold these words"));
+    command->add_option("FILTER", entered->words, say("only names (DEVICE/PARAMETER) that hold these words"));
     add_broker_options(*command, entered->broker);
     command->add_flag("--once", entered->once, say("wait until the values have come, print them and end"));
     command->add_option("--seconds", entered->seconds, say("end after this time; with --once 10 otherwise"))
@@ -36,6 +39,9 @@ void add_watch(CLI::App& app, int& status) {
             std::cerr << "ostrandctl: " << e.what() << std::endl;
             status = status_refused;
             return;
+        }
+        for (std::string const& word : entered->words) {
+            entered->filter += (entered->filter.empty() ? "" : " ") + word;
         }
         entered->limit = std::chrono::seconds(entered->seconds);
         if (entered->once || isatty(STDOUT_FILENO) == 0 || isatty(STDIN_FILENO) == 0) {

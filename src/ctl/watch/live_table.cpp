@@ -22,6 +22,7 @@ namespace {
 constexpr auto frame_time = milliseconds(250);
 /// What comes within it is taken in one go: a wake-up for each message would cost more than all the rest.
 constexpr auto gathering_time = milliseconds(50);
+constexpr auto finish_time = milliseconds(2000);
 
 /// The live table: one thread that waits for keys, signals and the broker.
 class LiveTable {
@@ -44,9 +45,21 @@ class LiveTable {
             }
             wait();
         }
+        finish_delivery();
     }
 
  private:
+    /// A message of QoS 2 that is left half-way is never passed on.
+    void finish_delivery() {
+        Time const end = now_ + finish_time;
+        while (link_.delivery() == BrokerLink::Delivery::under_way && now_ < end) {
+            pollfd watched{link_.descriptor(), link_.events(), 0};
+            poll(&watched, 1, static_cast<int>(milliseconds(frame_time).count()));
+            now_ = xCommon::xtime::steady();
+            link_.turn(now_);
+        }
+    }
+
     bool is_over(Time begun) const { return options_.limit.count() > 0 && now_ - begun >= options_.limit; }
 
     void wait() {

@@ -249,7 +249,7 @@ std::vector<Line> help() {
             " \n"
             "!   the last poll of it failed; no value has come since\n"
             "x   its device has failed: nothing of it answers\n"
-            "~   stale: no value for much longer than usual\n"
+            "~   stale: no value for much longer than usual, or none at all for a minute\n"
             ">   at least so old: it lay on the broker already\n"
             "errors   failed polls since this table was started"));
 }
