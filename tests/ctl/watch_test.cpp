@@ -87,8 +87,10 @@ TEST_F(WatchTable, LinesOfValues) {
     std::vector<Case> const cases = {
         {"numbers have a trend, whatever their unit", {{0, temperature, "20 °C"}, {2, temperature, "21 °C"}, {4, temperature, "24 °C"}}, 8,
          "  boiler_17/temperature           24 °C                   0:04 ↑ ▁▃█"},
-        {"a small change is none", {{0, temperature, "1000.0"}, {2, temperature, "1000.5"}}, 3,
-         "  boiler_17/temperature           1000.5                  0:01 = ▁█"},
+        {"a slow counter rises", {{0, temperature, "148.140"}, {2, temperature, "148.141"}, {4, temperature, "148.142"}}, 5,
+         "  boiler_17/temperature           148.142                 0:01 ↑ ▁▅█"},
+        {"a blip is no trend", {{0, temperature, "20"}, {1, temperature, "20"}, {2, temperature, "25"}, {3, temperature, "20"}, {4, temperature, "20"}, {5, temperature, "20"}}, 6,
+         "  boiler_17/temperature           20                      0:01 = ▁▁█▁▁▁"},
         {"huge numbers don't overflow", {{0, temperature, "-1.7e308"}, {2, temperature, "1.7e308"}}, 3,
          "  boiler_17/temperature           1.7e308                 0:01 ↑ ▁█"},
         {"a date is no number", {{0, temperature, "2026-01-31"}, {2, temperature, "2026-02-01"}}, 3,

@@ -8,8 +8,8 @@ namespace watch {
 
 namespace {
 
-/// A part of the mean below which a difference is none.
-constexpr double steady_part = 0.001;
+/// Of the span between the least and the most: a difference below it is none.
+constexpr double steady_part = 0.25;
 constexpr std::string_view bar_texts[] = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
 constexpr size_t last_bar = std::size(bar_texts) - 1;
 
@@ -36,38 +36,42 @@ void Trend::add(double number) {
     count_ = std::min(count_ + 1, span);
 }
 
+Trend::Extent Trend::extent() const {
+    Extent extent{at(0), at(0)};
+    for (size_t index = 1; index < count_; ++index) {
+        extent.least = std::min(extent.least, at(index));
+        extent.most = std::max(extent.most, at(index));
+    }
+    return extent;
+}
+
 Trend::Direction Trend::direction() const {
     if (count_ < 2) {
         return Direction::unknown;
     }
     double mean = 0;
     for (size_t index = 0; index + 1 < count_; ++index) {
-        mean += at(index) / static_cast<double>(count_ - 1);
+        mean += part_of(extent(), at(index)) / static_cast<double>(count_ - 1);
     }
-    double const difference = at(count_ - 1) - mean;
-    if (std::abs(difference) <= std::abs(mean) * steady_part) {
+    double const difference = part_of(extent(), at(count_ - 1)) - mean;
+    if (std::abs(difference) < steady_part) {
         return Direction::steady;
     }
     return difference > 0 ? Direction::up : Direction::down;
 }
 
 std::string Trend::bars() const {
-    if (count_ < 2) {
-        return {};
-    }
-    double least = at(0);
-    double most = at(0);
-    for (size_t index = 1; index < count_; ++index) {
-        least = std::min(least, at(index));
-        most = std::max(most, at(index));
-    }
     std::string text;
-    for (size_t index = 0; index < count_; ++index) {
-        // Halved, so that the distance of two huge numbers is one too.
-        double const part = most > least ? (at(index) / 2 - least / 2) / (most / 2 - least / 2) : 0;
-        text += bar_texts[std::min(static_cast<size_t>(std::lround(part * last_bar)), last_bar)];
+    for (size_t index = 0; count_ > 1 && index < count_; ++index) {
+        text += bar_texts[static_cast<size_t>(std::lround(part_of(extent(), at(index)) * last_bar))];
     }
     return text;
+}
+
+/// 0 for the least and 1 for the most. Halved, so that the distance of two huge numbers is a number too.
+double Trend::part_of(Extent const& extent, double number) {
+    double const span_half = extent.most / 2 - extent.least / 2;
+    return span_half > 0 ? std::clamp((number / 2 - extent.least / 2) / span_half, 0.0, 1.0) : 0;
 }
 
 }  // namespace watch

@@ -19,12 +19,19 @@ class Trend {
 
     void add(double number);
     void clear() { count_ = 0; }
-    /// The newest against the mean of the others.
+    /// The newest against the mean of the others; a blip among them is no trend.
     Direction direction() const;
     /// As small bars, oldest first, `span` columns at most; empty where there are none to compare.
     std::string bars() const;
 
  private:
+    struct Extent {
+        double least;
+        double most;
+    };
+
+    Extent extent() const;
+    static double part_of(Extent const& extent, double number);
     double at(size_t index) const { return numbers_[(next_ + span - count_ + index) % span]; }
 
     std::array<double, span> numbers_{};
