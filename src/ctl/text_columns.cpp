@@ -1,6 +1,7 @@
 #include "ctl/text_columns.h"
 
 #include <algorithm>
+#include <bit>
 #include <clocale>
 #include <cstring>
 #include <cwchar>
@@ -132,7 +133,7 @@ std::wstring wide(std::string_view text) {
 std::string narrow(std::wstring_view text) {
     std::string result;
     for (wchar_t const symbol : text) {
-        auto const code = static_cast<unsigned int>(symbol);
+        auto const code = std::bit_cast<unsigned int>(symbol);
         auto const follow = [&result, code](unsigned int shift) {
             result += static_cast<char>(0x80U | ((code >> shift) & 0x3FU));
         };

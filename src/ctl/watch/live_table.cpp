@@ -120,7 +120,7 @@ class LiveTable {
     }
 
     std::string connection() const {
-        std::string const place = options_.broker.place();
+        std::string place = options_.broker.place();
         if (link_.is_up()) {
             return place;
         }
