@@ -16,4 +16,5 @@ void add_topics(CLI::App& app, int& status);
 void add_schema(CLI::App& app, int& status);
 void add_capture(CLI::App& app, int& status);
 void add_replay(CLI::App& app, int& status);
+void add_watch(CLI::App& app, int& status);
 void add_keys(CLI::App& app, int& status);

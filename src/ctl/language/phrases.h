@@ -228,6 +228,91 @@ inline constexpr Row table[] = {
     // scan
 
     // watch
+    {"%s: names no usable port of a broker", "%s: нет пригодного порта брокера"},
+    {"the broker's host; otherwise 127.0.0.1", "узел брокера; иначе 127.0.0.1"},
+    {"its port; otherwise 1883", "его порт; иначе 1883"},
+    {"take host and port from this configuration", "взять узел и порт из этой конфигурации"},
+    {"show the values that come, as a table in the terminal", "показать поступающие значения таблицей в терминале"},
+    {"only names (DEVICE/PARAMETER) that hold these words", "только имена (УСТРОЙСТВО/ПАРАМЕТР) с этими словами"},
+    {"wait until the values have come, print them and end", "дождаться значений, вывести их и завершиться"},
+    {"end after this time; with --once 10 otherwise", "завершиться через это время; с --once иначе 10"},
+    {"  ostrandctl watch boiler\n"
+     "shows every parameter with \"boiler\" in its name, its age and trend, and the polls that failed. In the table\n"
+     "? lists the keys: w writes a value, / filters, q quits.\n"
+     "  ostrandctl watch --once boiler > values.txt\n"
+     "prints the same once, as it does wherever there is no terminal; the status is 1 if nothing fits or the\n"
+     "broker can't be reached.",
+     "  ostrandctl watch boiler\n"
+     "показывает все параметры с \"boiler\" в имени, их возраст и тренд и неудачные опросы. В таблице ? выводит\n"
+     "список клавиш: w записывает значение, / отбирает, q завершает.\n"
+     "  ostrandctl watch --once boiler > values.txt\n"
+     "выводит то же один раз, как и везде, где нет терминала; код 1, если ничего не подошло или брокер\n"
+     "недоступен."},
+    {"the broker refuses the subscription", "брокер отказал в подписке"},
+    {"the host isn't known", "узел неизвестен"},
+    {"the broker doesn't answer", "брокер не отвечает"},
+    {"%s: connecting", "%s: соединение"},
+    {"%s: no connection: %s", "%s: нет соединения: %s"},
+    {"no values came", "значений не поступило"},
+    {"no values came that fit '%s'", "не поступило значений, подходящих под '%s'"},
+    {"the terminal can't be used; try --once", "терминал непригоден; попробуйте --once"},
+    {"not sent, there is no connection: %s to %s", "не отправлено, нет соединения: %s в %s"},
+    {"on its way to the broker: %s to %s", "отправляется брокеру: %s в %s"},
+    {"the broker has it: %s to %s", "брокер принял: %s в %s"},
+    {"the connection ended; not known whether it arrived: %s to %s", "соединение прервано; дошло ли, неизвестно: %s в %s"},
+    {"%d of %d values", "значений %d из %d"},
+    {"by name", "по имени"},
+    {"by age", "по возрасту"},
+    {"by errors", "по ошибкам"},
+    {"faulty only", "только с ошибками"},
+    {"more of them are left out", "остальные не показаны"},
+    {"name", "имя"},
+    {"value", "значение"},
+    {"age", "возр."},
+    {"trend", "тренд"},
+    {"errors", "ошибки"},
+    {"%lldh%02lld", "%lldч%02lld"},
+    {"%lldd", "%lldд"},
+    {"port", "порт"},
+    {"polls", "опросы"},
+    {"out of range", "вне диапазона"},
+    {"last pass", "посл. проход"},
+    {"failed device", "отказавшее устройство"},
+    {"since", "давность"},
+    {"failed:", "отказали:"},
+    {"ports %d: polls %lld, errors %lld, out of range %lld", "портов %d: опросов %lld, ошибок %lld, вне диапазона %lld"},
+    {"filter: %s_   Enter keeps it, Esc shows all", "отбор: %s_   Enter оставляет, Esc показывает всё"},
+    {"value for %s: %s_   Esc: none", "значение для %s: %s_   Esc: отмена"},
+    {"send '%s' to %s? y/n", "отправить '%s' в %s? д/н"},
+    {"any key goes back", "любая клавиша возвращает"},
+    {"q quit  / filter  w write  s sort  e faulty  Tab ports  ? help",
+     "q выход  / отбор  w запись  s порядок  e ошибки  Tab порты  ? справка"},
+    {"up, down, PgUp, PgDn, Home, End   move; also j, k, g, G\n"
+     "/ and letters   only names that hold these words; Esc shows all again\n"
+     "e   only what is faulty or stale\n"
+     "s   sort by name, by age, by errors\n"
+     "w or Enter   write a value to the selected parameter; it is asked for first\n"
+     "Tab   ports and failed devices\n"
+     "q   quit\n"
+     " \n"
+     "!   the last poll of it failed; no value has come since\n"
+     "x   its device has failed: nothing of it answers\n"
+     "~   stale: no value for much longer than usual, or none at all for a minute\n"
+     ">   at least so old: it lay on the broker already\n"
+     "errors   failed polls since this table was started",
+     "вверх, вниз, PgUp, PgDn, Home, End   движение; также j, k, g, G\n"
+     "/ и буквы   только имена с этими словами; Esc снова показывает всё\n"
+     "e   только неисправные и устаревшие\n"
+     "s   порядок по имени, по возрасту, по ошибкам\n"
+     "w или Enter   записать значение в выбранный параметр; с подтверждением\n"
+     "Tab   порты и отказавшие устройства\n"
+     "q   выход\n"
+     " \n"
+     "!   последний опрос неудачен; значений с тех пор не было\n"
+     "x   устройство отказало: ничего из него не отвечает\n"
+     "~   устарело: значения нет намного дольше обычного или ни одного за минуту\n"
+     ">   не моложе: уже лежало на брокере\n"
+     "ошибки   неудачные опросы с начала показа"},
 
     // simulate
 };
