@@ -27,6 +27,9 @@ inline constexpr Row table[] = {
     {"%s: can't be written", "%s: не удалось записать"},
     {"%s: can't be read", "%s: не удалось прочитать"},
 
+    // Long work
+    {"%s left", "осталось %s"},
+
     // capture
     {"make a scenario of a log that was written with -h", "сделать сценарий из журнала, записанного с ключом -h"},
     {"the log; its frames are found by the port's name", "журнал; кадры ищутся по имени порта"},
