@@ -14,3 +14,4 @@ enum Status : int {
 void add_capture(CLI::App& app, int& status);
 void add_replay(CLI::App& app, int& status);
 void add_keys(CLI::App& app, int& status);
+void add_scan(CLI::App& app, int& status);
