@@ -123,7 +123,7 @@ inline constexpr Row table[] = {
     {"its session was tried before", "сеанс уже пробовали открыть"},
     {"doesn't answer the opening of its channel", "не отвечает на открытие канала"},
     {"refuses the daemon's password (%d)", "не принимает пароль службы (%d)"},
-    {"version of its server 0x%02X", "версия сервера 0x%02X"},
+    {"version of its server 0x%02x", "версия сервера 0x%02x"},
     {"configuration %s", "конфигурация %s"},
     {"  ostrandctl scan --tty /dev/ttyS0 --baudrate 9600,19200 --protocol modbus,dcon --output found.json\n"
      "asks each address at both rates, tells each device as soon as it answers, and leaves a configuration by which\n"

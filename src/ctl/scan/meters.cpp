@@ -258,7 +258,7 @@ class Vkt7 : public Protocol {
             return {};
         }
         auto const version = vkt7rtu::Reply::server_version(read(asker, address));
-        return Device{version ? say("version of its server 0x%02X", *version) : say("gives no value"), node(address)};
+        return Device{version ? say("version of its server 0x%02x", *version) : say("gives no value"), node(address)};
     }
 
  private:

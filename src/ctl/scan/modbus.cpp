@@ -96,7 +96,7 @@ class Modbus : public Protocol {
             answer = kind.function == kinds[0].function ? reply : read(asker, address, kind);
             std::optional<int> const code = refusal(answer);
             if (!answer.empty() && !code) {
-                return device(asker, address, kind, value_text(kind, Framing::unit(answer)));
+                return device(address, kind, value_text(kind, Framing::unit(answer)));
             }
             // By this one code and at every function others refuse what they don't know.
             is_slave = is_slave || (code && code != no_function && code != session_closed);
@@ -104,7 +104,20 @@ class Modbus : public Protocol {
         if (!is_slave) {
             return {};
         }
-        return device(asker, address, kinds[0], say("refuses the register 0 of each kind; so does a VKT-7"));
+        return device(address, kinds[0], say("refuses the register 0 of each kind; so does a VKT-7"));
+    }
+
+    std::string name(Asker& asker, Address address) override {
+        ByteList unit = {static_cast<unsigned char>(address), function_identify};
+        unit.push_buf(::identify, sizeof(::identify));
+        ByteList request;
+        Pdu::wrap(request, unit);
+        Bytes const reply = asker.ask(request, [&](Frame frame) {
+            Frame const answer = Framing::unit(frame);
+            return !answer.empty() && answer[0] == address &&
+                   (is_refusal(answer) || (answer[1] == function_identify && answer[2] == ::identify[0]));
+        });
+        return is_refusal(Framing::unit(reply)) ? std::string() : identity_of(Framing::unit(reply));
     }
 
     std::optional<int> refusal(Bytes const& reply) const override {
@@ -129,19 +142,6 @@ class Modbus : public Protocol {
         });
     }
 
-    static std::string identity(Asker& asker, Address address) {
-        ByteList unit = {static_cast<unsigned char>(address), function_identify};
-        unit.push_buf(::identify, sizeof(::identify));
-        ByteList request;
-        Pdu::wrap(request, unit);
-        Bytes const reply = asker.ask(request, [&](Frame frame) {
-            Frame const answer = Framing::unit(frame);
-            return !answer.empty() && answer[0] == address &&
-                   (is_refusal(answer) || (answer[1] == function_identify && answer[2] == ::identify[0]));
-        });
-        return is_refusal(Framing::unit(reply)) ? std::string() : identity_of(Framing::unit(reply));
-    }
-
     static std::string value_text(Kind const& kind, Frame unit) {
         int position = modbus::pdu::head_size;
         int const value = kind.size == 1 ? unit[modbus::pdu::head_size] & 1
@@ -149,8 +149,7 @@ class Modbus : public Protocol {
         return xCommon::xString::Format("%s 0 = %d", kind.reg_type, value);
     }
 
-    static Device device(Asker& asker, Address address, Kind const& kind, std::string const& value) {
-        std::string const name = identity(asker, address);
+    static Device device(Address address, Kind const& kind, std::string const& says) {
         Json::Value node;
         node["type"] = Framing::type;
         node["sid"] = static_cast<int>(address);
@@ -159,7 +158,7 @@ class Modbus : public Protocol {
         param["reg_type"] = kind.reg_type;
         param["reg_addr"] = 0;
         param["value_type"] = kind.value_type;
-        return {name.empty() ? value : name + "; " + value, node};
+        return {says, node};
     }
 
     bool heard_ = false;

@@ -69,6 +69,9 @@ class Protocol {
     /// Behind a first reply. None where that, looked at closely, was somebody else's.
     virtual std::optional<Device> identify(Asker& asker, Address address, Bytes const& reply) = 0;
 
+    /// What a device that was identified calls itself; empty for nothing. Not every device takes the question well.
+    virtual std::string name(Asker& /*asker*/, Address /*address*/) { return {}; }
+
     /// The code, if the first reply is a refusal.
     virtual std::optional<int> refusal(Bytes const& /*reply*/) const { return {}; }
     /// What was heard rules every other protocol out on this line.

@@ -146,6 +146,9 @@ class Scan {
                 return;
             }
         }
+        if (std::string const name = protocol.name(asker_, address); !name.empty()) {
+            device->says = name + "; " + device->says;
+        }
         enter({protocol.word(), address, line_.name(), settings, std::move(*device)});
         if (!protocol.is_text()) {
             claimed_.insert(address);
