@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <fstream>
-#include <sstream>
 #include <string>
 
 #include <fcntl.h>
@@ -13,11 +12,11 @@
 
 #include "ctl/line/hex.h"
 #include "ctl/line/serial_peer.h"
-#include "foundation/jutils.h"
 #include "support/broker.h"
 #include "support/child_process.h"
 #include "support/daemon.h"
 #include "support/mqtt_probe.h"
+#include "support/sample_config.h"
 
 using std::chrono::seconds;
 using testing::HasSubstr;
@@ -39,10 +38,12 @@ class ScanProcessTest : public testing::Test {
         ChildProcess process(launch);
         close(output);
         int const status = process.wait_exit(limit).value_or(-1);
-        std::ostringstream content;
-        content << std::ifstream(path).rdbuf();
-        text = content.str();
+        text = content_of(path);
         return status;
+    }
+    static std::string content_of(std::string const& path) {
+        std::ifstream file(path);
+        return {std::istreambuf_iterator(file), {}};
     }
     void on(unsigned int baudrate, std::string const& request, std::string const& reply) {
         peer.script().on(request, Reply{.hex = reply, .baudrate = baudrate});
@@ -72,13 +73,13 @@ TEST_F(ScanProcessTest, FiveDevicesOfFourProtocolsAreFoundAndPublished) {
     Broker broker;
     MqttProbe const probe(broker.port());
     Daemon daemon;
-    Json::Value config = xCommon::jUtils::Load(file);
+    Json::Value config = sample::json(content_of(file));
     EXPECT_EQ(config["ports"][0]["devices"].size(), 5U) << text;
     config["mqtt"]["port"] = broker.port();
     daemon.start_with(config);
     for (auto const& [topic, value] :
-         std::vector<std::pair<std::string, std::string>>{{"modbus02_2/controls/input_0", "215"},
-                                                          {"modbus17_17/controls/input_0", "42"},
+         std::vector<std::pair<std::string, std::string>>{{"modbus_2/controls/input_0", "215"},
+                                                          {"modbus_17/controls/input_0", "42"},
                                                           {"dcon_7/controls/setup", "400680"},
                                                           {"emera_3/controls/energy", "1.5 kWh"},
                                                           {"mercury_5/controls/energy", "1234 Wh"}}) {
