@@ -35,7 +35,7 @@ Asker::Bytes Asker::ask(xCommon::ByteList const& request, Sound const& is_sound)
         end_ = End::gone;
         return {};
     }
-    Bytes reply = receive(request.size(), is_sound);
+    Bytes reply = receive(is_sound);
     if (reply.empty()) {
         look_at_rest(request);
     }
@@ -46,11 +46,11 @@ Asker::Bytes Asker::ask(xCommon::ByteList const& request, Sound const& is_sound)
 }
 
 /// The reply ends what has arrived; ahead of it may be what somebody else has said too late.
-Asker::Bytes Asker::receive(size_t request_size, Sound const& is_sound) {
-    int const first_ms = line_.transfer_ms(request_size) + timeout_ms_;
-    Deadline const first(first_ms);
+Asker::Bytes Asker::receive(Sound const& is_sound) {
+    // As in the daemon the request's own time on the line belongs to it.
+    Deadline const first(timeout_ms_);
     // However much noise there is.
-    Deadline const last(first_ms + longest_pause_ms + line_.transfer_ms(longest_reply));
+    Deadline const last(timeout_ms_ + longest_pause_ms + line_.transfer_ms(longest_reply));
     Deadline next(0);
     arrived_.clear();
     std::array<unsigned char, longest_reply> piece{};

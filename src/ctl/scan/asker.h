@@ -38,7 +38,7 @@ class Asker {
     Bytes const& first_unclear() const { return first_unclear_; }
 
  private:
-    Bytes receive(size_t request_size, Sound const& is_sound);
+    Bytes receive(Sound const& is_sound);
     void look_at_rest(xCommon::ByteList const& request);
 
     ScanLine& line_;

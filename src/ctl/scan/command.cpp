@@ -122,17 +122,16 @@ void add_scan(CLI::App& app, int& status) {
         return command->add_option(name, values, about.text())->delimiter(',')->capture_default_str();
     };
     list("--baudrate", scan.baudrates, "rates to try")->check(CLI::Range(1U, 4'000'000U));
-    list("--parity", scan.parities, "none, odd, even, mark, space")
-        ->check(CLI::IsMember({"none", "odd", "even", "mark", "space"}));
+    list("--parity", scan.parities, "parities to try")->check(CLI::IsMember({"none", "odd", "even", "mark", "space"}));
     list("--bytesize", scan.bytesizes, "data bits; with less than 8 only text protocols are asked")
         ->check(CLI::Range(5, 8));
-    list("--stopbits", scan.stopbits, "1, 1.5, 2")->check(CLI::IsMember({1.0, 1.5, 2.0}));
+    list("--stopbits", scan.stopbits, "stop bits to try")->check(CLI::IsMember({1.0, 1.5, 2.0}));
     std::vector<std::string> words = protocol_words();
     words.emplace_back("all");
-    list("--protocol", scan.protocols, "dcon, emera, set-4tm, mercury, milur, vkt-7, modbus, all")
+    list("--protocol", scan.protocols, "what to ask; all leaves out mercury, milur and vkt-7")
         ->check(CLI::IsMember(words));
     list("--address", scan.addresses, "numbers and ranges: 1-10,20");
-    command->add_option("--timeout", scan.timeout_ms, say("wait for an answer, ms"))
+    command->add_option("--timeout", scan.timeout_ms, say("wait for an answer, its request included, ms"))
         ->capture_default_str()
         ->check(CLI::Range(1, 60'000));
     command->add_flag("--rtu", scan.rtu_only, say("behind TCP: no frames of Modbus TCP"))->needs(tcp);
