@@ -18,3 +18,4 @@ void add_capture(CLI::App& app, int& status);
 void add_replay(CLI::App& app, int& status);
 void add_watch(CLI::App& app, int& status);
 void add_keys(CLI::App& app, int& status);
+void add_scan(CLI::App& app, int& status);

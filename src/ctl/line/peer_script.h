@@ -21,6 +21,7 @@ struct Reply {
     int fragment = 0;          ///< bytes in a piece; 0: all at once
     int gap_ms = 20;           ///< between two pieces
     HangUp hang_up = HangUp::never;
+    unsigned int baudrate = 0;  ///< the line has to be set to it, or there is no reply; 0: to any
 };
 
 /// Requests and their replies. Safe to change while a peer works by it.

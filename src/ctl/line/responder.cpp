@@ -72,11 +72,12 @@ Responder::End Responder::serve(int fd, std::stop_token const& stop,
         if (request.empty() || !(quiet || (script_.knows(request) && !script_.may_grow(request)))) {
             continue;
         }
+        LineSettings const line = line_settings ? line_settings() : LineSettings();
         {
             std::lock_guard const lock(mutex_);
-            requests_.push_back({hex::text(request), line_settings ? line_settings() : LineSettings()});
+            requests_.push_back({hex::text(request), line});
         }
-        End const end = reply_to(fd, request, stop);
+        End const end = reply_to(fd, request, line, stop);
         if (end != End::stopped) {
             return end;
         }
@@ -86,8 +87,12 @@ Responder::End Responder::serve(int fd, std::stop_token const& stop,
 }
 
 /// End::stopped means that the exchange is over and nothing else.
-Responder::End Responder::reply_to(int fd, std::span<unsigned char const> request, std::stop_token const& stop) {
+Responder::End Responder::reply_to(int fd, std::span<unsigned char const> request, LineSettings const& line,
+                                   std::stop_token const& stop) {
     Reply const reply = script_.answer(request);
+    if (reply.baudrate != 0 && reply.baudrate != line.baudrate) {
+        return End::stopped;
+    }
     if (!pause(reply.delay_ms, stop)) {
         return End::stopped;
     }

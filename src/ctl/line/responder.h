@@ -44,7 +44,7 @@ class Responder {
     std::jthread thread_;
 
  private:
-    End reply_to(int fd, std::span<unsigned char const> request, std::stop_token const& stop);
+    End reply_to(int fd, std::span<unsigned char const> request, LineSettings const& line, std::stop_token const& stop);
 
     mutable std::mutex mutex_;
     std::vector<PeerRequest> requests_;

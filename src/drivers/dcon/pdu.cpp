@@ -45,19 +45,21 @@ Row const* row_of(c_param const* param) {
 }
 
 void push_frame(ByteList& out, c_param const* param, Row const& row, std::string const& argument) {
-    ByteList frame;
-    frame.push_8(static_cast<unsigned char>(row.lead));
-    frame.push_string(param->device->sid_hex);
-    frame.push_string(row.letter);
-    frame.push_string(argument);
-    if (param->device->crc_enabled) {
-        frame.push_string(pdu::calculate_crc(frame));
-    }
-    frame.push_8(carriage_return);
-    out.pop_list(frame);
+    c_dev const& device = *param->device;
+    out.pop_list(pdu::line(row.lead + device.sid_hex + row.letter + argument, device.crc_enabled));
 }
 
 }  // namespace
+
+ByteList pdu::line(std::string const& text, bool has_checksum) {
+    ByteList frame;
+    frame.push_string(text);
+    if (has_checksum) {
+        frame.push_string(calculate_crc(frame));
+    }
+    frame.push_8(carriage_return);
+    return frame;
+}
 
 std::string pdu::calculate_crc(ByteList const& bytes) {
     return xString::Format("%02X", std::accumulate(bytes.begin(), bytes.end(), 0U) & 0xFFU);

@@ -44,6 +44,8 @@ class pdu {
     /// Lead of an answer and the two digits of the address.
     static constexpr int head_size = 3;
 
+    /// A request or an answer as it goes over the wire: the text, its checksum where they are on, CR.
+    static xCommon::ByteList line(std::string const& text, bool has_checksum);
     /// The checksum as it stands on the wire.
     static std::string calculate_crc(xCommon::ByteList const& bytes);
     /// Appends the frame of a command that reads, and nothing for any other.

@@ -38,9 +38,6 @@ constexpr Exchange::Texts read_texts = {
     .head_faults = {nullptr, nullptr, "get_response : не совпали SlaveId.", nullptr},
     .wrong_crc = "get_response : не совпали CRC."};
 
-constexpr unsigned char access_level = 1;
-constexpr char password[] = "738205";
-
 /// The channel is opened anew after this silence, s.
 constexpr long long idle_limit = 240;
 
@@ -51,7 +48,7 @@ dev::dev(IBase* port_object, CBase* node) : family_device(port_object, node, fam
 bool dev::open_session() {
     line().flush();
     ByteList frame;
-    pdu::open(frame, slave_address(), access_level, password);
+    pdu::open(frame, slave_address(), pdu::access_level, pdu::password);
     auto const reply = link_dialogue(frame, start_step);
     if (!reply.empty() && tell_status(*cfg, reply) == pdu::status_ok) {
         // On the scale of the poll cycle, as it is compared: once the calendar has been set, mono() is none of it, and

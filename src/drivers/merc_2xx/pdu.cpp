@@ -41,6 +41,10 @@ void pdu::close(ByteList& out, unsigned char sid) {
     out.pop_list(ByteList{sid, 0x02}.with_crc());
 }
 
+void pdu::test(ByteList& out, unsigned char sid) {
+    out.pop_list(ByteList{sid, 0x00}.with_crc());
+}
+
 void pdu::read_array(ByteList& out, unsigned char sid, c_param const* cp) {
     out.pop_list(
         ByteList{sid, 0x05, static_cast<unsigned char>(cp->arr_num << 4 | (cp->month & 0x0F)), cp->tarif}.with_crc());

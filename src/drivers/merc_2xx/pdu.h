@@ -11,9 +11,9 @@ namespace merc_2xx {
 /// Frames. Each begins with the meter's address and ends with a CRC of all before it, low byte of the Modbus CRC first.
 ///
 /// Requests, in front of the CRC:
-/// offset  size  field                                open  close  array  param
+/// offset  size  field                          test  open  close  array  param
 ///   0      1    address
-///   1      1    function                              01    02     05     08
+///   1      1    function                        00    01    02     05     08
 ///   2      1    access level                          01
 ///               array << 4 | month                                 xx
 ///               group                                                     11
@@ -25,7 +25,7 @@ namespace merc_2xx {
 ///   0      1    address
 ///   1      n    array12: 3 energies of 4 bytes, array16: 4 of them; param: 3 bytes, or 2 for "m6" and "m7"
 ///   1+n    2    CRC
-/// The short reply, to opening, closing, and in place of any other:
+/// The short reply, to test, opening, closing, and in place of any other:
 ///   0      1    address
 ///   1      1    status
 ///   2      2    CRC
@@ -41,10 +41,15 @@ class pdu {
     static constexpr int status_closed = 5;
     static constexpr int status_unknown = 6;
     static constexpr int short_reply = 4;
+    /// The meter is asked with these alone.
+    static constexpr unsigned char access_level = 1;
+    static constexpr char password[] = "738205";
 
     /// Append a request. open() raises an xException for a password that hasn't six characters.
     static void open(xCommon::ByteList& out, unsigned char sid, unsigned char level, std::string const& password);
     static void close(xCommon::ByteList& out, unsigned char sid);
+    /// Asks whether somebody is there, which needs no open channel. The driver has no use for it.
+    static void test(xCommon::ByteList& out, unsigned char sid);
     static void read_array(xCommon::ByteList& out, unsigned char sid, c_param const* cp);
     static void read_param(xCommon::ByteList& out, unsigned char sid, c_param const* cp);
 

@@ -51,9 +51,6 @@ constexpr Exchange::Texts read_texts = {
     .wrong_crc = "milur::get_response : ответ НЕ получен : не совпали CRC.",
     .traced = Exchange::Traced::part};
 
-constexpr unsigned char access_level = 0;
-constexpr unsigned char password[] = {0x5C, 0xA7, 0x31, 0xE2, 0x0D, 0x9B};
-
 }  // namespace
 
 dev::dev(IBase* port_object, CBase* node) : family_device(port_object, node, family) {}
@@ -61,7 +58,7 @@ dev::dev(IBase* port_object, CBase* node) : family_device(port_object, node, fam
 bool dev::open_session() {
     cfg->Log(lmtTrace, "milur::Start : открытие сессии.");
     ByteList frame;
-    pdu::open(frame, slave_address(), access_level, password);
+    pdu::open(frame, slave_address(), pdu::access_level, pdu::password);
     opened = !link_dialogue(frame, start_step).empty();
     if (opened) {
         cfg->Log(lmtTrace, "milur::Start : сеанс с устройством открыт.");

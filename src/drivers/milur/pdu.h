@@ -38,6 +38,9 @@ class pdu {
     /// Code of a refusal that means something to the driver.
     static constexpr int error_closed = 8;
     static constexpr int short_reply = 5;
+    /// The meter is asked with these alone.
+    static constexpr unsigned char access_level = 0;
+    static constexpr unsigned char password[] = {0x5C, 0xA7, 0x31, 0xE2, 0x0D, 0x9B};
     /// What check_head() gives when the meter has closed the session.
     static constexpr int head_closed = -1;
 
