@@ -13,4 +13,5 @@ enum Status : int {
 /// a callback raises is told on standard error and gives 1.
 void add_capture(CLI::App& app, int& status);
 void add_replay(CLI::App& app, int& status);
+void add_simulate(CLI::App& app, int& status);
 void add_keys(CLI::App& app, int& status);

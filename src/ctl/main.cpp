@@ -58,7 +58,7 @@ int main(int argc, char** argv) {
         std::string named;
         app.add_option("--language", named, say("of the messages; otherwise as the locale says"))
             ->check(CLI::IsMember({"en", "ru"}));
-        for (auto const add : {add_capture, add_replay, add_keys}) {
+        for (auto const add : {add_capture, add_replay, add_simulate, add_keys}) {
             add(app, status);
         }
         for (CLI::App* const command : app.get_subcommands({})) {
