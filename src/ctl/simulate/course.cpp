@@ -148,6 +148,7 @@ class Search {
 
  private:
     bool fits(double raw, std::optional<Range> const& shown) const;
+    double edge(double fitting, double missing, std::optional<Range> const& shown) const;
 
     CParam& param_;
     Carrier const& carrier_;
@@ -189,19 +190,37 @@ std::optional<Range> Search::by_scale(Range const& shown) const {
 }
 
 std::optional<Range> Search::by_trying(std::optional<Range> const& shown) const {
-    std::optional<Range> longest;
-    Range run{};
-    size_t length = 0;
+    std::vector<double> const raws = samples(carrier_);
+    size_t best = 0;
     size_t most = 0;
-    for (double const raw : samples(carrier_)) {
-        length = fits(raw, shown) ? length + 1 : 0;
-        run = length > 1 ? Range{run.low, raw} : Range{raw, raw};
+    for (size_t at = 0, length = 0; at < raws.size(); ++at) {
+        length = fits(raws[at], shown) ? length + 1 : 0;
         if (length > most) {
             most = length;
-            longest = run;
+            best = at + 1 - length;
         }
     }
-    return longest;
+    if (most == 0) {
+        return std::nullopt;
+    }
+    Range run{raws[best], raws[best + most - 1]};
+    if (best > 0) {
+        run.low = edge(run.low, raws[best - 1], shown);
+    }
+    if (best + most < raws.size()) {
+        run.high = edge(run.high, raws[best + most], shown);
+    }
+    return run;
+}
+
+/// The last value that fits on the way to one that doesn't.
+double Search::edge(double fitting, double missing, std::optional<Range> const& shown) const {
+    double const step = carrier_.step;
+    while (std::abs(missing - fitting) > 1.5 * step) {
+        double const middle = std::round((fitting + missing) / 2 / step) * step;
+        (fits(middle, shown) ? fitting : missing) = middle;
+    }
+    return fitting;
 }
 
 }  // namespace

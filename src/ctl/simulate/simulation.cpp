@@ -56,7 +56,7 @@ std::pair<std::string, int> agent_place(std::string const& url) {
 /// Each object of a list under a key.
 template <typename Action>
 void for_each_object(Json::Value& node, char const* key, Action action) {
-    if (node[key].isArray()) {
+    if (node.isMember(key) && node[key].isArray()) {
         for (Json::Value& element : node[key]) {
             if (element.isObject()) {
                 action(element);
@@ -158,17 +158,14 @@ void Simulation::take_serial(CPort& port, Json::Value& json) {
         add(serial_line(has_path ? device->rs.path : port.rs.path), *child);
     }
     auto const redirect = [this](Json::Value& node) {
-        if (node["rs"].isObject() && node["rs"]["path"].isString()) {
-            auto const line = serial_lines_.find(node["rs"]["path"].asString());
-            node["rs"]["path"] = line != serial_lines_.end() ? line->second.place : node["rs"]["path"].asString();
+        std::string const path = jUtils::get_string(jUtils::at(node, "rs"), "path", "");
+        auto const line = serial_lines_.find(path);
+        if (!path.empty() && line != serial_lines_.end()) {
+            node["rs"]["path"] = line->second.place;
         }
     };
     redirect(json);
-    for_each_object(json, "devices", [&redirect](Json::Value& device) {
-        if (device.isMember("rs")) {
-            redirect(device);
-        }
-    });
+    for_each_object(json, "devices", redirect);
     ports_.push_back(served(port, own.place, own.is_elsewhere));
 }
 
@@ -232,7 +229,7 @@ void Simulation::take_agents(CPort& port, Json::Value& json) {
         }
     }
     for_each_object(json, "devices", [this](Json::Value& device) {
-        auto const known = device["url"].isString() ? agents_.find(device["url"].asString()) : agents_.end();
+        auto const known = agents_.find(jUtils::get_string(device, "url", ""));
         if (known != agents_.end()) {
             device["url"] = xString::Format("%s:%d", loopback, known->second->port());
         }
