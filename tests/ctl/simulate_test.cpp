@@ -325,6 +325,10 @@ TEST(Simulate, TakesThePlacesOfTheConfigurationWhereTheyAreFree) {
     config["ports"][0]["rs"]["path"] = folder.file("new/deep/line");
     config["ports"][1]["rs"]["path"] = used;
     config["ports"][2]["tcp"]["port"] = taken.port();
+    // A folder of the kernel's is nobody's, even where nothing is there.
+    Json::Value kernel = config;
+    kernel["ports"][0]["rs"]["path"] = "/dev/ttyNobody7";
+    EXPECT_TRUE(sim::Simulation(kernel, {}).ports()[0].is_elsewhere);
     std::string elsewhere;
     {
         sim::Simulation const simulation(config, {});

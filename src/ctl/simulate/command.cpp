@@ -99,11 +99,14 @@ int run(Options const& options) {
     // Ahead of the threads, which inherit that the signals are held.
     int const signals = end_signals();
     sim::Simulation simulation(plain_configuration(options.file), options.settings);
-    if (!options.output.empty()) {
-        write_copy(simulation.redirected(), options);
-    }
     for (std::string const& note : simulation.notes()) {
         std::cerr << note << std::endl;
+    }
+    if (simulation.ports().empty()) {
+        throw std::runtime_error(say("none of the ports can be served"));
+    }
+    if (!options.output.empty()) {
+        write_copy(simulation.redirected(), options);
     }
     print(simulation);
     simulation.run(signals, options.seconds > 0 ? std::optional(std::chrono::seconds(options.seconds)) : std::nullopt);

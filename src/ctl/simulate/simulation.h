@@ -38,8 +38,8 @@ struct ServedPort {
 /// folders go with it.
 class Simulation {
  public:
-    /// Takes the plain shape. What can't be served costs a note and itself. Raises std::exception where nothing can be
-    /// served at all.
+    /// Takes the plain shape. What can't be served costs a note and itself. Raises std::runtime_error for a file
+    /// without a list of ports.
     Simulation(Json::Value const& config, Settings const& settings);
     ~Simulation();
     Simulation(Simulation const&) = delete;
