@@ -160,21 +160,19 @@ measure() {
     cpu=$(calc %.2f "$used / $values / $(wc -l <"$work/passes")")
 }
 
-# device_config NAME PLACE PORT LOG: one port, of JSON whose rs or tcp gets the place of the simulated device.
+# device_config NAME PORT LOG: one port, of JSON whose rs or tcp gets a place.
 device_config() {
-    jq -n --argjson broker "$broker" --arg place "$2" --argjson port "$3" --argjson log "$4" \
-        '{mqtt: {url: "127.0.0.1", port: $broker}, log: ({is_debug: true} + $log),
-          ports: [$port + if $port.tcp then {tcp: {url: "127.0.0.1", port: ($place | tonumber)}}
+    jq -n --argjson broker "$broker" --arg place "$work/line-$1" --argjson free "$(free_port)" --argjson port "$2" \
+        --argjson log "$3" '{mqtt: {url: "127.0.0.1", port: $broker}, log: ({is_debug: true} + $log),
+          ports: [$port + if $port.tcp then {tcp: {url: "127.0.0.1", port: $free}}
                           else {rs: {path: $place, baudrate: 115200}} end]}' >"$work/$1.json"
 }
 
-# start_device KIND NUMBER [tcp]: $place, a pseudo-terminal or a TCP port.
-start_device() {
-    local where=${3:-$work/line-$1-$2}
-    spawn "$build/sim_device" "$1" "$2" "$where" >"$work/place" 2>&1
-    device=$spawned
+# start_devices NAME: $devices, those of the file of that name.
+start_devices() {
+    spawn "$build/ostrandctl" simulate "$work/$1.json" >/dev/null 2>&1
+    devices=$spawned
     sleep 1
-    place=$(head -1 "$work/place")
 }
 
 # log_times PATTERN: of the lines that match it, in ms of the day.

@@ -12,7 +12,7 @@
 
 #include "ctl/line/pty_line.h"
 #include "passes.h"
-#include "sim/mercury.h"
+#include "ctl/simulate/bytes.h"
 
 namespace {
 

@@ -7,6 +7,7 @@
 #include "app/normalise.h"
 #include "config/config.h"
 #include "ctl/scenario/scenario.h"
+#include "ctl/simulate/far_end.h"
 #include "drivers/dcon/device.h"
 #include "drivers/dcon/pdu.h"
 #include "drivers/emera/device.h"
@@ -248,6 +249,49 @@ void snmp(Bytes& input) {
     xsnmp::inner_oid const unused("v", text);
 }
 
+/// Simulated devices of each kind on one line, or those of DLMS on one of theirs.
+sim::Devices& simulated(std::string const& type, std::string const& list) {
+    static sim::Faults faults(0);
+    static std::map<std::string, std::pair<std::unique_ptr<Config>, sim::Devices>> lines;
+    auto const [line, is_new] = lines.try_emplace(type, nullptr, faults);
+    auto& [tree, all] = line->second;
+    if (is_new) {
+        Json::Value root;
+        root["ports"].append(json_of(R"({"name": "p", "rs": {"path": "/dev/null"}, "devices": [)" + list + "]}"));
+        root["ports"][0]["type"] = type;
+        tree.reset(Config::Load(root));
+        for (auto const& device : tree->ports.children.at(0)->children) {
+            all.add(dynamic_cast<CDev&>(*device));
+        }
+    }
+    return all;
+}
+
+/// Requests as they come, and with the ends that the devices of some kind insist on.
+void simulated_devices(Bytes& input) {
+    static std::string const nodes = [] {
+        std::string text =
+            R"({"name": "r", "type": "mb-rtu", "sid": 1, "params": [{"name": "v", "reg_addr": 0, "value_type": "u32"},
+            {"name": "c", "reg_addr": 0, "reg_type": "coil", "value_type": "bit"}]})";
+        for (auto const& [type, keys] : devices) {
+            text += R"(, {"name": "d", "type": ")" + type + "\", " + keys + "}";
+        }
+        return text;
+    }();
+    static std::string const meter = R"({"name": "m", "sn": "AB12345", "params": [
+        {"name": "e", "class_id": 3, "object_id": "1.0.1.8.0.255", "attr_id": 2, "value_type": "u32"}]})";
+    sim::Bytes with_crc = input;
+    hex::push_crc16(with_crc);
+    sim::Bytes with_sum = input;
+    with_sum.insert(with_sum.end(), {'0', '0', '\r'});
+    for (sim::Bytes const& request :
+         {sim::Bytes(input), with_crc, with_sum, hex::bytes(hex::with_crc32(hex::text(input)))}) {
+        simulated("base.rs", nodes).answer(request, 1);
+        simulated("dlms.rs", meter).answer(request, 1);
+        simulated("dlms.rs.old", meter).answer(request, 1);
+    }
+}
+
 }  // namespace
 
 std::vector<Target> const& targets() {
@@ -285,6 +329,17 @@ std::vector<Target> const& targets() {
         {"pulsar decoders", pulsar_decoders, {"pulsartcp", 6, 4}, {"00 00 C0 3F", "00 07"}, 12},
         {"set-4tm exchange", exchange("set-4tm"), {"set4tm", 0, 2}, {"05 08 00", "05 01 00 02 12 34"}, 300},
         {"vkt7 reply", vkt7_reply, {"vkt7rtu"}, {"01 83 02 C0 F1", "01 03 00 12 34", "01 03 03 FF C0 00 12 34"}, 300},
+        {"simulated devices",
+         simulated_devices,
+         {.kind = Kind::none},
+         {"01 03 00 00 00 02", "01 10 00 00 00 02 04 01 02 03 04", "05 01 01 07 03 08 02 00 05", "05 05 00 01",
+          "05 08 11 00", "05 08 00 5C A7 31 E2 0D 9B", "05 01 01", "12 34 56 78 0A 0C 03 10 EF BE", "\"#01A\"",
+          "\"/?1!\" 01 \"R1\" 02 \"DATE\" 03", "01 10 3F FF 00 00 06 03 00 00 40 04 00", "01 03 3F FE 00 00",
+          "02 00 00 00 30 39 EE EE EE EE EE EE 88 E5 00 15 00 00 00 00 00 01 00 01 00 16 00 0D C0 01 C1 00 03 01 00 01 "
+          "08 00 FF 02 00",
+          "02 00 00 00 30 39 00 00 00 00 00 29", "02 00 00 00 30 39 00 00 00 00 00 00"},
+         64,
+         4},
         {"snmp",
          snmp,
          {.kind = Kind::none},

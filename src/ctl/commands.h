@@ -17,5 +17,6 @@ void add_schema(CLI::App& app, int& status);
 void add_capture(CLI::App& app, int& status);
 void add_replay(CLI::App& app, int& status);
 void add_watch(CLI::App& app, int& status);
+void add_simulate(CLI::App& app, int& status);
 void add_keys(CLI::App& app, int& status);
 void add_scan(CLI::App& app, int& status);

@@ -383,6 +383,37 @@ inline constexpr Row table[] = {
      "ошибки   неудачные опросы с начала показа"},
 
     // simulate
+    {"serve the far end of every port of a configuration", "отвечать за устройства всех портов конфигурации"},
+    {"the configuration", "конфигурация"},
+    {"write a copy that leads to the simulation", "записать копию, ведущую к имитации"},
+    {"part of the answers that go wrong, 0 to 1", "доля ошибочных ответов, от 0 до 1"},
+    {"end by itself behind so long", "завершиться через столько секунд"},
+    {"broker of Zigbee bridges, if another one", "брокер мостов Zigbee, если другой"},
+    {"its port", "его порт"},
+    {"folder of the templates", "каталог шаблонов"},
+    {"  ostrandctl simulate plant.json --output desk.json &\n"
+     "  ostrand -c desk.json\n"
+     "Each device answers each of its parameters with values that move within its limits; what is written is\n"
+     "read back. A serial line is a link, just where the configuration has it if that place is free.",
+     "  ostrandctl simulate plant.json --output desk.json &\n"
+     "  ostrand -c desk.json\n"
+     "Каждое устройство отвечает на каждый свой параметр значениями, которые меняются в его пределах; записанное\n"
+     "читается обратно. Последовательная линия: ссылка там, где её указывает конфигурация, если место свободно."},
+    {"the file has no ports", "в файле нет портов"},
+    {"port %s can't be loaded: ostrandctl check tells why", "порт %s не загружается: причину покажет ostrandctl check"},
+    {"none of the ports can be served", "ни один порт не может быть обслужен"},
+    {"port %s has no line: nothing to serve", "у порта %s нет линии: отвечать не за кого"},
+    {"device %s (%s) isn't simulated", "устройство %s (%s) не имитируется"},
+    {"no agent can listen", "агент не может открыть порт"},
+    {"broker %s:%d", "брокер %s:%d"},
+    {"%s: a base.tcp port without mb-tcp devices: loading never ends",
+     "%s: порт base.tcp без устройств mb-tcp: загрузка не завершится"},
+    {"GPIO lines aren't simulated", "линии GPIO не имитируются"},
+    {"%s: is the configuration itself", "%s: это сама конфигурация"},
+    {"(*) not where the configuration says: start the daemon with the copy of --output",
+     "(*) не там, где указано в конфигурации: запускайте службу с копией из --output"},
+    {"serving until Ctrl-C", "работает до Ctrl-C"},
+    {"command%s", "команда%s"},
 };
 // clang-format on
 
