@@ -10,6 +10,8 @@
 #include "ctl/line/hex.h"
 #include "ctl/progress.h"
 
+namespace scanner {
+
 namespace {
 
 using xCommon::xString;
@@ -292,3 +294,5 @@ std::string table_of(std::vector<Found> const& found) {
     }
     return text;
 }
+
+}  // namespace scanner
