@@ -28,6 +28,16 @@ using testing::SizeIs;
 
 namespace {
 
+using scanner::addresses_of;
+using scanner::configuration_of;
+using scanner::Found;
+using scanner::HostPort;
+using scanner::ScanLine;
+using scanner::ScanOptions;
+using scanner::ScanResult;
+using scanner::settings_text;
+using scanner::tcp_scan_line;
+
 class ScriptedLine : public ScanLine {
  public:
     void open(xserial::xco const& settings) override { settings_ = settings; }
@@ -391,7 +401,7 @@ TEST(ScanAddresses, AreNumbersAndRanges) {
         EXPECT_THROW(addresses_of({text}), std::invalid_argument) << text;
     }
     for (char const* text : {"", "host", "host:", ":502", "host:0", "host:65536", "host:5x"}) {
-        EXPECT_THROW(TcpPeer{text}, std::invalid_argument) << text;
+        EXPECT_THROW(HostPort{text}, std::invalid_argument) << text;
     }
 }
 

@@ -6,6 +6,8 @@
 #include "foundation/deadline.h"
 #include "foundation/xmisc.h"
 
+namespace scanner {
+
 namespace {
 
 using xCommon::Deadline;
@@ -88,3 +90,5 @@ void Asker::look_at_rest(xCommon::ByteList const& request) {
         first_unclear_ = unclear_++ == 0 ? arrived_ : first_unclear_;
     }
 }
+
+}  // namespace scanner

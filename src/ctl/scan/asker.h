@@ -9,6 +9,8 @@
 
 #include "ctl/scan/scan_line.h"
 
+namespace scanner {
+
 /// Asks the addresses of a line: a request, one time-out, no second try. What doesn't come as a whole and sound reply
 /// to just this request is none: noise, a late answer of somebody else, the request itself.
 class Asker {
@@ -52,3 +54,5 @@ class Asker {
     int unclear_ = 0;
     Bytes first_unclear_;
 };
+
+}  // namespace scanner

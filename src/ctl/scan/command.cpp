@@ -14,6 +14,9 @@
 
 namespace {
 
+using scanner::ScanOptions;
+using scanner::ScanResult;
+
 struct Arguments {
     ScanOptions scan;
     std::string output;
@@ -59,8 +62,8 @@ void tell_left_out(std::vector<std::string> const& words) {
         return std::find(words.begin(), words.end(), word) != words.end();
     };
     std::string left_out;
-    for (std::string const& word : protocol_words()) {
-        left_out += has("all") && opens_session(word) && !has(word) ? " " + word : "";
+    for (std::string const& word : scanner::protocol_words()) {
+        left_out += has("all") && scanner::opens_session(word) && !has(word) ? " " + word : "";
     }
     if (!left_out.empty()) {
         std::cerr << say("\"all\" leaves out those that take an opening of a session; name them to ask them:%s",
@@ -76,10 +79,11 @@ int run(Arguments const& arguments) {
     }
     tell_left_out(options.protocols);
     int const signals = end_signals();
-    auto const line = options.tcp.empty() ? serial_scan_line(options.is_forced) : tcp_scan_line(options.tcp);
+    auto const line =
+        options.tcp.empty() ? scanner::serial_scan_line(options.is_forced) : scanner::tcp_scan_line(options.tcp);
     ScanResult result;
     try {
-        result = scan(options, *line, std::cout, std::cerr, [signals] { return is_readable(signals); });
+        result = scanner::scan(options, *line, std::cout, std::cerr, [signals] { return is_readable(signals); });
     } catch (xserial::LineHeld const&) {
         std::string const holder = line_holder(options.tty);
         std::cerr << say("%s: another process holds the line: %s. Nothing was sent; --force asks all the same.",
@@ -91,8 +95,8 @@ int run(Arguments const& arguments) {
         std::cerr << say("nobody answers") << "\n";
         return status_failed;
     }
-    std::cout << "\n" << table_of(result.found) << std::flush;
-    bool const is_written = write_configuration(configuration_of(options, result.found), arguments.output);
+    std::cout << "\n" << scanner::table_of(result.found) << std::flush;
+    bool const is_written = write_configuration(scanner::configuration_of(options, result.found), arguments.output);
     return is_written && result.is_whole ? status_ok : status_failed;
 }
 
@@ -126,7 +130,7 @@ void add_scan(CLI::App& app, int& status) {
     list("--bytesize", scan.bytesizes, "data bits; with less than 8 only text protocols are asked")
         ->check(CLI::Range(5, 8));
     list("--stopbits", scan.stopbits, "stop bits to try")->check(CLI::IsMember({1.0, 1.5, 2.0}));
-    std::vector<std::string> words = protocol_words();
+    std::vector<std::string> words = scanner::protocol_words();
     words.emplace_back("all");
     list("--protocol", scan.protocols, "what to ask; all leaves out mercury, milur and vkt-7")
         ->check(CLI::IsMember(words));
@@ -144,9 +148,9 @@ void add_scan(CLI::App& app, int& status) {
             if (arguments->scan.tty.empty() && arguments->scan.tcp.empty()) {
                 throw std::invalid_argument(say("where? Either --tty PATH or --tcp HOST:PORT"));
             }
-            addresses_of(arguments->scan.addresses);
+            scanner::addresses_of(arguments->scan.addresses);
             if (!arguments->scan.tcp.empty()) {
-                TcpPeer const peer(arguments->scan.tcp);
+                scanner::HostPort const peer(arguments->scan.tcp);
             }
         } catch (std::invalid_argument const& e) {
             throw CLI::ValidationError(e.what());

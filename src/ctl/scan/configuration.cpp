@@ -3,6 +3,8 @@
 
 #include "ctl/scan/scan.h"
 
+namespace scanner {
+
 namespace {
 
 constexpr int default_timeout_ms = 500;
@@ -55,7 +57,7 @@ Json::Value configuration_of(ScanOptions const& options, std::vector<Found> cons
         port["rs"] = line_settings(found.at(0).settings);
         port["rs"]["path"] = options.tty;
     } else {
-        TcpPeer const peer(options.tcp);
+        HostPort const peer(options.tcp);
         port["type"] = "base.tcp";
         port["tcp"]["url"] = peer.host;
         port["tcp"]["port"] = peer.port;
@@ -74,3 +76,5 @@ Json::Value configuration_of(ScanOptions const& options, std::vector<Found> cons
     root["ports"].append(port);
     return root;
 }
+
+}  // namespace scanner

@@ -9,6 +9,8 @@
 #include "drivers/vkt7rtu/reply.h"
 #include "foundation/crc.h"
 
+namespace scanner {
+
 namespace {
 
 using xCommon::ByteList;
@@ -301,3 +303,5 @@ std::unique_ptr<Protocol> scan_milur() {
 std::unique_ptr<Protocol> scan_vkt7() {
     return std::make_unique<Vkt7>();
 }
+
+}  // namespace scanner

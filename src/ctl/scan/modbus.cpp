@@ -6,6 +6,8 @@
 #include "drivers/mbrtu/pdu.h"
 #include "drivers/mbtcp/pdu.h"
 
+namespace scanner {
+
 namespace {
 
 using xCommon::ByteList;
@@ -30,7 +32,7 @@ constexpr int no_answer = 11;
 
 /// Read Device Identification, the basic objects (Modbus Application Protocol V1.1b3, 6.21).
 constexpr unsigned char function_identify = 0x2B;
-constexpr unsigned char identify[] = {0x0E, 0x01, 0x00};
+constexpr unsigned char identify_request[] = {0x0E, 0x01, 0x00};
 
 struct RtuFraming {
     using Pdu = mbrtu::pdu;
@@ -109,13 +111,13 @@ class Modbus : public Protocol {
 
     std::string name(Asker& asker, Address address) override {
         ByteList unit = {static_cast<unsigned char>(address), function_identify};
-        unit.push_buf(::identify, sizeof(::identify));
+        unit.push_buf(identify_request, sizeof(identify_request));
         ByteList request;
         Pdu::wrap(request, unit);
         Bytes const reply = asker.ask(request, [&](Frame frame) {
             Frame const answer = Framing::unit(frame);
             return !answer.empty() && answer[0] == address &&
-                   (is_refusal(answer) || (answer[1] == function_identify && answer[2] == ::identify[0]));
+                   (is_refusal(answer) || (answer[1] == function_identify && answer[2] == identify_request[0]));
         });
         return is_refusal(Framing::unit(reply)) ? std::string() : identity_of(Framing::unit(reply));
     }
@@ -173,3 +175,5 @@ std::unique_ptr<Protocol> scan_modbus_rtu() {
 std::unique_ptr<Protocol> scan_modbus_tcp() {
     return std::make_unique<Modbus<TcpFraming>>();
 }
+
+}  // namespace scanner

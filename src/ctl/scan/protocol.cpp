@@ -6,6 +6,8 @@
 #include "ctl/scan/modbus.h"
 #include "ctl/scan/text_protocols.h"
 
+namespace scanner {
+
 namespace {
 
 struct Row {
@@ -56,3 +58,5 @@ Protocols protocols_for(std::vector<std::string> const& words, bool has_modbus_t
     }
     return result;
 }
+
+}  // namespace scanner

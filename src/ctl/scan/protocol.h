@@ -10,6 +10,8 @@
 
 #include "ctl/scan/asker.h"
 
+namespace scanner {
+
 /// What a protocol is asked by, and what the answers prove. The frames are the drivers' own.
 ///
 /// The first request to an unknown address changes nothing, neither in a device of its own protocol nor in one of any
@@ -87,3 +89,5 @@ std::vector<std::string> protocol_words();
 /// Of those words, "all" among them, in the order in which they have to be asked. `has_modbus_tcp` adds that framing to
 /// "modbus", `checksums` tells whether DCON modules are asked with them.
 Protocols protocols_for(std::vector<std::string> const& words, bool has_modbus_tcp, bool checksums);
+
+}  // namespace scanner

@@ -4,6 +4,8 @@
 
 #include "config/cport.h"
 
+namespace scanner {
+
 /// A parameter as the daemon would load it, for the frames that are built from one and the values that it decodes.
 template <typename Param>
 class Sample {
@@ -22,3 +24,5 @@ class Sample {
  private:
     std::unique_ptr<CPort> port_;
 };
+
+}  // namespace scanner

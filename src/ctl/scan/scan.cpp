@@ -4,11 +4,14 @@
 #include <charconv>
 #include <ostream>
 #include <set>
+#include <span>
 #include <stdexcept>
 
 #include "ctl/language/phrase.h"
 #include "ctl/line/hex.h"
 #include "ctl/progress.h"
+
+namespace scanner {
 
 namespace {
 
@@ -27,7 +30,14 @@ Address number_of(std::string_view text, std::string const& whole) {
     return number;
 }
 
-/// A table of its own for what is found at once, so that all lines stand below each other.
+/// Noise may be long.
+std::string shown(Asker::Bytes const& bytes) {
+    constexpr size_t most = 32;
+    std::string const text = hex::text(std::span(bytes).first(std::min(bytes.size(), most)));
+    return bytes.size() > most ? text + " ..." : text;
+}
+
+/// The columns of what is told at once and of the table.
 std::string row_of(std::string const& protocol, std::string const& line, std::string const& address,
                    std::string const& says) {
     return xString::Format("%-8s  %-12s  %7s  %s\n", protocol, line, address, says);
@@ -214,7 +224,7 @@ class Scan {
             note(
                 say("requests followed by what is no answer to them: %d; noise, other settings, another protocol, "
                     "or answers behind the time-out. The first: %s",
-                    asker_.unclear(), hex::text(asker_.first_unclear())));
+                    asker_.unclear(), shown(asker_.first_unclear())));
         }
         bool const has_mercury = std::any_of(result_.found.begin(), result_.found.end(),
                                              [](Found const& found) { return found.protocol == "mercury"; });
@@ -292,3 +302,5 @@ std::string table_of(std::vector<Found> const& found) {
     }
     return text;
 }
+
+}  // namespace scanner

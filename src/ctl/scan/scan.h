@@ -8,6 +8,8 @@
 #include "ctl/scan/protocol.h"
 #include "ctl/scan/scan_line.h"
 
+namespace scanner {
+
 /// What is asked, and where.
 struct ScanOptions {
     std::string tty;  ///< or tcp
@@ -54,3 +56,5 @@ std::string table_of(std::vector<Found> const& found);
 /// A configuration in the plain shape by which the daemon polls them. The line has the settings of the first; devices
 /// with others have personal ones.
 Json::Value configuration_of(ScanOptions const& options, std::vector<Found> const& found);
+
+}  // namespace scanner

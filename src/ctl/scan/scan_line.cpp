@@ -7,6 +7,8 @@
 #include "ctl/language/phrase.h"
 #include "foundation/wsock.h"
 
+namespace scanner {
+
 namespace {
 
 using xserial::xrs;
@@ -90,7 +92,7 @@ class TcpScanLine : public ScanLine {
     }
 
     std::string name_;
-    TcpPeer peer_;
+    HostPort peer_;
     std::unique_ptr<xsock::wsock> socket_;
 };
 
@@ -113,7 +115,7 @@ std::string settings_text(xserial::xco const& settings) {
                                     stop_bits);
 }
 
-TcpPeer::TcpPeer(std::string const& text) {
+HostPort::HostPort(std::string const& text) {
     constexpr int highest_port = 65535;
     size_t const colon = text.rfind(':');
     host = text.substr(0, colon);
@@ -124,3 +126,5 @@ TcpPeer::TcpPeer(std::string const& text) {
         throw std::invalid_argument(say("%s: not HOST:PORT", text));
     }
 }
+
+}  // namespace scanner

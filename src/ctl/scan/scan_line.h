@@ -8,6 +8,8 @@
 #include "foundation/byte_list.h"
 #include "foundation/serial_line.h"
 
+namespace scanner {
+
 /// What a scan asks on. Used by one thread.
 class ScanLine {
  public:
@@ -39,8 +41,10 @@ std::unique_ptr<ScanLine> tcp_scan_line(std::string const& peer);
 std::string settings_text(xserial::xco const& settings);
 
 /// Host and port; raises std::invalid_argument.
-struct TcpPeer {
-    explicit TcpPeer(std::string const& text);
+struct HostPort {
+    explicit HostPort(std::string const& text);
     std::string host;
     int port = 0;
 };
+
+}  // namespace scanner

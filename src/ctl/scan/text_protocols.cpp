@@ -7,6 +7,8 @@
 #include "drivers/dcon/pdu.h"
 #include "drivers/emera/pdu.h"
 
+namespace scanner {
+
 namespace {
 
 using xCommon::ByteList;
@@ -158,3 +160,5 @@ std::unique_ptr<Protocol> scan_dcon(bool has_checksum) {
 std::unique_ptr<Protocol> scan_emera() {
     return std::make_unique<Emera>();
 }
+
+}  // namespace scanner
