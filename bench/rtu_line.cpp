@@ -11,8 +11,8 @@
 #include <unistd.h>
 
 #include "ctl/line/pty_line.h"
-#include "passes.h"
 #include "ctl/simulate/bytes.h"
+#include "passes.h"
 
 namespace {
 

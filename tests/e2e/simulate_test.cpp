@@ -148,18 +148,19 @@ TEST(Simulate, KeepsWhatTheDaemonWrites) {
     EXPECT_FALSE(fs::exists(daemon.folder().file("line")));
 }
 
-TEST(Simulate, TellsWhatItCantServe) {
+TEST(Simulate, EndsByItselfAndTellsWhatItCantServe) {
     TempFolder const folder;
+    std::string const good = std::string(SOURCE_DIR) + "/examples/first.json";
     struct Row {
         std::string file;
         int status;
     };
-    for (Row const& row : {Row{folder.file("none"), 2}, Row{folder.path(), 2}, Row{folder.write("a", "{"), 1},
-                           Row{folder.write("b", R"({"ports": []})"), 1},
+    for (Row const& row : {Row{good, 0}, Row{folder.file("none"), 2}, Row{folder.path(), 2},
+                           Row{folder.write("a", "{"), 1}, Row{folder.write("b", R"({"ports": []})"), 1},
                            Row{folder.write("c", R"({"ports": [{"connection": {"type": "base.tcp"}, "parameters": [],
                                "devices": [{"name": "a", "type": "mb-rtu"}]}]})"),
                                1}}) {
-        std::unique_ptr<ChildProcess> const simulation = run_simulate({row.file});
+        std::unique_ptr<ChildProcess> const simulation = run_simulate({row.file, "--seconds", "1"});
         EXPECT_EQ(simulation->wait_exit(seconds(10)), row.status) << row.file;
     }
 }

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstdio>
 #include <numeric>
-#include <utility>
 
 namespace sim {
 
@@ -55,9 +54,9 @@ Dcon::Dcon(dcon::c_dev const& node)
 
 void Dcon::add(dcon::c_param& param) {
     if (param.cmd == dcon::cmd_read_channel && param.channel.size() == 1) {
-        Course course = is_rising(param) ? Course(param, count_carrier, five_digits)
-                                         : Course(param, channel_carrier, five_characters);
-        channels_.emplace(param.channel[0], std::move(course));
+        Course const course = is_rising(param) ? Course(param, count_carrier, five_digits)
+                                               : Course(param, channel_carrier, five_characters);
+        channels_.emplace(param.channel[0], course);
     }
     if (param.bits) {
         for (bholding::bitem const& bit : param.bits->items) {

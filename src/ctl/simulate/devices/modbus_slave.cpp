@@ -183,7 +183,7 @@ void Registers::add(modbus::c_param& param) {
     for (unsigned int index = 0; index < point.count; ++index) {
         table.taken.insert(point.address + index);
     }
-    table.points.emplace(point.address, std::move(point));
+    table.points.emplace(point.address, point);
 }
 
 /// Never the bytes that stand for "no value": of a set only the leading half of them is compared.
@@ -225,7 +225,7 @@ Bytes Registers::registers(Table const& table, unsigned int first, unsigned int 
     for (auto point = begin; point != table.points.end() && point->first < first + count; ++point) {
         Bytes const bytes = image(point->second, seconds);
         for (unsigned int index = 0; 2 * index + 1 < bytes.size(); ++index) {
-            put(point->first + index, bytes[2 * index], bytes[2 * index + 1]);
+            put(point->first + index, bytes[size_t{2} * index], bytes[size_t{2} * index + 1]);
         }
     }
     for (auto const& [address, value] : table.written) {
