@@ -341,7 +341,6 @@ inline constexpr Row table[] = {
     {"errors", "ошибки"},
     {"%lldh%02lld", "%lldч%02lld"},
     {"%lldd", "%lldд"},
-    {"port", "порт"},
     {"polls", "опросы"},
     {"out of range", "вне диапазона"},
     {"last pass", "посл. проход"},
@@ -384,13 +383,11 @@ inline constexpr Row table[] = {
 
     // simulate
     {"serve the far end of every port of a configuration", "отвечать за устройства всех портов конфигурации"},
-    {"the configuration", "конфигурация"},
     {"write a copy that leads to the simulation", "записать копию, ведущую к имитации"},
     {"part of the answers that go wrong, 0 to 1", "доля ошибочных ответов, от 0 до 1"},
     {"end by itself behind so long", "завершиться через столько секунд"},
     {"broker of Zigbee bridges, if another one", "брокер мостов Zigbee, если другой"},
     {"its port", "его порт"},
-    {"folder of the templates", "каталог шаблонов"},
     {"  ostrandctl simulate plant.json --output desk.json &\n"
      "  ostrand -c desk.json\n"
      "Each device answers each of its parameters with values that move within its limits; what is written is\n"
