@@ -25,6 +25,10 @@ inline constexpr char personal_line[] = "personal-line";
 inline constexpr char number[] = "not-a-number";
 inline constexpr char object_id[] = "object-id";
 inline constexpr char start[] = "start";
+inline constexpr char foreign[] = "foreign-parameter";
+inline constexpr char whole_bits[] = "bits-read-as-a-whole";
+inline constexpr char twice[] = "key-twice";
+inline constexpr char encoding[] = "not-utf-8";
 }  // namespace warn
 
 inline constexpr WarningName warning_names[] = {
@@ -44,4 +48,8 @@ inline constexpr WarningName warning_names[] = {
     {warn::number, "a text where a number is meant"},
     {warn::object_id, "an object id that can't be translated"},
     {warn::start, "what the port would tell at its start"},
+    {warn::foreign, "a parameter of another driver's type, which its device never asks for"},
+    {warn::whole_bits, "bits in a device with all_params: the process restarts at each poll"},
+    {warn::twice, "a key that stands twice in one object: the last one counts"},
+    {warn::encoding, "text in another encoding than UTF-8, which no broker takes in a topic"},
 };
