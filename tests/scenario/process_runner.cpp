@@ -2,19 +2,15 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <set>
 
 #include <gtest/gtest.h>
 
 #include "config/constants.h"
 #include "config/process.h"
 #include "ctl/scenario/offset_clock.h"
-#include "ctl/json_text.h"
 #include "ctl/scenario/port_bench.h"
-#include "ctl/topics/topic_list.h"
 #include "scenario/runners.h"
 #include "support/log_capture.h"
-#include "support/temp_folder.h"
 
 namespace {
 
@@ -61,7 +57,6 @@ class ProcessRun {
                 ADD_FAILURE_AT(scenario_.path.c_str(), step.line) << fault << "\n" << report();
             }
         }
-        look_for_topics();
     }
 
  private:
@@ -146,25 +141,6 @@ class ProcessRun {
             }
         }
         return text;
-    }
-
-    /// What is published of a parameter stands in the list of topics.
-    void look_for_topics() const {
-        std::set<std::string> topics;
-        TempFolder const folder;
-        LogListener const silence([](auto...) {});
-        Loading const loading(folder.write("c.json", json_text(scenario_.whole_config())));
-        if (loading.config) {
-            IdlePorts const ports(*loading.config);
-            for (TopicRow const& row : list_topics(loading, ports)) {
-                topics.insert(row.is_read ? row.topic : "");
-            }
-        }
-        for (Published const& item : bench_.published) {
-            bool const is_value = item.retained && item.topic.starts_with("/devices/") &&
-                                  !item.topic.starts_with("/devices/z2t_tasmota_");
-            EXPECT_TRUE(!is_value || topics.contains(item.topic)) << scenario_.path << ": not listed: " << item.topic;
-        }
     }
 
     std::string report() const {

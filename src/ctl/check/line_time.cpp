@@ -21,17 +21,13 @@ struct Dialogue {
 };
 /// The first that fits. What isn't here is not polled, or not on a line.
 constexpr Dialogue dialogues[] = {
-    {"mb-", 13, 1, 0},            // and two for each register
-    {"vkt7", 490, 9, 0},          // properties and lists are read with each value
-    {"dcon", 19, 1, 0},
-    {"merc", 6, 1, 0},            // and the answer
-    {"milur", 15, 1, 0},
-    {"set-4tm", 14, 1, 0},
-    {"emera", 50, 1, 0},          // and the register's name, which comes back
-    {"pulsar", 28, 1, 0},
-    {"dlms.rs.old", 204, 3, 0.3}, // select frames, statuses and confirmations
-    {"dlms.rs", 90, 1, 0.1},
-    {"dlms", 0, 1, 0},
+    {"mb-", 13, 1, 0},                           // and two for each register
+    {"vkt7", 490, 9, 0},                         // properties and lists are read with each value
+    {"dcon", 19, 1, 0},      {"merc", 6, 1, 0},  // and the answer
+    {"milur", 15, 1, 0},     {"set-4tm", 14, 1, 0},
+    {"emera", 50, 1, 0},                                    // and the register's name, which comes back
+    {"pulsar", 28, 1, 0},    {"dlms.rs.old", 204, 3, 0.3},  // select frames, statuses and confirmations
+    {"dlms.rs", 90, 1, 0.1}, {"dlms", 0, 1, 0},
     {"snmp", 0, 1, 0},
 };
 /// A device takes its time, and a network too.
@@ -140,8 +136,8 @@ LineTime& LineTime::operator+=(LineTime const& other) {
     pass_s += other.pass_s;
     silent_s += other.silent_s;
     load += other.load;
-    shortest = shortest == 0 || other.shortest == 0 ? std::max(shortest, other.shortest)
-                                                    : std::min(shortest, other.shortest);
+    shortest =
+        shortest == 0 || other.shortest == 0 ? std::max(shortest, other.shortest) : std::min(shortest, other.shortest);
     return *this;
 }
 

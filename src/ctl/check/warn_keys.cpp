@@ -190,20 +190,31 @@ class KeyLook {
     static constexpr Idle port_part[] = {{"base.z2t", "poll_interval"}, {"base.z2t", "rto"},
                                          {"base.z2t", "sto"},           {"base.z2t", "poll_reconnect"},
                                          {"base.z2t", "silent_probe"},  {"dlms", "poll_reconnect"}};
-    static constexpr Idle device_part[] = {
-        {"merc", "poll_reconnect"}, {"milur", "poll_reconnect"}, {"set-4tm", "poll_reconnect"},
-        {"dcon", "poll_reconnect"}, {"dlms", "poll_reconnect"},  {"dlms", "rs"},
-        {"z2t", "poll_interval"},   {"z2t", "rto"},              {"z2t", "sto"},
-        {"z2t", "poll_reconnect"},  {"z2t", "silent_probe"},     {"pulsar", "silent_probe"},
-        {"pulsar", "templ"}};
-    static constexpr Idle param_part[] = {{"z2t", "poll_interval"},    {"z2t", "rto"},           {"z2t", "sto"},
-                                          {"z2t", "enabled"},          {"pulsar", "value_type"}, {"pulsar", "poll_interval"},
-                                          {"vkt7", "converter_read"}, {"vkt7", "converter_write"}};
+    static constexpr Idle device_part[] = {{"merc", "poll_reconnect"},
+                                           {"milur", "poll_reconnect"},
+                                           {"set-4tm", "poll_reconnect"},
+                                           {"dcon", "poll_reconnect"},
+                                           {"dlms", "poll_reconnect"},
+                                           {"dlms", "rs"},
+                                           {"z2t", "poll_interval"},
+                                           {"z2t", "rto"},
+                                           {"z2t", "sto"},
+                                           {"z2t", "poll_reconnect"},
+                                           {"z2t", "silent_probe"},
+                                           {"pulsar", "silent_probe"},
+                                           {"pulsar", "templ"}};
+    static constexpr Idle param_part[] = {{"z2t", "poll_interval"},
+                                          {"z2t", "rto"},
+                                          {"z2t", "sto"},
+                                          {"z2t", "enabled"},
+                                          {"pulsar", "value_type"},
+                                          {"pulsar", "poll_interval"},
+                                          {"vkt7", "converter_read"},
+                                          {"vkt7", "converter_write"}};
 
     static bool has_row(std::span<Idle const> rows, std::string_view type, std::string_view key) {
-        return std::any_of(rows.begin(), rows.end(), [type, key](Idle const& row) {
-            return type.starts_with(row.type) && key == row.key;
-        });
+        return std::any_of(rows.begin(), rows.end(),
+                           [type, key](Idle const& row) { return type.starts_with(row.type) && key == row.key; });
     }
 
     WarningContext const& context_;

@@ -152,13 +152,9 @@ class PortLook {
         }
     }
 
-    static CBase const* device_of(TopicRow const& row) {
-        return row.node == nullptr ? nullptr : row.node->parent;
-    }
+    static CBase const* device_of(TopicRow const& row) { return row.node == nullptr ? nullptr : row.node->parent; }
 
-    std::string name_of(TopicRow const& row) const {
-        return row.node == nullptr ? row.parameter : path_of(*row.node);
-    }
+    std::string name_of(TopicRow const& row) const { return row.node == nullptr ? row.parameter : path_of(*row.node); }
 
     std::string path_of(CBase const& node) const {
         Loading::Place const place = context_.loading.place_of(&node);

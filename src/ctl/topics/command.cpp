@@ -17,8 +17,8 @@ std::string interval_text(TopicRow const& row) {
 }
 
 std::vector<std::string> cells_of(TopicRow const& row) {
-    return {row.topic, row.on_topic, row.direction(), row.parameter, row.unit, interval_text(row),
-            row.port,  row.device,   row.source};
+    return {row.topic,          row.on_topic, row.direction(), row.parameter, row.unit,
+            interval_text(row), row.port,     row.device,      row.source};
 }
 
 constexpr char const* names[] = {"topic",    "on_topic", "direction", "parameter", "unit",
@@ -64,8 +64,7 @@ std::string as_json(std::vector<TopicRow> const& rows) {
 std::string as_table(std::vector<TopicRow> const& rows) {
     TextTable table({say("topic"), "", say("unit"), say("interval"), say("port"), say("device"), say("source")});
     for (TopicRow const& row : rows) {
-        table.add(
-            {row.topic, row.direction(), row.unit, interval_text(row), row.port, row.device, row.source});
+        table.add({row.topic, row.direction(), row.unit, interval_text(row), row.port, row.device, row.source});
     }
     return table.text();
 }

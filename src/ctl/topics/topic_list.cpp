@@ -8,6 +8,7 @@
 #include "ctl/topics/writing.h"
 #include "drivers/dcon/config.h"
 #include "drivers/modbus/config.h"
+#include "drivers/vkt7rtu/config.h"
 #include "drivers/xdlms/config.h"
 #include "drivers/xsnmp/config.h"
 #include "transport/no_line_tran.h"
@@ -26,6 +27,10 @@ class IdleLine : public NoLineTran {
 /// Controls that a parameter has: its own, or those of its bits.
 std::vector<std::string> controls_of(CParam const& param) {
     bholding::bhold const* bits = nullptr;
+    bool const is_vkt7 = dynamic_cast<vkt7rtu::c_dev const*>(param.parent) != nullptr;
+    if (is_vkt7 && dynamic_cast<vkt7rtu::c_param const*>(&param) == nullptr) {
+        return {param.name};  // a parameter of Modbus is a plain register there
+    }
     if (auto const* const reg = dynamic_cast<modbus::c_register const*>(&param)) {
         bits = reg->bits.get();
     } else if (auto const* const command = dynamic_cast<dcon::c_param const*>(&param)) {
