@@ -19,4 +19,6 @@ void add_replay(CLI::App& app, int& status);
 void add_watch(CLI::App& app, int& status);
 void add_simulate(CLI::App& app, int& status);
 void add_keys(CLI::App& app, int& status);
+void add_read(CLI::App& app, int& status);
+void add_write(CLI::App& app, int& status);
 void add_scan(CLI::App& app, int& status);

@@ -58,8 +58,8 @@ int main(int argc, char** argv) {
         std::string named;
         app.add_option("--language", named, say("of the messages; otherwise as the locale says"))
             ->check(CLI::IsMember({"en", "ru"}));
-        for (auto const add : {add_check, add_schema, add_topics, add_scan, add_watch, add_simulate, add_capture,
-                               add_replay, add_keys}) {
+        for (auto const add : {add_scan, add_check, add_schema, add_topics, add_read, add_write, add_watch,
+                               add_simulate, add_capture, add_replay, add_keys}) {
             add(app, status);
         }
         for (CLI::App* const command : app.get_subcommands({})) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -33,6 +34,8 @@ class HostedPorts : public PortHost {
     std::unique_ptr<xMQ::mqClient> make_client(xCommon::SyncVector& queue, std::string const& identity) override;
 
     std::vector<Published> published;
+    /// Behind each that is published.
+    std::function<void()> on_publish = [] {};
 
  protected:
     std::vector<std::unique_ptr<PortBase>> ports_;
