@@ -10,8 +10,8 @@
 #include <span>
 #include <stdexcept>
 
-#include "app/normalise.h"
 #include "config/process.h"
+#include "ctl/check/loading.h"
 #include "ctl/json_text.h"
 #include "ctl/language/phrase.h"
 #include "ctl/scenario/offset_clock.h"
@@ -36,7 +36,7 @@ struct Captured {
 Captured read_log(std::string const& path, std::string const& port) {
     std::ifstream file(path);
     if (!file) {
-        throw std::runtime_error(say("%s: can't be read", path));
+        throw UnreadableFile(say("%s: can't be read", path));
     }
     static std::regex const frame(R"(\] \[(.*?)\] (передача|приём) \+(\d+) мс :((?: [0-9A-F]{2})*)$)");
     static std::regex const message(R"(\] \[(.*?)\] обработка сообщения : (\S+) = (.*)\.$)");
@@ -69,7 +69,7 @@ Captured read_log(std::string const& path, std::string const& port) {
 
 /// The one port of the configuration, with one device where one is asked for.
 Json::Value cut_config(CaptureOptions const& options) {
-    Json::Value config = normalise(xCommon::jUtils::Load(options.config)).config;
+    Json::Value const config = load_configuration(options.config)->normalised;
     Json::Value result;
     for (Json::Value const& port : config["ports"]) {
         if (port["name"] != options.port) {

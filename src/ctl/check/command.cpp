@@ -37,13 +37,7 @@ int run(Options const& options) {
     if (!options.templates.empty()) {
         templates_folder() = options.templates;
     }
-    std::vector<Finding> findings;
-    try {
-        findings = check(options.file);
-    } catch (std::exception const& e) {
-        std::cerr << "ostrandctl: " << e.what() << "\n";
-        return status_refused;
-    }
+    std::vector<Finding> findings = check(options.file);
     std::erase_if(findings, [&options](Finding const& finding) {
         return std::count(options.silenced.begin(), options.silenced.end(), finding.name) > 0;
     });
