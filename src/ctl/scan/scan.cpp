@@ -16,6 +16,8 @@ namespace scanner {
 
 namespace {
 
+using Address = Asker::Address;
+
 /// More than any protocol has, and little memory.
 constexpr Address most_addresses = 100'000;
 
@@ -35,12 +37,11 @@ std::string shown(Asker::Bytes const& bytes) {
     return bytes.size() > most ? text + " ..." : text;
 }
 
-/// The columns of what is told at once and of the table.
+/// The columns of what is told at once and of the table, and widths for rows that come one by one.
 std::vector<std::string> row_of(Found const& found) {
     return {found.protocol, found.line, std::to_string(found.address), found.device.says};
 }
 
-/// Of rows that come one by one.
 std::vector<int> const widths = {8, 9, 7};
 
 class Scan {
