@@ -61,7 +61,8 @@ void add_check(CLI::App& app, int& status) {
     }
     command->add_option("--no-warn", options->silenced, say("leave out the warnings of this name; may be repeated"))
         ->check(CLI::IsMember(names))
-        ->option_text("NAME");
+        ->option_text("NAME")
+        ->allow_extra_args(false);  // FILE may stand behind it
     command->footer(footer());
     command->callback([options, &status] { status = run(*options); });
 }
