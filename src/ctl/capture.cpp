@@ -170,9 +170,9 @@ std::string escaped(std::string const& text) {
     return result;
 }
 
-class Writer {
+class ScenarioWriter {
  public:
-    Writer(CaptureOptions const& options, std::ostream& out, std::ostream& notes)
+    ScenarioWriter(CaptureOptions const& options, std::ostream& out, std::ostream& notes)
         : options_(options), out_(out), notes_(notes), captured_(read_log(options.log, options.port)) {
         scenario_.config = cut_config(options);
         Json::Value const& port = scenario_.config["ports"][0];
@@ -309,5 +309,5 @@ class Writer {
 }  // namespace
 
 void capture(CaptureOptions const& options, std::ostream& scenario, std::ostream& notes) {
-    Writer(options, scenario, notes).write();
+    ScenarioWriter(options, scenario, notes).write();
 }
