@@ -3,8 +3,10 @@
 #include <cstdio>
 #include <cstring>
 
+#include "ctl/check/document.h"
 #include "ctl/commands.h"
 #include "ctl/language/phrase.h"
+#include "ctl/text_columns.h"
 
 namespace {
 
@@ -51,6 +53,7 @@ int main(int argc, char** argv) {
     int status = status_ok;
     try {
         language::choose(wanted_language(argc, argv));
+        columns::choose_characters();
         CLI::App app(say("Works with the configurations and devices of ostrand."));
         name_parts(app);
         app.require_subcommand(1);
@@ -66,12 +69,16 @@ int main(int argc, char** argv) {
             if (!command->get_group().empty()) {
                 command->group(say("Commands"));
             }
+            command->get_help_ptr()->group(say("Options"));
         }
         try {
             app.parse(argc, argv);
         } catch (CLI::ParseError const& e) {
             return tell(app, e);
         }
+    } catch (UnreadableFile const& e) {
+        std::fprintf(stderr, "ostrandctl: %s\n", e.what());
+        return status_refused;
     } catch (std::exception const& e) {
         std::fprintf(stderr, "ostrandctl: %s\n", e.what());
         return status_failed;
