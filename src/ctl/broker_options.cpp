@@ -5,8 +5,8 @@
 #include <CLI/CLI.hpp>
 
 #include "config/config.h"
+#include "ctl/check/document.h"
 #include "ctl/language/phrase.h"
-#include "foundation/jutils.h"
 
 namespace {
 
@@ -15,8 +15,7 @@ constexpr int last_port = 65535;
 }  // namespace
 
 void BrokerOptions::complete() {
-    Json::Value const root = config.empty() ? Json::Value(Json::objectValue) : xCommon::jUtils::Load(config);
-    tcp_set const named = tcp_set::parse(root);
+    tcp_set const named = tcp_set::parse(config.empty() ? Json::Value(Json::objectValue) : Document(config).root());
     if (host.empty()) {
         host = named.url.empty() ? "127.0.0.1" : named.url;
     }

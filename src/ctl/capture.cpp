@@ -10,8 +10,8 @@
 #include <span>
 #include <stdexcept>
 
-#include "app/normalise.h"
 #include "config/process.h"
+#include "ctl/check/loading.h"
 #include "ctl/json_text.h"
 #include "ctl/language/phrase.h"
 #include "ctl/scenario/offset_clock.h"
@@ -36,7 +36,7 @@ struct Captured {
 Captured read_log(std::string const& path, std::string const& port) {
     std::ifstream file(path);
     if (!file) {
-        throw std::runtime_error(say("%s: can't be read", path));
+        throw UnreadableFile(say("%s: can't be read", path));
     }
     static std::regex const frame(R"(\] \[(.*?)\] (передача|приём) \+(\d+) мс :((?: [0-9A-F]{2})*)$)");
     static std::regex const message(R"(\] \[(.*?)\] обработка сообщения : (\S+) = (.*)\.$)");
@@ -69,7 +69,7 @@ Captured read_log(std::string const& path, std::string const& port) {
 
 /// The one port of the configuration, with one device where one is asked for.
 Json::Value cut_config(CaptureOptions const& options) {
-    Json::Value config = normalise(xCommon::jUtils::Load(options.config)).config;
+    Json::Value const config = load_configuration(options.config)->normalised;
     Json::Value result;
     for (Json::Value const& port : config["ports"]) {
         if (port["name"] != options.port) {
@@ -170,9 +170,9 @@ std::string escaped(std::string const& text) {
     return result;
 }
 
-class Writer {
+class ScenarioWriter {
  public:
-    Writer(CaptureOptions const& options, std::ostream& out, std::ostream& notes)
+    ScenarioWriter(CaptureOptions const& options, std::ostream& out, std::ostream& notes)
         : options_(options), out_(out), notes_(notes), captured_(read_log(options.log, options.port)) {
         scenario_.config = cut_config(options);
         Json::Value const& port = scenario_.config["ports"][0];
@@ -309,5 +309,5 @@ class Writer {
 }  // namespace
 
 void capture(CaptureOptions const& options, std::ostream& scenario, std::ostream& notes) {
-    Writer(options, scenario, notes).write();
+    ScenarioWriter(options, scenario, notes).write();
 }

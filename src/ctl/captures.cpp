@@ -16,7 +16,9 @@ void add_capture(CLI::App& app, int& /*status*/) {
     auto output = std::make_shared<std::string>();
     options->config = path_config_second;
     CLI::App* command = app.add_subcommand("capture", say("make a scenario of a log that was written with -h"));
-    command->add_option("LOG", options->log, say("the log; its frames are found by the port's name"))->required();
+    command->add_option("LOG", options->log, say("the log; its frames are found by the port's name"))
+        ->required()
+        ->check(CLI::ExistingFile);
     command->add_option("-p,--port", options->port, say("name of the port, as in the configuration"))->required();
     command->add_option("-d,--device", options->device, say("only this device of the port"));
     command->add_option("-c,--config", options->config, say("the configuration that was in force"))
@@ -47,7 +49,7 @@ void add_capture(CLI::App& app, int& /*status*/) {
 void add_replay(CLI::App& app, int& /*status*/) {
     auto options = std::make_shared<ReplayOptions>();
     CLI::App* command = app.add_subcommand("replay", say("serve the far end of a line by a scenario"));
-    command->add_option("FILE", options->scenario, say("the scenario"))->required();
+    command->add_option("FILE", options->scenario, say("the scenario"))->required()->check(CLI::ExistingFile);
     command->add_option("-p,--port", options->port, say("whose wire, where it has several"));
     auto* link = command->add_option("--tty", options->link, say("make a pseudo-terminal under this path"));
     command->add_option("--tcp", options->tcp, say("listen on this port of 127.0.0.1; 0 for a free one"))

@@ -10,7 +10,7 @@ enum Status : int {
 };
 
 /// The commands of the companion: each enters its options, and a callback that does the work and sets the status. What
-/// a callback raises is told on standard error and gives 1.
+/// a callback raises is told on standard error and gives 1, an UnreadableFile 2.
 void add_check(CLI::App& app, int& status);
 void add_topics(CLI::App& app, int& status);
 void add_schema(CLI::App& app, int& status);
@@ -19,4 +19,6 @@ void add_replay(CLI::App& app, int& status);
 void add_watch(CLI::App& app, int& status);
 void add_simulate(CLI::App& app, int& status);
 void add_keys(CLI::App& app, int& status);
+void add_read(CLI::App& app, int& status);
+void add_write(CLI::App& app, int& status);
 void add_scan(CLI::App& app, int& status);

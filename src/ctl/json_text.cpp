@@ -6,7 +6,8 @@
 
 std::string json_text(Json::Value const& value) {
     Json::StreamWriterBuilder style;
-    style["indentation"] = "  ";
+    style["indentation"] = "    ";
+    style["enableYAMLCompatibility"] = true;  // no blank ahead of a colon
     style["emitUTF8"] = true;
     style["precision"] = 15;
     return Json::writeString(style, value) + "\n";

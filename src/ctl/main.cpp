@@ -3,8 +3,10 @@
 #include <cstdio>
 #include <cstring>
 
+#include "ctl/check/document.h"
 #include "ctl/commands.h"
 #include "ctl/language/phrase.h"
+#include "ctl/text_columns.h"
 
 namespace {
 
@@ -51,6 +53,7 @@ int main(int argc, char** argv) {
     int status = status_ok;
     try {
         language::choose(wanted_language(argc, argv));
+        columns::choose_characters();
         CLI::App app(say("Works with the configurations and devices of ostrand."));
         name_parts(app);
         app.require_subcommand(1);
@@ -58,20 +61,24 @@ int main(int argc, char** argv) {
         std::string named;
         app.add_option("--language", named, say("of the messages; otherwise as the locale says"))
             ->check(CLI::IsMember({"en", "ru"}));
-        for (auto const add : {add_check, add_schema, add_topics, add_scan, add_watch, add_simulate, add_capture,
-                               add_replay, add_keys}) {
+        for (auto const add : {add_scan, add_check, add_schema, add_topics, add_read, add_write, add_watch,
+                               add_simulate, add_capture, add_replay, add_keys}) {
             add(app, status);
         }
         for (CLI::App* const command : app.get_subcommands({})) {
             if (!command->get_group().empty()) {
                 command->group(say("Commands"));
             }
+            command->get_help_ptr()->group(say("Options"));
         }
         try {
             app.parse(argc, argv);
         } catch (CLI::ParseError const& e) {
             return tell(app, e);
         }
+    } catch (UnreadableFile const& e) {
+        std::fprintf(stderr, "ostrandctl: %s\n", e.what());
+        return status_refused;
     } catch (std::exception const& e) {
         std::fprintf(stderr, "ostrandctl: %s\n", e.what());
         return status_failed;

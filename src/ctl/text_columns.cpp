@@ -19,6 +19,8 @@ namespace {
 
 constexpr wchar_t instead = L'?';
 constexpr std::string_view ellipsis = "…";
+/// A column of a table: one huge text would widen all its rows.
+constexpr int widest = 400;
 
 /// Characters that change how others stand, or can't be seen; they take no column.
 bool hides(wchar_t symbol) {
@@ -177,11 +179,11 @@ std::string fit_right(std::string_view text, int columns) {
     return blanks(columns - width(part)) + part;
 }
 
-std::vector<std::string> aligned(std::vector<std::vector<std::string>> const& rows) {
-    std::vector<int> widths;
-    for (auto const& row : rows) {
+std::vector<std::string> aligned(Rows rows, std::vector<int> widths) {
+    for (auto& row : rows) {
         widths.resize(std::max(widths.size(), row.size()));
         for (size_t index = 0; index < row.size(); ++index) {
+            row[index] = shortened(plain(row[index]), widest, Cut::end);
             widths[index] = std::max(widths[index], width(row[index]));
         }
     }
@@ -196,6 +198,14 @@ std::vector<std::string> aligned(std::vector<std::vector<std::string>> const& ro
         lines.push_back(std::move(line));
     }
     return lines;
+}
+
+std::string table(Rows rows, std::vector<int> widths) {
+    std::string text;
+    for (std::string const& line : aligned(std::move(rows), std::move(widths))) {
+        text += line + "\n";
+    }
+    return text;
 }
 
 }  // namespace columns

@@ -28,7 +28,11 @@ int width(std::string_view text);
 std::string fit(std::string_view text, int columns, Cut cut = Cut::end);
 /// The same with the blanks ahead.
 std::string fit_right(std::string_view text, int columns);
-/// A table with its columns as wide as they need, two blanks between them, and none at a line's end.
-std::vector<std::string> aligned(std::vector<std::vector<std::string>> const& rows);
+using Rows = std::vector<std::vector<std::string>>;
+/// The lines of a table of texts from anywhere: its columns as wide as they need and at least as told, two blanks
+/// between them, and none at a line's end.
+std::vector<std::string> aligned(Rows rows, std::vector<int> widths = {});
+/// The same as one text.
+std::string table(Rows rows, std::vector<int> widths = {});
 
 }  // namespace columns

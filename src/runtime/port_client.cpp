@@ -20,7 +20,7 @@ bool PortClient::mq_start() {
     queue = std::make_unique<xCommon::SyncVector>();
     std::string identity = node_.name + "#";
     // The client cuts it to what MQTT 3.1 allows, so a long port name leaves little of the random part.
-    if (host_ == nullptr) {
+    if (host_ == nullptr || host_->needs_identities()) {
         for (std::string const& piece : xString::Split(xCommon::xSystem::ExecAndGetResult(uuid_command), "-")) {
             identity += piece;
         }

@@ -11,17 +11,20 @@ using xCommon::lmtError;
 using xCommon::lmtTrace;
 
 void PortLine::make_transport() {
-    if (host_ != nullptr) {
-        tran = host_->make_line(node_);
-    } else if (node_.type_has("rs")) {
-        tran = std::make_unique<rsTran>(&node_);
-    } else if (node_.type_has("tcp")) {
-        tran = std::make_unique<tcpTran>(&node_);
-    } else if (node_.type_has("z2t")) {
-        tran = std::make_unique<z2tTran>(&node_);
-    } else {
-        tran = std::make_unique<nullTran>(&node_);
+    tran = host_ != nullptr ? host_->make_line(node_) : real_line(node_);
+}
+
+std::unique_ptr<iTran> PortLine::real_line(CPort& node) {
+    if (node.type_has("rs")) {
+        return std::make_unique<rsTran>(&node);
     }
+    if (node.type_has("tcp")) {
+        return std::make_unique<tcpTran>(&node);
+    }
+    if (node.type_has("z2t")) {
+        return std::make_unique<z2tTran>(&node);
+    }
+    return std::make_unique<nullTran>(&node);
 }
 
 bool PortLine::reopen_with_own_settings() {

@@ -25,6 +25,9 @@ class PortLine {
     /// Closes it behind the poll of a device with `poll_reconnect`.
     void release_line();
 
+    /// A line of the kind that the port's type word names.
+    static std::unique_ptr<iTran> real_line(CPort& node);
+
     std::unique_ptr<iTran> tran;
     /// The line has the settings of the device that check_for_personal_rs() was last called for.
     bool line_ready = true;

@@ -186,6 +186,7 @@ TEST(Check, WarnsOfWhatIsHardlyMeant) {
         {"", "", "", R"("value_type": "u16", "reg_type": "input", "read_only": false)", "not-writable read_only\n"},
         {"", "", "", R"("value_type": "fixi16", "read_only": false)", "not-writable read_only\n"},
         {"", "", "", R"("value_type": "u16", "converter_read": "1 +* 2")", "expression converter_read\n"},
+        {"", "", "", R"("value_type": "u16", "reg_type": "holdng")", "register-kind reg_type\n"},
         {"", "", "", R"("value_type": "u16", "error_value": "0xffFF")", "error-value-case error_value\n"},
         {"", "", R"("rs": {"baudrate": 0},)", R"("value_type": "u16")", "personal-line rs.baudrate\n"},
         {"", R"("poll_delay": 1,)", R"("poll_delay": 3000, "poll_interval": 2,)", R"("value_type": "u16")",

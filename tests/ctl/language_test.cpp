@@ -12,7 +12,7 @@ namespace {
 std::vector<std::string> conversions(std::string const& text) {
     std::vector<std::string> result;
     for (size_t at = text.find('%'); at != std::string::npos; at = text.find('%', at + 1)) {
-        size_t const end = text.find_first_of("sdfugxc%", at + 1);
+        size_t const end = std::min(text.find_first_of("sdfugxc%", at + 1), text.size() - 1);
         result.push_back(text.substr(at, end - at + 1));
         at = end;
     }

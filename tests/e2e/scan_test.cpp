@@ -28,18 +28,13 @@ constexpr auto limit = seconds(60);
 class ScanProcessTest : public testing::Test {
  protected:
     int run(std::vector<std::string> const& arguments) {
-        std::string const path = folder.file("output");
-        int const output = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
         ChildProcess::Launch launch;
         launch.command = {OSTRANDCTL_BINARY, "scan", "--tty", peer.path()};
         launch.command.insert(launch.command.end(), arguments.begin(), arguments.end());
         launch.environment = {{"LC_ALL", "C"}};
-        launch.output = output;
-        ChildProcess process(launch);
-        close(output);
-        int const status = process.wait_exit(limit).value_or(-1);
-        text = content_of(path);
-        return status;
+        Outcome outcome = run_to_end(launch, limit);
+        text = std::move(outcome.output);
+        return outcome.status;
     }
     static std::string content_of(std::string const& path) {
         std::ifstream file(path);

@@ -9,15 +9,9 @@
 
 #include <gtest/gtest.h>
 
-#include "app/normalise.h"
-#include "config/config.h"
-#include "config/constants.h"
 #include "config/process.h"
 #include "ctl/line/wait_until.h"
-#include "drivers/dcon/config.h"
-#include "drivers/emera/config.h"
-#include "drivers/modbus/config.h"
-#include "drivers/z2t_tasmota/config.h"
+#include "ctl/topics/topic_list.h"
 #include "foundation/jutils.h"
 #include "support/broker.h"
 #include "support/child_process.h"
@@ -29,41 +23,15 @@ namespace {
 namespace fs = std::filesystem;
 using std::chrono::seconds;
 
-std::string device_name(CBase const& device) {
-    if (auto const* const meter = dynamic_cast<emera::ecdev const*>(&device)) {
-        return meter->name + "_" + meter->sid;
-    }
-    auto const* const zigbee = dynamic_cast<z2t_tasmota::config_device_t const*>(&device);
-    return zigbee != nullptr ? zigbee->cname + "_" + zigbee->sid : device.name;
-}
-
-bholding::bhold const* bits_of(CBase const& param) {
-    if (auto const* const named = dynamic_cast<modbus::c_register const*>(&param)) {
-        return named->bits.get();
-    }
-    auto const* const state = dynamic_cast<dcon::c_param const*>(&param);
-    return state != nullptr ? state->bits.get() : nullptr;
-}
-
-/// The topics on which the daemon publishes the configuration's parameters. A media controller takes commands alone,
-/// and a SET-4TM meter isn't asked for values yet.
-std::vector<std::string> topics_of(Config const& config) {
+/// The topics on which the daemon publishes the configuration's parameters. A SET-4TM meter isn't asked for values
+/// yet.
+std::vector<std::string> topics_of(std::string const& file) {
+    Loading const loading(file);
     std::vector<std::string> topics;
-    for (auto const& port : config.ports.children) {
-        for (auto const& device : port->children) {
-            for (auto const& param : device->children) {
-                if (device->type == "media_ctrl" || device->type == "set-4tm" || !param->enabled) {
-                    continue;
-                }
-                std::string const head = "/devices/" + device_name(*device) + "/controls/";
-                if (bholding::bhold const* const bits = bits_of(*param)) {
-                    for (bholding::bitem const& bit : bits->items) {
-                        topics.push_back(head + bit.control_name());
-                    }
-                } else {
-                    topics.push_back(head + param->name);
-                }
-            }
+    LogListener const silence([](auto...) {});
+    for (TopicRow const& row : list_topics(loading, IdlePorts(*loading.config))) {
+        if (row.is_read && (row.node == nullptr || row.node->parent->type != "set-4tm")) {
+            topics.push_back(row.topic);
         }
     }
     return topics;
@@ -95,9 +63,7 @@ TEST_P(SimulateExample, FeedsTheDaemonWithEveryParameter) {
     ASSERT_TRUE(wait_until([&] { return fs::exists(copy) && !fs::is_empty(copy); }, seconds(20)));
 
     templates_folder() = (root / "templates").string();
-    Json::Value plain = normalise(config).config;
-    std::unique_ptr<Config> const tree(Config::Load(plain));
-    std::vector<std::string> missing = topics_of(*tree);
+    std::vector<std::string> missing = topics_of(file);
     ASSERT_FALSE(missing.empty());
     MqttProbe probe(broker.port());
     daemon.start({"-c", copy});
@@ -110,7 +76,8 @@ TEST_P(SimulateExample, FeedsTheDaemonWithEveryParameter) {
     EXPECT_TRUE(missing.empty()) << missing.size() << " more, " << missing.front() << "\n" << daemon.log().text();
     simulation->signal(SIGINT);
     EXPECT_EQ(simulation->wait_exit(seconds(5)), 0);
-    for (Json::Value const& port : xCommon::jUtils::Load(copy)["ports"]) {
+    Json::Value const desk = xCommon::jUtils::Load(copy);
+    for (Json::Value const& port : desk["ports"]) {
         EXPECT_FALSE(port.isMember("rs") && fs::exists(fs::symlink_status(port["rs"]["path"].asString())))
             << port.toStyledString();
     }

@@ -2,13 +2,10 @@
 
 #include <chrono>
 #include <csignal>
-#include <fstream>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -23,21 +20,8 @@ using std::chrono::seconds;
 
 namespace {
 
-struct Outcome {
-    int status = -1;
-    std::string output;
-};
-
 Outcome run(std::vector<std::string> const& command) {
-    TempFolder const folder;
-    std::string const path = folder.file("output");
-    int const output = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-    ChildProcess process({command, {{"LC_ALL", "C.UTF-8"}}, output});
-    close(output);
-    int const status = process.wait_exit(seconds(30)).value_or(-1);
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return {status, text.str()};
+    return run_to_end({command, {{"LC_ALL", "C.UTF-8"}}});
 }
 
 /// A terminal of 80 columns and 24 lines with a shell in it. It ends with the test, however that ends.

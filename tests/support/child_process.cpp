@@ -2,6 +2,8 @@
 
 #include <csignal>
 #include <cstring>
+#include <fstream>
+#include <sstream>
 #include <stdexcept>
 
 #include <fcntl.h>
@@ -12,6 +14,7 @@
 #include <unistd.h>
 
 #include "ctl/line/wait_until.h"
+#include "support/temp_folder.h"
 
 namespace {
 
@@ -110,4 +113,16 @@ bool ChildProcess::running() {
 std::optional<int> ChildProcess::wait_exit(std::chrono::milliseconds limit) {
     wait_until([this] { return !running(); }, limit);
     return status_;
+}
+
+Outcome run_to_end(ChildProcess::Launch launch, std::chrono::milliseconds limit) {
+    TempFolder const folder;
+    std::string const path = folder.file("output");
+    launch.output = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    ChildProcess process(launch);
+    close(launch.output);
+    int const status = process.wait_exit(limit).value_or(-1);
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return {status, text.str()};
 }

@@ -38,3 +38,11 @@ class ChildProcess {
     pid_t pid_ = -1;
     std::optional<int> status_;
 };
+
+struct Outcome {
+    int status = -1;  ///< -1: it didn't end
+    std::string output;
+};
+
+/// Runs a program to its end, and gives what it wrote to both standard outputs.
+Outcome run_to_end(ChildProcess::Launch launch, std::chrono::milliseconds limit = std::chrono::seconds(30));

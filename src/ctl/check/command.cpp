@@ -37,13 +37,7 @@ int run(Options const& options) {
     if (!options.templates.empty()) {
         templates_folder() = options.templates;
     }
-    std::vector<Finding> findings;
-    try {
-        findings = check(options.file);
-    } catch (std::exception const& e) {
-        std::cerr << "ostrandctl: " << e.what() << "\n";
-        return status_refused;
-    }
+    std::vector<Finding> findings = check(options.file);
     std::erase_if(findings, [&options](Finding const& finding) {
         return std::count(options.silenced.begin(), options.silenced.end(), finding.name) > 0;
     });
@@ -67,7 +61,8 @@ void add_check(CLI::App& app, int& status) {
     }
     command->add_option("--no-warn", options->silenced, say("leave out the warnings of this name; may be repeated"))
         ->check(CLI::IsMember(names))
-        ->option_text("NAME");
+        ->option_text("NAME")
+        ->allow_extra_args(false);  // FILE may stand behind it
     command->footer(footer());
     command->callback([options, &status] { status = run(*options); });
 }

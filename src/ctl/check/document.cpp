@@ -23,14 +23,14 @@ constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
 std::string read_text(std::string const& path) {
     std::error_code error;
     if (std::filesystem::is_directory(path, error)) {
-        throw std::runtime_error(say("%s: is a folder", path));
+        throw UnreadableFile(say("%s: is a folder", path));
     }
     if (std::filesystem::file_size(path, error) >= Document::size_limit && !error) {
-        throw std::runtime_error(say("%s: 100 MB or more: no configuration is that large", path));
+        throw UnreadableFile(say("%s: 100 MB or more: no configuration is that large", path));
     }
     std::ifstream file(path, std::ios::binary);
     if (!file) {
-        throw std::runtime_error(say("%s: can't be read: %s", path, std::string(std::strerror(errno))));
+        throw UnreadableFile(say("%s: can't be read: %s", path, std::string(std::strerror(errno))));
     }
     // A pipe has no size ahead.
     std::string text;
@@ -38,7 +38,7 @@ std::string read_text(std::string const& path) {
     while (file.read(piece.data(), static_cast<std::streamsize>(piece.size())) || file.gcount() > 0) {
         text.append(piece.data(), static_cast<size_t>(file.gcount()));
         if (text.size() >= Document::size_limit) {
-            throw std::runtime_error(say("%s: 100 MB or more: no configuration is that large", path));
+            throw UnreadableFile(say("%s: 100 MB or more: no configuration is that large", path));
         }
     }
     return text;

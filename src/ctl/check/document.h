@@ -2,10 +2,16 @@
 
 #include <cstddef>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <json/value.h>
+
+/// There is nothing to look at: no file, a folder, no rights, or more than any configuration has.
+class UnreadableFile : public std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
 
 /// A file of JSON with the places of its values: configurations and templates.
 class Document {
@@ -16,8 +22,7 @@ class Document {
         size_t column = 1;
     };
 
-    /// Reads as the daemon does. Raises std::runtime_error for a file that can't be read; one that is no JSON has a
-    /// fault() and an empty root.
+    /// Reads as the daemon does. Raises UnreadableFile. One that is no JSON has a fault() and an empty root.
     explicit Document(std::string path);
 
     std::string const& path() const { return path_; }

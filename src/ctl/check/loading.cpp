@@ -1,6 +1,9 @@
 #include "ctl/check/loading.h"
 
+#include <stdexcept>
+
 #include "app/normalise.h"
+#include "ctl/language/phrase.h"
 
 using xCommon::LMT;
 
@@ -111,4 +114,12 @@ std::vector<Loading::Element const*> Loading::all_of(CBase const* node) const {
 Loading::Place Loading::place_of(CBase const* node) const {
     std::vector<Element const*> const all = all_of(node);
     return all.empty() ? Place{path_, -1} : all.back()->place;
+}
+
+std::unique_ptr<Loading> load_configuration(std::string const& path) {
+    auto loading = std::make_unique<Loading>(path);
+    if (!loading->config) {
+        throw std::runtime_error(say("%s doesn't load: ask `ostrandctl check` why", path));
+    }
+    return loading;
 }

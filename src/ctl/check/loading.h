@@ -67,6 +67,9 @@ class Loading : private LoadScope::Watcher {
     std::map<CBase const*, std::vector<size_t>> nodes_;
 };
 
+/// One that the daemon would run with. Raises UnreadableFile, and std::runtime_error for one that it wouldn't.
+std::unique_ptr<Loading> load_configuration(std::string const& path);
+
 /// Lines of the log go to a listener while it stands, and then where they went before.
 class LogListener {
  public:

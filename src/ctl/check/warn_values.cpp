@@ -60,6 +60,7 @@ class ValueLook {
                 } else if (param != nullptr && param->enabled) {
                     look_at_numbers(*param);
                     look_at_pattern(*param);
+                    look_at_kind(*param);
                     look_at_type(*param);
                     look_at_writing(*param);
                     look_at_object_id(*param);
@@ -102,6 +103,17 @@ class ValueLook {
             context_.add(warn::error_value, param, "error_value",
                          say("%s never matches: its digits have to be upper-case letters",
                              "\"" + xString::Shown(param.error_value) + "\""));
+        }
+    }
+
+    void look_at_kind(CParam const& param) {
+        auto const* const reg = dynamic_cast<modbus::c_register const*>(&param);
+        for (Loading::Element const* const element : context_.loading.all_of(&param)) {
+            Json::Value const& kind = jUtils::at(context_.loading.element(element->place), "reg_type");
+            if (reg != nullptr && kind.isString() && !reg->knows_kind(kind.asString())) {
+                context_.add(warn::register_kind, element->place, "reg_type",
+                             say("%s is no kind of register: holding is taken", key_rows::shown(kind)));
+            }
         }
     }
 

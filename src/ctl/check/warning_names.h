@@ -17,6 +17,7 @@ inline constexpr char name_part[] = "name-part-of-name";
 inline constexpr char same_line[] = "same-line";
 inline constexpr char error_value[] = "error-value-case";
 inline constexpr char value_type[] = "value-type";
+inline constexpr char register_kind[] = "register-kind";
 inline constexpr char not_written[] = "not-writable";
 inline constexpr char expression[] = "expression";
 inline constexpr char interval[] = "interval";
@@ -40,6 +41,7 @@ inline constexpr WarningName warning_names[] = {
     {warn::same_line, "two ports on the same serial line"},
     {warn::error_value, "error_value with lower-case digits matches nothing"},
     {warn::value_type, "a value type that is missing, or that the register can't carry"},
+    {warn::register_kind, "a reg_type that is no kind of register: holding is taken"},
     {warn::not_written, "read_only is false, but the parameter can't be written"},
     {warn::expression, "an expression that doesn't compile"},
     {warn::interval, "a pass takes longer than its intervals allow"},

@@ -154,6 +154,7 @@ inline constexpr Row table[] = {
     {"%s never matches: its digits have to be upper-case letters",
      "%s никогда не совпадёт: цифры должны быть прописными"},
     {"is missing: the parameter can't be read", "отсутствует: параметр не прочитать"},
+    {"%s is no kind of register: holding is taken", "%s не вид регистра: берётся holding"},
     {"a register carries no bit: that is for coil and status", "регистр не хранит бит: это для coil и status"},
     {"a coil or status carries nothing but a bit", "coil и status хранят только бит"},
     {"doesn't compile: %s", "не разбирается: %s"},
@@ -250,6 +251,7 @@ inline constexpr Row table[] = {
     {"error_value with lower-case digits matches nothing", "error_value со строчными цифрами ни с чем не совпадает"},
     {"a value type that is missing, or that the register can't carry",
      "тип значения не указан или не подходит к регистру"},
+    {"a reg_type that is no kind of register: holding is taken", "reg_type не вид регистра: берётся holding"},
     {"read_only is false, but the parameter can't be written", "read_only false, но параметр записать нельзя"},
     {"an expression that doesn't compile", "выражение, которое не разбирается"},
     {"a pass takes longer than its intervals allow", "проход дольше, чем позволяют периоды"},
@@ -269,6 +271,41 @@ inline constexpr Row table[] = {
      "текст не в UTF-8: в топике его не примет ни один брокер"},
 
     // read, write
+    {"no answer", "ответа нет"},
+    {"nothing came", "ничего не пришло"},
+    {"%s: the device has no such parameter, or it is switched off", "%s: у устройства нет такого параметра, или он выключен"},
+    {"%s: there is no such device, or it is switched off", "%s: такого устройства нет, или оно выключено"},
+    {"is a line of the gateway: only the daemon reads it", "это линия шлюза: её читает только служба"},
+    {"isn't polled: its values come when the bridge reports them", "не опрашивается: значения приходят от моста"},
+    {"takes commands only", "принимает только команды"},
+    {"%d values came, %d didn't", "получено значений: %d, не получено: %d"},
+    {"%s: which parameter of it?", "%s: какой именно параметр?"},
+    {"can't be written", "записать нельзя"},
+    {"is written over the broker: ostrandctl watch does it", "записывается через брокер: это делает ostrandctl watch"},
+    {"written", "записано"},
+    {"show the frames, with their fields where they are known", "показать кадры, с полями, где они известны"},
+    {"use a line that another process holds", "использовать линию, занятую другим процессом"},
+    {"read values once, without a broker", "прочитать значения один раз, без брокера"},
+    {"what of it; a device stands for all it has", "что именно; устройство означает все его параметры"},
+    {"everything, with a summary", "всё, с итогом"},
+    {"  ostrandctl read /etc/ostrand.json boiler/temperature -x\n"
+     "polls by the daemon's own driver and prints the value as the daemon would publish it, or why there is none.\n"
+     "A device goes by its name in the configuration or that in its topics. A serial line that the daemon has\n"
+     "open isn't touched: stop the daemon, or share the line by --force. The status is 0 only if all values came.",
+     "  ostrandctl read /etc/ostrand.json boiler/temperature -x\n"
+     "опрашивает драйвером самой службы и выводит значение так, как его опубликовала бы служба, или причину.\n"
+     "Устройство называется именем из конфигурации или из топиков. Последовательная линия, открытая службой, не\n"
+     "затрагивается: остановите службу или разделите линию ключом --force. Код 0, только если пришли все значения."},
+    {"DEVICE[/PARAMETER] or --all", "DEVICE[/PARAMETER] или --all"},
+    {"write a value once, without a broker", "записать значение один раз, без брокера"},
+    {"what of it", "что именно"},
+    {"as it would be sent to the \"/on\" topic", "как в топик \"/on\""},
+    {"  ostrandctl write /etc/ostrand.json boiler/set_point 21.5\n"
+     "writes by the daemon's own driver, and prints what it then reads back where the driver does so.\n"
+     "The status is 0 only if the device has taken the value.",
+     "  ostrandctl write /etc/ostrand.json boiler/set_point 21.5\n"
+     "записывает драйвером самой службы и выводит прочитанное после записи, если драйвер его читает.\n"
+     "Код 0, только если устройство приняло значение."},
 
     // scan
     {"find devices on a line", "найти устройства на линии"},
@@ -445,8 +482,7 @@ inline constexpr Row table[] = {
     {"device %s (%s) isn't simulated", "устройство %s (%s) не имитируется"},
     {"no agent can listen", "агент не может открыть порт"},
     {"broker %s:%d", "брокер %s:%d"},
-    {"%s: a base.tcp port without mb-tcp devices: loading never ends",
-     "%s: порт base.tcp без устройств mb-tcp: загрузка не завершится"},
+    {"%s has faults: `ostrandctl check` tells them", "в %s есть ошибки: их покажет `ostrandctl check`"},
     {"GPIO lines aren't simulated", "линии GPIO не имитируются"},
     {"%s: is the configuration itself", "%s: это сама конфигурация"},
     {"(*) not where the configuration says: start the daemon with the copy of --output",

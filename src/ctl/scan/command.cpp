@@ -2,11 +2,11 @@
 #include <iostream>
 #include <memory>
 
-#include <json/writer.h>
 #include <poll.h>
 #include <unistd.h>
 
 #include "ctl/commands.h"
+#include "ctl/json_text.h"
 #include "ctl/language/phrase.h"
 #include "ctl/line/end_signals.h"
 #include "ctl/live/line_holder.h"
@@ -41,11 +41,7 @@ void check_output(std::string const& path) {
 
 /// False when the file can't be written: the configuration is on standard output then.
 bool write_configuration(Json::Value const& configuration, std::string const& path) {
-    Json::StreamWriterBuilder style;
-    style["indentation"] = "    ";
-    style["emitUTF8"] = true;
-    style["enableYAMLCompatibility"] = true;  // no blank ahead of a colon
-    std::string const text = Json::writeString(style, configuration) + "\n";
+    std::string const text = json_text(configuration);
     if (!path.empty()) {
         std::ofstream file(path);
         if (file << text << std::flush) {

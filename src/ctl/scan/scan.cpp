@@ -10,12 +10,12 @@
 #include "ctl/language/phrase.h"
 #include "ctl/line/hex.h"
 #include "ctl/progress.h"
+#include "ctl/text_columns.h"
 
 namespace scanner {
 
 namespace {
 
-using xCommon::xString;
 using Address = Asker::Address;
 
 /// More than any protocol has, and little memory.
@@ -37,15 +37,12 @@ std::string shown(Asker::Bytes const& bytes) {
     return bytes.size() > most ? text + " ..." : text;
 }
 
-/// The columns of what is told at once and of the table.
-std::string row_of(std::string const& protocol, std::string const& line, std::string const& address,
-                   std::string const& says) {
-    return xString::Format("%-8s  %-12s  %7s  %s\n", protocol, line, address, says);
+/// The columns of what is told at once and of the table, and widths for rows that come one by one.
+std::vector<std::string> row_of(Found const& found) {
+    return {found.protocol, found.line, std::to_string(found.address), found.device.says};
 }
 
-std::string row_of(Found const& found) {
-    return row_of(found.protocol, found.line, std::to_string(found.address), found.device.says);
-}
+std::vector<int> const widths = {8, 9, 7};
 
 class Scan {
  public:
@@ -192,7 +189,7 @@ class Scan {
             return other.protocol == found.protocol && other.address == found.address;
         };
         progress_.hide();
-        out_ << row_of(found) << std::flush;
+        out_ << columns::table({row_of(found)}, widths) << std::flush;
         if (std::none_of(result_.found.begin(), result_.found.end(), is_same)) {
             result_.found.push_back(std::move(found));
         }
@@ -296,11 +293,11 @@ ScanResult scan(ScanOptions const& options, ScanLine& line, std::ostream& out, s
 }
 
 std::string table_of(std::vector<Found> const& found) {
-    std::string text = row_of(say("protocol"), say("line"), say("address"), say("what it says"));
+    columns::Rows rows = {{say("protocol"), say("line"), say("address"), say("what it says")}};
     for (Found const& entry : found) {
-        text += row_of(entry);
+        rows.push_back(row_of(entry));
     }
-    return text;
+    return columns::table(rows);
 }
 
 }  // namespace scanner

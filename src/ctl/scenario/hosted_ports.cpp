@@ -8,9 +8,9 @@
 
 class RecordingClient : public xMQ::mqClient {
  public:
-    RecordingClient(xCommon::SyncVector& queue, std::string const& identity, std::vector<Published>& published,
+    RecordingClient(xCommon::SyncVector& queue, std::string const& identity, HostedPorts& host,
                     std::vector<RecordingClient*>& all)
-        : mqClient(true, &queue, identity, 60), queue_(queue), published_(published), all_(all) {
+        : mqClient(true, &queue, identity, 60), queue_(queue), host_(host), all_(all) {
         all_.push_back(this);
     }
     ~RecordingClient() override { std::erase(all_, this); }
@@ -22,7 +22,8 @@ class RecordingClient : public xMQ::mqClient {
     }
     void disconnect() override { connected = false; }
     bool publish(std::string const& topic, std::string const& payload, int qos, bool retain) override {
-        published_.push_back({topic, payload, qos, retain});
+        host_.published.push_back({topic, payload, qos, retain});
+        host_.on_publish();
         return true;
     }
     bool subscribe(std::vector<xMQ::subsItem> const& items) override {
@@ -42,7 +43,7 @@ class RecordingClient : public xMQ::mqClient {
 
  private:
     xCommon::SyncVector& queue_;
-    std::vector<Published>& published_;
+    HostedPorts& host_;
     std::vector<RecordingClient*>& all_;
     std::set<std::string> topics_;
 };
@@ -90,5 +91,5 @@ bool HostedPorts::is_subscribed(std::string const& topic) const {
 }
 
 std::unique_ptr<xMQ::mqClient> HostedPorts::make_client(xCommon::SyncVector& queue, std::string const& identity) {
-    return std::make_unique<RecordingClient>(queue, identity, published, clients_);
+    return std::make_unique<RecordingClient>(queue, identity, *this, clients_);
 }

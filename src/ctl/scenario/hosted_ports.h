@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -30,9 +31,12 @@ class HostedPorts : public PortHost {
     /// A message from the broker; false where nobody has subscribed the topic.
     bool message(std::string const& topic, std::string const& payload);
     bool is_subscribed(std::string const& topic) const;
+    bool needs_identities() const override { return false; }
     std::unique_ptr<xMQ::mqClient> make_client(xCommon::SyncVector& queue, std::string const& identity) override;
 
     std::vector<Published> published;
+    /// Behind each that is published.
+    std::function<void()> on_publish = [] {};
 
  protected:
     std::vector<std::unique_ptr<PortBase>> ports_;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <iterator>
 #include <memory>
 #include <vector>
 
@@ -25,6 +27,14 @@ class Device {
     /// The reply with a checksum that doesn't fit; empty where there is none.
     virtual Bytes miscounted(Bytes reply) const;
 };
+
+/// The row of a table of value types; the other one for a type without a row.
+template <typename Rows>
+auto const& row_of(Rows const& rows, int value_type, auto const& other) {
+    auto const* const row = std::find_if(std::begin(rows), std::end(rows),
+                                         [value_type](auto const& entry) { return entry.value_type == value_type; });
+    return row == std::end(rows) ? other : *row;
+}
 
 /// The device of a node; null for one that isn't on a line, or of an unknown kind.
 std::unique_ptr<Device> make_device(CDev const& node);

@@ -7,7 +7,7 @@
 #include "ctl/commands.h"
 #include "ctl/json_text.h"
 #include "ctl/language/phrase.h"
-#include "ctl/text_table.h"
+#include "ctl/text_columns.h"
 #include "ctl/topics/topic_list.h"
 
 namespace {
@@ -62,35 +62,24 @@ std::string as_json(std::vector<TopicRow> const& rows) {
 }
 
 std::string as_table(std::vector<TopicRow> const& rows) {
-    TextTable table({say("topic"), "", say("unit"), say("interval"), say("port"), say("device"), say("source")});
+    columns::Rows table = {{say("topic"), "", say("unit"), say("interval"), say("port"), say("device"), say("source")}};
     for (TopicRow const& row : rows) {
-        table.add({row.topic, row.direction(), row.unit, interval_text(row), row.port, row.device, row.source});
+        table.push_back({row.topic, row.direction(), row.unit, interval_text(row), row.port, row.device, row.source});
     }
-    return table.text();
+    return columns::table(table);
 }
 
-int run(std::string const& path, std::string const& form) {
-    std::unique_ptr<Loading> loading;
-    try {
-        loading = std::make_unique<Loading>(path);
-    } catch (std::exception const& e) {
-        std::cerr << "ostrandctl: " << e.what() << "\n";
-        return status_refused;
-    }
-    if (!loading->config) {
-        std::cerr << "ostrandctl: " << say("%s doesn't load: ask `ostrandctl check` why", path) << "\n";
-        return status_failed;
-    }
+void run(std::string const& path, std::string const& form) {
+    std::unique_ptr<Loading> const loading = load_configuration(path);
     LogListener const silence([](auto...) {});
     IdlePorts const ports(*loading->config);
     std::vector<TopicRow> const rows = list_topics(*loading, ports);
     std::cout << (form == "json" ? as_json(rows) : form == "csv" ? as_csv(rows) : as_table(rows));
-    return status_ok;
 }
 
 }  // namespace
 
-void add_topics(CLI::App& app, int& status) {
+void add_topics(CLI::App& app, int& /*status*/) {
     auto file = std::make_shared<std::string>(path_config_second);
     auto form = std::make_shared<std::string>();
     CLI::App* const command = app.add_subcommand("topics", say("list the topics of a configuration"));
@@ -106,5 +95,5 @@ void add_topics(CLI::App& app, int& status) {
         say("  ostrandctl topics /etc/ostrand.json\n"
             "lists what the daemon publishes (r) and takes on the topic with /on behind it (w).\n"
             "The configuration has to load; elements that the daemon leaves out aren't listed."));
-    command->callback([file, form, &status] { status = run(*file, *form); });
+    command->callback([file, form] { run(*file, *form); });
 }

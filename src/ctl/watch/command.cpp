@@ -7,10 +7,9 @@
 
 #include "ctl/commands.h"
 #include "ctl/language/phrase.h"
-#include "ctl/text_columns.h"
 #include "ctl/watch/watch.h"
 
-void add_watch(CLI::App& app, int& status) {
+void add_watch(CLI::App& app, int& /*status*/) {
     struct Entered : watch::Options {
         std::vector<std::string> words;
         int seconds = 0;
@@ -31,15 +30,8 @@ void add_watch(CLI::App& app, int& status) {
             "  ostrandctl watch --once boiler > values.txt\n"
             "prints the same once, as it does wherever there is no terminal; the status is 1 if nothing fits or the\n"
             "broker can't be reached."));
-    command->callback([entered, &status] {
-        columns::choose_characters();
-        try {
-            entered->broker.complete();
-        } catch (std::exception const& e) {
-            std::cerr << "ostrandctl: " << e.what() << std::endl;
-            status = status_refused;
-            return;
-        }
+    command->callback([entered] {
+        entered->broker.complete();
         for (std::string const& word : entered->words) {
             entered->filter += (entered->filter.empty() ? "" : " ") + word;
         }

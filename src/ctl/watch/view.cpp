@@ -13,6 +13,7 @@ using columns::Cut;
 using columns::fit;
 using columns::fit_right;
 using columns::plain;
+using columns::Rows;
 
 namespace {
 
@@ -131,10 +132,8 @@ Line row_line(Row const& row, Layout const& layout, Time now) {
     return line;
 }
 
-using Table = std::vector<std::vector<std::string>>;
-
-Table ports_table(Board const& board, Time now) {
-    Table table;
+Rows ports_table(Board const& board, Time now) {
+    Rows table;
     if (board.ports().empty()) {
         return table;
     }
@@ -157,8 +156,8 @@ Table ports_table(Board const& board, Time now) {
     return table;
 }
 
-Table failed_table(Board const& board, Time now) {
-    Table table;
+Rows failed_table(Board const& board, Time now) {
+    Rows table;
     for (auto const& [name, since] : board.failed()) {
         if (table.empty()) {
             table.push_back({say("failed device"), say("since")});
@@ -256,7 +255,7 @@ std::vector<Line> help() {
 
 std::vector<Line> ports_page(Scene const& scene) {
     std::vector<Line> lines;
-    for (Table const& table : {ports_table(scene.board, scene.now), failed_table(scene.board, scene.now)}) {
+    for (Rows const& table : {ports_table(scene.board, scene.now), failed_table(scene.board, scene.now)}) {
         for (std::string& text : columns::aligned(table)) {
             lines.push_back({std::move(text)});
         }
@@ -313,13 +312,13 @@ std::vector<Line> screen(Scene const& scene, int width, int height) {
 }
 
 std::vector<std::string> report(Board const& board, RowList const& list, Time now) {
-    Table table = {{" ", say("name"), say("value"), say("age"), say("errors")}};
+    Rows table = {{" ", say("name"), say("value"), say("age"), say("errors")}};
     for (Row const* const row : list.rows()) {
-        table.push_back({std::string(1, *mark_of(look_of(*row, now))), row->name, plain(row->value),
+        table.push_back({std::string(1, *mark_of(look_of(*row, now))), row->name, row->value,
                          age_text(row->since, row->is_dated, now), row->errors > 0 ? std::to_string(row->errors) : ""});
     }
     std::vector<std::string> lines;
-    for (Table const& part : {table, failed_table(board, now), ports_table(board, now)}) {
+    for (Rows const& part : {table, failed_table(board, now), ports_table(board, now)}) {
         if (!lines.empty() && !part.empty()) {
             lines.emplace_back();
         }

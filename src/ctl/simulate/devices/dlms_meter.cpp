@@ -75,9 +75,7 @@ constexpr Form forms[] = {
 
 Form const& form_of(int value_type) {
     static constexpr Form other = {vt_none, tag_u32, 4, {0, most_u32}};
-    auto const* const row = std::find_if(std::begin(forms), std::end(forms),
-                                         [value_type](Form const& form) { return form.value_type == value_type; });
-    return row == std::end(forms) ? other : *row;
+    return row_of(forms, value_type, other);
 }
 
 void push_crc(Bytes& frame) {

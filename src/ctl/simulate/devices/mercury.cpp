@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <iterator>
 
 namespace sim {
 
@@ -77,9 +76,7 @@ constexpr Form forms[] = {
 };
 
 Form const& form_of(int value_type) {
-    auto const* const row = std::find_if(std::begin(forms), std::end(forms),
-                                         [value_type](Form const& form) { return form.value_type == value_type; });
-    return row == std::end(forms) ? forms[2] : *row;
+    return row_of(forms, value_type, forms[2]);
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 
 namespace sim {
 
@@ -41,9 +40,7 @@ constexpr Form forms[] = {{vt_i32, 4, {-2147483648.0, 2147483647.0}},
                           {vt_bcd32, 4, {0, 99999999}}};
 
 Form const& form_of(int value_type) {
-    auto const* const row = std::find_if(std::begin(forms), std::end(forms),
-                                         [value_type](Form const& form) { return form.value_type == value_type; });
-    return row == std::end(forms) ? forms[0] : *row;
+    return row_of(forms, value_type, forms[0]);
 }
 
 }  // namespace

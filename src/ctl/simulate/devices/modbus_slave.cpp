@@ -83,9 +83,7 @@ constexpr Layout layouts[] = {{vt_bit, 1, {0, 1}},
 
 Layout const& layout_of(int value_type) {
     static constexpr Layout other = {vt_u16, 1, {0, word_most}};
-    auto const* const row = std::find_if(std::begin(layouts), std::end(layouts),
-                                         [value_type](Layout const& entry) { return entry.value_type == value_type; });
-    return row == std::end(layouts) ? other : *row;
+    return row_of(layouts, value_type, other);
 }
 
 /// Which byte of the number stands at each place, 0 is the lowest, by the word order.
