@@ -68,7 +68,7 @@ constexpr keys::Key serial_table[] = {
      8},
     {"parity", Type::text, "none", "parity", "чётность", keys::Overlay::ignored, nullptr, "", parities},
     {"stopbits", Type::number, "1", "stop bits: 1, 1.5 or 2", "стоповые биты: 1, 1.5 или 2", keys::Overlay::ignored,
-     nullptr, "", keys::any_text, 1, 2},
+     nullptr, "", keys::any_text, 1, 2, 0.5},
     {"flowcontrol", Type::text, "none", "flow control", "управление потоком", keys::Overlay::ignored, nullptr, "",
      flow_controls},
 };

@@ -57,6 +57,7 @@ struct Key {
     std::span<char const* const> words = {};
     double least = -unbounded;
     double most = unbounded;
+    double step = 0;  ///< of which a number has to be a multiple; 0: none
 };
 
 /// Place of a text among words; -1 for one that is none of them.

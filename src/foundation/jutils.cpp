@@ -33,13 +33,15 @@ T get(Json::Value const& node, char const* key, T const& fallback, Convert conve
     }
 }
 
-/// It has to end with its value, and may begin with a byte order mark and have a comma too many.
-bool parse_file(std::string const& text, Json::Value& root, std::string& errors) {
+}  // namespace
+
+bool jUtils::parse_file(std::string const& text, Json::Value& root, std::string& errors, bool each_key_once) {
     Json::CharReaderBuilder builder;
     builder["collectComments"] = false;
     builder["failIfExtra"] = true;
     builder["allowTrailingCommas"] = true;
     builder["skipBom"] = true;
+    builder["rejectDupKeys"] = each_key_once;
     std::unique_ptr<Json::CharReader> const reader(builder.newCharReader());
     try {
         return reader->parse(text.data(), text.data() + text.size(), &root, &errors);
@@ -48,8 +50,6 @@ bool parse_file(std::string const& text, Json::Value& root, std::string& errors)
         return false;
     }
 }
-
-}  // namespace
 
 Json::Value jUtils::Load(std::string const& path) {
     std::ifstream file(path, std::ios::binary);
@@ -63,7 +63,10 @@ Json::Value jUtils::Load(std::string const& path) {
     }
     std::ostringstream content;
     content << file.rdbuf();
-    std::string const text = content.str();
+    return ParseFile(path, content.str());
+}
+
+Json::Value jUtils::ParseFile(std::string const& path, std::string const& text) {
     if (text.empty()) {
         throw xExceptionf("%s : файл пуст или не читается.", path);
     }

@@ -12,6 +12,11 @@ class jUtils {
  public:
     /// Reads and parses a file. Raises an xExceptionf with the path and the reason, and the position where it is known.
     static Json::Value Load(std::string const& path);
+    /// The same of what stands in the file.
+    static Json::Value ParseFile(std::string const& path, std::string const& text);
+    /// It has to end with its value, and may begin with a byte order mark and have a comma too many. False with what is
+    /// wrong, and where.
+    static bool parse_file(std::string const& text, Json::Value& root, std::string& errors, bool each_key_once = false);
 
     /// Parses a text that came from outside, whose rest behind the value is ignored. False, never an exception, when it
     /// is no JSON.

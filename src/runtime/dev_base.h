@@ -42,6 +42,8 @@ class DevBase : public IBase {
     /// One exchange for one parameter, or for the whole device when it is null. False counts the poll as failed; an
     /// exception counts the same.
     virtual bool poll_param(CParam* /*param*/) { return true; }
+    /// A parameter of the driver's class; one that took another driver's by a `type` of its own is never asked.
+    virtual bool is_own(CParam const& /*param*/) const { return true; }
     /// The word for the device in all its topics.
     virtual std::string get_device_name() { return cfg->name; }
     /// Run at the end of each Poll: a device of which everything polled has failed is reported once.

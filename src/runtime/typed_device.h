@@ -26,10 +26,11 @@ class TypedDevice : public DevBase {
         }
     }
 
- protected:
-    virtual bool is_own(CParam const& param) const {
+    bool is_own(CParam const& param) const override {
         return std::is_same_v<Param, CParam> || dynamic_cast<std::add_pointer_t<Param const>>(&param) != nullptr;
     }
+
+ protected:
     /// Null for none, and for one of another driver.
     Param* own(CParam* param) const {
         return param != nullptr && is_own(*param) ? static_cast<Param*>(param) : nullptr;

@@ -78,7 +78,7 @@ TEST(Check, CallsAnErrorWhatTheDaemonTellsOrLeavesOut) {
     TempFolder const folder;
     std::vector<Mutation> all = good_configurations();
     for (size_t index = all.size(); index-- > 0;) {
-        for (Mutation& changed : mutations(all[index], 23)) {
+        for (Mutation& changed : mutations(all[index], 37)) {
             all.push_back(std::move(changed));
         }
     }
@@ -135,6 +135,20 @@ TEST(Check, LeadsToThePlaceInTheFileAsItIsWritten) {
          "2:68 ports \"p\" › devices \"d\" › params \"b\": reg_addr\n4:1 ports \"p\" › devices \"e\": params\n"
          "5:1 ports \"p\" › devices \"f\": params\n5:62 ports \"p\" › devices #4: name\n"
          "2:13 \n1:2 : name\n2:17 params \"a\": value_type\n"},
+        // A bit has a place of its own; a key that is written with escapes is found by its value.
+        {R"({"ports": [{"name": "p", "type": "base.tcp", "tcp": {}, "devices": [{"name": "d"}]},
+{"name": "q", "type": "base.rs", "rs": {"path": "/dev/a", "stopbits": 1.2}},
+{"name": "r", "type": "base.tcp", "\u0064evices": [],
+ "devices": [{"name": "d", "type": "mb-tcp", "sid": 1, "params": [{"name": "a", "reg_addr": 1, "reg_type": "input-bit",
+  "bh_list": [{"name": "low", "offset": 0}, {"name": "high", "offset": 16}]}]},
+ {"name": "e", "type": "mb-tcp", "sid": 1}, {"name": "f", "type": "dcon", "sid": 1, "params": [{"name": "b", "cmd": 9}]}]},
+{"name": "s", "type": "base.tcp", "poll\u005finterval": "1"}]})",
+         "1:46 ports \"p\": tcp\n2:59 ports \"q\": rs.stopbits\n4:2 ports \"r\": devices\n4:2 key-twice : devices\n"
+         "4:56 ports \"r\" › devices \"d\": params\n5:62 ports \"r\" › devices \"d\" › params \"a\" › bh_list "
+         "\"high\": offset\n"
+         "6:2 ports \"r\" › devices \"e\": params\n6:85 ports \"r\" › devices \"f\": params\n"
+         "6:96 ports \"r\" › devices \"f\" › params \"b\": type\n"
+         "6:110 key-without-effect ports \"r\" › devices \"f\" › params \"b\": cmd\n7:57 ports \"s\": poll_interval\n"},
         {R"({"ports": [{"connection": {"name": "c", "type": "base.rs", "rs": {"path": "/dev/a", "baudrate": 0}},
  "devices": [{"name": "Pump", "cname": "p", "type": "mb-rtu", "sid": 1}],
  "parameters": [{"cname": "p", "config": {"channels": [{"name": "a", "reg_addr": 1}]}}]},
@@ -172,8 +186,9 @@ TEST(Check, WarnsOfWhatIsHardlyMeant) {
         {"", "", "", R"("value_type": "u16", "reg_type": "input", "read_only": false)", "not-writable read_only\n"},
         {"", "", "", R"("value_type": "fixi16", "read_only": false)", "not-writable read_only\n"},
         {"", "", "", R"("value_type": "u16", "converter_read": "1 +* 2")", "expression converter_read\n"},
+        {"", "", "", R"("value_type": "u16", "reg_type": "holdng")", "register-kind reg_type\n"},
         {"", "", "", R"("value_type": "u16", "error_value": "0xffFF")", "error-value-case error_value\n"},
-        {"", "", R"("rs": {"baudrate": 0},)", R"("value_type": "u16")", "personal-line rs\n"},
+        {"", "", R"("rs": {"baudrate": 0},)", R"("value_type": "u16")", "personal-line rs.baudrate\n"},
         {"", R"("poll_delay": 1,)", R"("poll_delay": 3000, "poll_interval": 2,)", R"("value_type": "u16")",
          "interval \nkey-without-effect poll_delay\n"},
         {"", "", "", R"("value_type": "u16"}, {"name": "a_b", "reg_addr": "1x", "value_type": "u16")",
@@ -188,6 +203,21 @@ TEST(Check, WarnsOfWhatIsHardlyMeant) {
         {"", "", "", R"("value_type": "u16"}]}]}, {"name": "q", "type": "snmp", "devices": [{"name": "s", "url": "::1",
           "params": [{"name": "a", "oid": "1.x")",
          "object-id oid\n"},
+        {"", "", R"("all_params": true,)", R"("reg_type": "coil"}, {"name": "b", "reg_addr": 2, "reg_type": "input-bit",
+          "value_type": "u16", "bh_list": [{"name": "x", "offset": 1, "offest": 2}])",
+         "bits-read-as-a-whole bh_list\nunknown-key offest\n"},
+        {"", "", "", R"("value_type": "u16"}]}, {"name": "v", "type": "vkt7-rtu", "sid": 3, "params": [{"name": "a",
+          "reg_addr": 3, "read_only": false, "debounce": 1}, {"name": "b", "type": "dlms", "class_id": 3,
+          "object_id": "1.0.1.8.0.255", "attr_id": 2)",
+         "not-writable read_only\nkey-without-effect debounce\nERROR type\n"},
+        {"", "", "", R"("value_type": "u16"}]}, {"name": "io", "type": "dcon", "sid": 3, "params": [{"name": "a",
+          "reg_addr": 3}, {"name": "b", "type": "dcon", "cmd": 10, "read_only": false)",
+         "foreign-parameter type\nnot-writable read_only\n"},
+        {"", "", "",
+         R"("value_type": "u16"}]}]}, {"name": "off", "type": "base.tcp", "tcp": {"port": 1}, "devices": [{"name": "x",
+          "type": "mb-tcp", "sid": 1, "enabled": false, "params": [{"name": "a", "reg_addr": 1)",
+         "start \n"},
+        {"", "", "", "\"value_type\": \"u16\", \"unit\": \"\xB0\x43\"", "not-utf-8 \n"},
         {"", "", "", R"("value_type": "u16"}]}, {"name": "m", "type": "media_ctrl", "sid": 1, "params": [{"name": "a",
           "colour": 1}]}, {"name": "t", "type": "dlms", "params": [{"name": "a", "class_id": 1, "attr_id": 1, "object_id": "1.0.1.8.0.255",
           "value_type": "u16")",

@@ -86,7 +86,7 @@ std::vector<Mutation> good_configurations() {
             for (auto const& [name, text] : scenario.templates) {
                 std::ofstream(fs::path(path_templates) / name) << text;
             }
-            result.push_back({entry.path().filename(), scenario.config});
+            result.push_back({entry.path().filename(), scenario.whole_config()});
         }
     }
     return result;

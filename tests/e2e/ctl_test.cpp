@@ -74,7 +74,7 @@ TEST(Ctl, TheShellCompletesWhatHelpAndConfigurationName) {
         std::string offered;
     };
     std::vector<Row> const rows = {
-        {" s", "schema|scan|simulate"},
+        {" s", "scan|schema|simulate"},
         {" --language ", "en|ru"},
         {" --language ru che", "check"},
         {" check --no-warn al", "alternating-line"},
@@ -85,6 +85,8 @@ TEST(Ctl, TheShellCompletesWhatHelpAndConfigurationName) {
         {" scan --rtu --parity e", "even"},
         {" topics " + folder.file("pl"), config},
         {" topics " + config + " ", ""},
+        {" read " + config + " at", "attic_2|attic_2/"},
+        {" write " + config + " ", "gate:\\ 1_1/"},
         {" simulate --seconds 5 --output " + folder.file("pl"), config},
         {" watch -c " + config + " ", "gate:\\ 1_1|gate:\\ 1_1/|attic_2|attic_2/"},
         {" watch --config=" + config + " at", "attic_2|attic_2/"},

@@ -28,6 +28,15 @@ auto order(Finding const& finding) {
     return std::tie(finding.file, finding.line, finding.column, finding.key, finding.text, finding.name);
 }
 
+/// Of a key at fault the daemon may tell what it leads to as well.
+bool is_told(Finding const& one, Finding const& other) {
+    auto const place = [](Finding const& finding) {
+        return std::tie(finding.file, finding.line, finding.column, finding.key);
+    };
+    return order(one) == order(other) ||
+           (one.is_error && other.is_error && !one.key.empty() && place(one) == place(other));
+}
+
 }  // namespace
 
 std::vector<Finding> check(std::string const& path) {
@@ -48,7 +57,7 @@ std::vector<Finding> check(std::string const& path) {
     // A template is loaded once for each of its devices, a port may be split into several.
     std::vector<Finding> once;
     for (Finding& finding : findings) {
-        if (!once.empty() && order(once.back()) == order(finding)) {
+        if (!once.empty() && is_told(once.back(), finding)) {
             once.back().log.merge(finding.log);
         } else {
             once.push_back(std::move(finding));

@@ -74,6 +74,15 @@ Json::Value const* child_at(Json::Value const& node, ptrdiff_t offset, std::stri
     return nullptr;
 }
 
+Json::Value const* member(Json::Value const& node, std::string const& key) {
+    return node.isObject() ? node.find(key.data(), key.data() + key.size()) : nullptr;
+}
+
+/// Of a character in UTF-8.
+bool is_first_byte(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
+}
+
 /// A device in the connection shape has a name for people and one that ties it to its parameters.
 std::string device_name(Json::Value const& device) {
     std::string const cname = text_at(device, "cname");
@@ -85,33 +94,95 @@ std::string device_name(Json::Value const& device) {
 
 Document::Document(std::string path) : path_(std::move(path)), text_(read_text(path_)) {
     line_starts_.push_back(0);
-    for (size_t at = text_.find('\n'); at != std::string::npos; at = text_.find('\n', at + 1)) {
-        line_starts_.push_back(at + 1);
+    size_t characters = 0;
+    for (size_t at = 0; at < text_.size(); ++at) {
+        if (at % counted_bytes == 0) {
+            characters_.push_back(characters);
+        }
+        characters += is_first_byte(text_[at]) ? 1 : 0;
+        if (text_[at] == '\n') {
+            line_starts_.push_back(at + 1);
+        }
     }
+    characters_.push_back(characters);
     mark_ = text_.starts_with(byte_order_mark) ? byte_order_mark.size() : 0;
     try {
-        root_ = jUtils::Load(path_);
+        root_ = jUtils::ParseFile(path_, text_);
     } catch (std::exception const& e) {
         read_fault(e.what());
     }
 }
+
+namespace {
+
+/// What the parser of JSON says.
+constexpr Phrase parser_texts[] = {"Syntax error: value, object or array expected.",
+                                   "Missing '}' or object member name",
+                                   "Missing ':' after object member name",
+                                   "Missing ',' or '}' in object declaration",
+                                   "Missing ',' or ']' in array declaration",
+                                   "Extra non-whitespace after JSON value.",
+                                   "Bad escape sequence in string"};
+
+std::string in_language(std::string const& text) {
+    if (text.starts_with("Exceeded stackLimit")) {
+        return say("nested too deeply");
+    }
+    for (Phrase const& phrase : parser_texts) {
+        if (text == phrase.english()) {
+            return say(phrase);
+        }
+    }
+    return text;
+}
+
+}  // namespace
 
 /// "PATH : ошибка разбора JSON : * Line 3, Column 5\n  Missing ',' ...". One that names no place is about the whole.
 void Document::read_fault(std::string const& text) {
     static std::regex const place(R"(\* Line (\d+), Column (\d+)\n\s*([^\n]*))");
     std::smatch found;
     if (!std::regex_search(text, found, place)) {
-        fault_ = text_.empty() ? say("the file is empty") : text.substr(text.rfind(" : ") + 3);
+        fault_ = text_.empty() ? say("the file is empty") : in_language(text.substr(text.rfind(" : ") + 3));
         return;
     }
-    fault_ = found[3];
-    fault_position_.line = std::stoul(found[1]);
-    fault_position_.column = std::stoul(found[2]);
-    if (fault_position_.line <= line_starts_.size()) {
-        // The parser counts bytes.
-        size_t const start = line_starts_[fault_position_.line - 1];
-        fault_position_ = position_of(std::min(start + fault_position_.column - 1, text_.size()));
+    bool const is_wide = text_.starts_with("\xFF\xFE") || text_.starts_with("\xFE\xFF");
+    fault_ = is_wide ? say("the file is in UTF-16: save it as UTF-8") : in_language(found[3]);
+    fault_position_ = position_of(found[1], found[2]);
+}
+
+/// The parser counts bytes.
+Document::Position Document::position_of(std::string const& line, std::string const& column) const {
+    Position const told{std::stoul(line), std::stoul(column)};
+    return told.line > line_starts_.size() ? told : position_of(line_starts_[told.line - 1] + told.column - 1);
+}
+
+std::optional<Document::Position> Document::not_utf8() const {
+    size_t at = 0;
+    while (at < text_.size()) {
+        auto const lead = static_cast<unsigned char>(text_[at]);
+        size_t const size = lead < 0x80 ? 1 : lead < 0xC2 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : lead < 0xF5 ? 4 : 0;
+        size_t whole = 1;
+        while (whole < size && at + whole < text_.size() && !is_first_byte(text_[at + whole])) {
+            ++whole;
+        }
+        if (whole != size) {
+            return position_of(at);
+        }
+        at += size;
     }
+    return {};
+}
+
+std::optional<Document::Twice> Document::key_twice() const {
+    static std::regex const place(R"(\* Line (\d+), Column (\d+)\n\s*Duplicate key: '([^\n]*)')");
+    Json::Value root;
+    std::string errors;
+    std::smatch found;
+    if (jUtils::parse_file(text_, root, errors, true) || !std::regex_search(errors, found, place)) {
+        return {};
+    }
+    return Twice{found[3], position_of(found[1], found[2])};
 }
 
 std::vector<Document::Step> Document::steps_to(ptrdiff_t offset) const {
@@ -136,6 +207,11 @@ std::vector<Document::Step> Document::steps_to(ptrdiff_t offset) const {
 Json::Value const* Document::element(ptrdiff_t offset) const {
     std::vector<Step> const steps = steps_to(offset);
     return steps.empty() ? nullptr : steps.back().element;
+}
+
+Json::Value const* Document::owner(ptrdiff_t offset) const {
+    std::vector<Step> const steps = steps_to(offset);
+    return steps.empty() ? nullptr : steps.back().owner;
 }
 
 std::string Document::path_to(ptrdiff_t offset) const {
@@ -168,44 +244,51 @@ std::string Document::path_to(ptrdiff_t offset) const {
 }
 
 Document::Position Document::position(ptrdiff_t offset, std::string const& key) const {
-    Json::Value const* node = element(offset);
-    node = node == nullptr ? &root_ : node;
-    Json::Value const* value = nullptr;
-    std::string last;
+    Json::Value const* const found = element(offset);
+    Json::Value const* node = found == nullptr ? &root_ : found;
+    Json::Value const* holder = nullptr;
+    std::string name;
     for (std::string const& piece : xString::Split(key, ".")) {
-        Json::Value const* const next =
-            node->isObject() ? node->find(piece.data(), piece.data() + piece.size()) : nullptr;
-        if (next == nullptr && value == nullptr && node->isObject() && node->isMember("connection")) {
+        Json::Value const* next = member(*node, piece);
+        if (next == nullptr && holder == nullptr) {
             // The keys of a port in the connection shape.
-            node = &(*node)["connection"];
-            value = node->isObject() ? node->find(piece.data(), piece.data() + piece.size()) : nullptr;
-        } else if (next != nullptr) {
-            value = next;
+            Json::Value const& connection = jUtils::at(*node, "connection");
+            next = member(connection, piece);
+            node = next == nullptr ? node : &connection;
         }
-        if (value == nullptr) {
+        if (next == nullptr) {
             break;
         }
-        node = value;
-        last = piece;
+        holder = node;
+        node = next;
+        name = piece;
     }
-    if (value == nullptr) {
-        return position_of(static_cast<size_t>(std::max<ptrdiff_t>(offset, 0)) + mark_);
+    if (holder == nullptr) {
+        return position_of(place_of(offset));
     }
-    size_t const place = static_cast<size_t>(value->getOffsetStart()) + mark_;
-    // Ahead of the value; one that is written with escapes isn't found, and then the value does.
-    size_t const name = text_.rfind("\"" + last + "\"", place);
-    return position_of(name == std::string::npos ? place : name);
+    size_t const begin = place_of(holder->getOffsetStart());
+    size_t const value = place_of(node->getOffsetStart());
+    // Ahead of the value, in the object; one that is written with escapes isn't found, and then the value does.
+    size_t const at = std::string_view(text_).substr(begin, value - begin).rfind("\"" + name + "\"");
+    return position_of(at == std::string_view::npos ? value : begin + at);
+}
+
+size_t Document::place_of(ptrdiff_t offset) const {
+    return static_cast<size_t>(std::max<ptrdiff_t>(offset, 0)) + mark_;
+}
+
+/// Of the text ahead of the place, without a byte order mark.
+size_t Document::characters_to(size_t place) const {
+    size_t count = characters_[place / counted_bytes];
+    for (size_t at = place - place % counted_bytes; at < place; ++at) {
+        count += is_first_byte(text_[at]) ? 1 : 0;
+    }
+    return place < mark_ ? 0 : count - (mark_ > 0 ? 1 : 0);
 }
 
 Document::Position Document::position_of(size_t place) const {
+    place = std::min(place, text_.size());
     auto const next = std::upper_bound(line_starts_.begin(), line_starts_.end(), place);
-    size_t start = *std::prev(next);
-    Position position{static_cast<size_t>(next - line_starts_.begin()), 1};
-    if (start == 0) {
-        start = std::min(mark_, place);
-    }
-    for (size_t at = start; at < place && at < text_.size(); ++at) {
-        position.column += (static_cast<unsigned char>(text_[at]) & 0xC0U) != 0x80U ? 1 : 0;
-    }
-    return position;
+    size_t const start = *std::prev(next);
+    return {static_cast<size_t>(next - line_starts_.begin()), characters_to(place) - characters_to(start) + 1};
 }

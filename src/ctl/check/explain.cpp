@@ -1,5 +1,8 @@
 #include "ctl/check/explain.h"
 
+#include <algorithm>
+#include <filesystem>
+#include <optional>
 #include <regex>
 
 #include "config/constants.h"
@@ -32,31 +35,25 @@ Row const rows[] = {
     {"пустой узел канала", "", "is empty"},
     {"корень файла конфигурации не является", "", "the file has to be an object"},
     {"шаблон не является объектом", "", "a template has to be an object"},
-    {"список устройств пуст", "devices", "none of the devices can be used"},
-    {"не содержит ни одного параметра", "params", "none of the parameters can be used"},
     {"не задано ни одного канала", "channels", "none of the channels can be used"},
+    {"Не указано имя параметра z2t_name", "z2t_name", "is empty"},
     {"исключение при парсинге элемента : stoi", "object_id", "isn't six numbers with points between them"},
     {"не содержит 6 элементов", "object_id", "isn't six numbers with points between them"},
     {"неверный формат scale", "scale", "isn't a number that can be used"},
     {"невалидные настройки zigbee-порта", "zigbee", "needs the bridge's address"},
-    {"конфиг не содержит настроек TCP/MQTT", "", "needs an object with url and port"},
     {"Неизвестный тип устройства для порта XGPIO", "type", "has to be xgpio here"},
     {"не содержит ни одного устройства mb-tcp", "devices",
      "has no mb-tcp: in this shape of the file the loading would never end"},
     {"'devices' и 'parameters' должны быть списками", "", "devices and parameters have to be lists"},
     {"'devices' и 'parameters' - списками", "", "connection has to be an object, devices and parameters lists"},
-    {"параметр 'offset' превышает максимальное значение", "bh_list",
-     "an offset lies behind the value's last bit: 15, of u24 23, of u32 31"},
-    {"bitem.ctor", "bh_list", "an element is faulty: it needs a name and an offset"},
-    {"bhold.ctor", "bh_list", "is missing: the bits have to be a list of objects with name and offset"},
+    {"bhold.ctor", "bh_list", "the bits have to be a list of objects with name and offset"},
     {"битовый параметр без списка 'bh_list'", "bh_list", "is missing: there is nothing to publish"},
     {"должен быть указан массив 'bh_list'", "bh_list", "is missing: commands 13 and 21 need it"},
     {"для команды 15 должен быть указан номер канала", "channel", "has to be one character, 0 to F, for command 9"},
-    {"Допустимые значения : 1, 9, 10, 13, 15 и 21", "cmd", "allowed: 1, 9, 10, 13, 15, 21"},
+    {"Допустимые значения : 1, 9, 10, 13, 15 и 21", "cmd", "has to be 1, 9, 10, 13, 15 or 21"},
     {"не указана ссылка на параметры устройства", "type", "a parameter of this type needs a device of it"},
     {"не указан 'cdev'", "type", "a parameter of this type needs a device of it"},
     {"не указан порт", "type", "a device of this type needs a port of it"},
-    {"недопустимое значение атрибута 'offset'", "offset", "allowed: 0, 4, 8, 12"},
 };
 
 std::string quoted_key(std::string const& text) {
@@ -99,11 +96,15 @@ Json::Value const& value_at(Json::Value const& element, std::string const& key) 
     return *value;
 }
 
+/// Name and type are asked for ahead of the class.
+constexpr char any_element[] = "base.cport";
+
 /// The row of a key, in the table of the object that holds it.
 keys::Key const* row_of(std::string const& class_key, std::string const& key) {
     size_t const point = key.find('.');
     if (point == std::string::npos) {
-        return key_rows::find(class_key, key);
+        keys::Key const* const row = key_rows::find(class_key, key);
+        return row == nullptr ? key_rows::find(any_element, key) : row;
     }
     std::string const object = key.substr(0, point);
     return key_rows::find(object == "tcp" ? "mqtt" : object, key.substr(point + 1));
@@ -113,9 +114,10 @@ std::string fault_of_value(std::string const& class_key, std::string const& key,
     keys::Key const* const row = row_of(class_key, key);
     Json::Value const& value = value_at(element, key);
     if (value.isNull()) {
-        return row == nullptr
-                   ? say("is missing")
-                   : say("is missing: %s", std::string(language::is_russian() ? row->russian : row->english));
+        return row == nullptr ? say("is missing") : say("is missing: %s", key_rows::meaning(*row));
+    }
+    if (value.isString() && value.asString().empty() && (row == nullptr || row->words.empty())) {
+        return say("is empty");
     }
     std::string text = row == nullptr
                            ? say("%s can't be used", key_rows::shown(value))
@@ -167,16 +169,97 @@ Meaning bad_line(Json::Value const& element) {
     return {"rs.path", {}};
 }
 
+std::vector<std::string> templates() {
+    std::vector<std::string> names;
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(templates_folder(), error), end; !error && entry != end;
+         entry.increment(error)) {
+        if (entry->path().extension() == ".json") {
+            names.push_back(entry->path().stem());
+        }
+    }
+    return names;
+}
+
+/// A list of which nothing could be made.
+Meaning nothing_of(Loading const& loading, Loading::Line const& line, char const* key, Phrase none_usable) {
+    Json::Value const& element = loading.element(line.place);
+    Json::Value const& list = jUtils::at(element, key);
+    if (list.isArray() && !list.empty()) {
+        return {key, say(none_usable)};
+    }
+    // In the connection shape the parameters stand elsewhere.
+    std::string const cname = text_at(element, "cname");
+    Document const* const document = loading.document(line.place.file);
+    Json::Value const* const owner = document == nullptr ? nullptr : document->owner(line.place.offset);
+    if (!cname.empty() && owner != nullptr && jUtils::has(*owner, "connection")) {
+        for (Json::Value const& group : jUtils::at(*owner, "parameters")) {
+            if (text_at(group, "cname") == cname) {
+                return {key, say(none_usable)};
+            }
+        }
+        return {"cname", say("no group of parameters has this cname")};
+    }
+    if (!text_at(element, "templ").empty()) {
+        return {key, say(none_usable)};
+    }
+    return {key, list.isNull() ? say("is missing") : list.isArray() ? say("is empty") : say(none_usable)};
+}
+
+/// What is wrong with a bit, and with which key of it; nothing with one that can be used.
+Meaning fault_of_bit(Json::Value const& bit, double most) {
+    if (!bit.isObject() || bit.empty()) {
+        return {"", say("%s can't be used; allowed: %s", key_rows::shown(bit), say("an object"))};
+    }
+    for (auto const& table : key_rows::tables("bh_list")) {
+        for (keys::Key row : table) {
+            row.most = std::min(row.most, row.name == std::string_view("offset") ? most : keys::unbounded);
+            Json::Value const& value = jUtils::at(bit, row.name);
+            if (value.isNull() ? row.missing != nullptr : !key_rows::fits(row, value)) {
+                return {row.name, value.isNull() ? say("is missing: %s", key_rows::meaning(row))
+                                                 : say("%s can't be used; allowed: %s", key_rows::shown(value),
+                                                       key_rows::allowed(row))};
+            }
+        }
+    }
+    return {};
+}
+
+/// The first bit that can't be used, where a line is about one.
+std::optional<Finding> explain_bit(Loading const& loading, Loading::Line const& line) {
+    static std::regex const limit("'offset' превышает максимальное значение : (\\d+)");
+    std::smatch found;
+    double const most = std::regex_search(line.text, found, limit) ? std::stod(found[1]) : keys::unbounded;
+    static std::regex const about_bit("bitem|ключа '(name|offset|inverted)'");
+    Json::Value const& list = jUtils::at(loading.element(line.place), "bh_list");
+    if (!list.isArray() || !line.key.empty() || !std::regex_search(line.text, about_bit)) {
+        return {};
+    }
+    for (Json::Value const& bit : list) {
+        Meaning const meaning = fault_of_bit(bit, most);
+        if (!meaning.text.empty()) {
+            return make_finding(loading, {line.place.file, bit.getOffsetStart()}, meaning.key, meaning.text);
+        }
+    }
+    return {};
+}
+
 /// A template that was not found, or is none.
 Finding explain_template(Loading const& loading, Loading::Line const& line) {
     std::string const templ = text_at(loading.element(line.place), "templ");
     std::string const path = templates_folder() + "/" + templ + ".json";
     Document const* const document = loading.document(path);
     if (document == nullptr || templ.empty()) {
-        return make_finding(loading, line.place, "templ", say("%s can't be read: the device goes without it", path));
+        std::string const near = key_rows::nearest(templ, templates());
+        return make_finding(loading, line.place, "templ",
+                            say("%s can't be read: the device goes without it", path) +
+                                (near.empty() ? "" : " " + say("(did you mean %s?)", near)));
     }
     if (document->fault().empty()) {
-        return make_finding(loading, {path, -1}, "", say("this template can't be used"));
+        // What an object has else is told by lines of its own.
+        return document->root().isObject()
+                   ? make_finding(loading, {path, -1}, "name", say("has to be the name of the file"))
+                   : make_finding(loading, {path, -1}, "", say("a template has to be an object"));
     }
     Finding finding = make_finding(loading, {path, -1}, "", document->fault());
     finding.line = document->fault_position().line;
@@ -206,6 +289,18 @@ Meaning meaning_of(Loading const& loading, Loading::Line const& line) {
     if (has("невалидные настройки rs-порта")) {
         return bad_line(element);
     }
+    if (has("список устройств пуст")) {
+        return nothing_of(loading, line, "devices", "none of the devices can be used");
+    }
+    if (has("не содержит ни одного параметра")) {
+        return nothing_of(loading, line, "params", "none of the parameters can be used");
+    }
+    if (has("конфиг не содержит настроек TCP/MQTT")) {
+        return {line.class_key.empty() ? "mqtt" : "tcp", say("needs an object with url and port")};
+    }
+    if (has("не указан атрибут 'reg_addr'") && line.outer_key == "dcon.cdev" && !jUtils::has(element, "type")) {
+        return {"type", say("is missing: without it the parameter is one of Modbus; \"dcon\" is meant here")};
+    }
     if (has("имя шаблона не совпадает")) {
         return {"name", say("has to be the name of the file")};
     }
@@ -230,6 +325,15 @@ Meaning meaning_of(Loading const& loading, Loading::Line const& line) {
 
 }  // namespace
 
+Finding explain_line(Loading const& loading, Loading::Place const& place) {
+    Json::Value const& element = loading.element(place);
+    Meaning meaning = bad_line(element);
+    if (meaning.text.empty()) {
+        meaning.text = fault_of_value("", meaning.key, element);
+    }
+    return make_finding(loading, place, meaning.key, meaning.text);
+}
+
 Finding make_finding(Loading const& loading, Loading::Place const& place, std::string const& key, std::string text) {
     Finding finding;
     finding.file = place.file;
@@ -249,6 +353,10 @@ Finding explain(Loading const& loading, Loading::Line const& line) {
     if (line.text.starts_with("ошибка при обработке шаблона")) {
         finding = explain_template(loading, line);
     } else {
+        if (std::optional<Finding> bit = explain_bit(loading, line)) {
+            bit->log = {line.text};
+            return *bit;
+        }
         Json::Value const& element = loading.element(line.place);
         Meaning meaning = meaning_of(loading, line);
         meaning.key = with_object(element, meaning.key);

@@ -39,6 +39,10 @@ std::string type_text(keys::Type type) {
     return {};
 }
 
+keys::Type whole(keys::Type type) {
+    return type == keys::Type::natural ? keys::Type::integer : type;
+}
+
 bool has_type(keys::Type type, Json::Value const& value) {
     switch (type) {
         case keys::Type::text:
@@ -105,7 +109,15 @@ bool fits(keys::Key const& key, Json::Value const& value) {
     if (value.isNumeric() && !(value.asDouble() >= key.least && value.asDouble() <= key.most)) {
         return false;
     }
+    if (value.isNumeric() && key.step > 0 && std::fmod(value.asDouble(), key.step) != 0) {
+        return false;
+    }
     return key.words.empty() || !value.isString() || keys::place_of(value.asString(), key.words) >= 0;
+}
+
+std::string meaning(keys::Key const& key) {
+    // The documentation marks what is to be typed.
+    return xCommon::xString::Replace(language::is_russian() ? key.russian : key.english, "`", "");
 }
 
 std::string allowed(keys::Key const& key) {
@@ -116,9 +128,11 @@ std::string allowed(keys::Key const& key) {
         }
         return say("one of %s", words);
     }
-    std::string const type = type_text(key.value.type);
+    // Its own limit tells more than that of its type.
+    std::string const type = type_text(std::isfinite(key.least) ? whole(key.value.type) : key.value.type);
     if (std::isfinite(key.least) && std::isfinite(key.most)) {
-        return say("%s from %s to %s", type, number(key.least), number(key.most));
+        std::string const text = say("%s from %s to %s", type, number(key.least), number(key.most));
+        return key.step > 0 ? say("%s in steps of %s", text, number(key.step)) : text;
     }
     if (std::isfinite(key.least)) {
         return say("%s, at least %s", type, number(key.least));

@@ -22,6 +22,8 @@ bool is_known(std::string_view key);
 
 /// The value can stand there.
 bool fits(keys::Key const& key, Json::Value const& value);
+/// What it is, in the language in force.
+std::string meaning(keys::Key const& key);
 /// "an integer from 5 to 8", "one of none, odd".
 std::string allowed(keys::Key const& key);
 /// The most alike; empty where none is.

@@ -46,6 +46,7 @@ void Loading::hear(LMT type, std::string_view text) {
     if (scope != nullptr) {
         line.key = scope->key;
         line.class_key = scope->class_key;
+        line.outer_key = scope->outer == nullptr ? "" : scope->outer->class_key;
     }
     lines.push_back(line);
 }

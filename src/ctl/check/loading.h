@@ -25,6 +25,7 @@ class Loading : private LoadScope::Watcher {
         Place place = {};
         std::string key = {};        ///< that was being read; empty: none
         std::string class_key = {};  ///< of the element
+        std::string outer_key = {};  ///< of the element around: a parameter's device
     };
     /// An element of a list that a class stands for.
     struct Element {

@@ -1,63 +1,15 @@
 #include <algorithm>
-#include <cmath>
 #include <filesystem>
 #include <map>
 #include <set>
 
 #include "config/cport.h"
-#include "ctl/check/key_rows.h"
+#include "ctl/check/line_time.h"
 #include "ctl/check/warnings.h"
-#include "drivers/modbus/config.h"
-#include "drivers/pulsartcp/config.h"
-#include "foundation/jutils.h"
 
 using xCommon::xString;
 
 namespace {
-
-/// Bytes of an exchange, of drivers where they don't depend on the parameter, and exchanges for a value.
-struct Dialogue {
-    char const* type;  ///< begins the device's type word
-    double request;
-    double reply;
-    double exchanges;
-};
-constexpr Dialogue dialogues[] = {{"mb-", 8, 7, 1},     {"dcon", 6, 12, 1},      {"merc", 6, 14, 1},
-                                  {"milur", 5, 12, 1},  {"set-4tm", 6, 8, 1},    {"emera", 30, 40, 1},
-                                  {"vkt7", 60, 200, 1}, {"pulsar", 14, 18, 1},   {"dlms", 40, 50, 2},
-                                  {"snmp", 0, 0, 1},    {"media_ctrl", 0, 0, 0}, {"z2t", 0, 0, 0}};
-/// A device takes its time, and a network too.
-constexpr double turnaround_s = 0.02;
-constexpr double frame_gaps = 7;  ///< characters of silence around an exchange
-
-double bits_of_byte(xserial::xco const& rs) {
-    double const parity = rs.parity == xserial::parity_t::none ? 0 : 1;
-    return 1 + static_cast<double>(rs.bytesize) + parity + (rs.stopbits == xserial::stopbits_t::one ? 1 : 2);
-}
-
-double pause_of(CParam const& param) {
-    if (auto const* const reg = dynamic_cast<modbus::c_register const*>(&param)) {
-        return reg->poll_delay / 1000.0;
-    }
-    auto const* const device = dynamic_cast<pulsartcp::c_dev const*>(param.parent);
-    return device == nullptr ? 0 : static_cast<double>(device->delay) / 1000.0;
-}
-
-/// How long a poll of the parameter takes, in s, when the device answers.
-double time_of(CPort const& port, CDev const& device, CParam const& param) {
-    auto const dialogue = std::find_if(std::begin(dialogues), std::end(dialogues),
-                                       [&device](Dialogue const& row) { return device.type.starts_with(row.type); });
-    if (dialogue == std::end(dialogues) || dialogue->exchanges == 0) {
-        return 0;
-    }
-    double bytes = dialogue->request + dialogue->reply + frame_gaps;
-    if (dynamic_cast<modbus::c_register const*>(&param) != nullptr) {
-        bytes += 2.0 * (modbus::value_size(param.value_type).registers - 1);
-    }
-    xserial::xco const& rs = device.personal_rs ? device.rs : port.rs;
-    double const line = port.type_has("rs") && rs.baudrate > 0 ? bytes * bits_of_byte(rs) / rs.baudrate : 0;
-    return dialogue->exchanges * (line + turnaround_s) + pause_of(param);
-}
 
 class PortLook {
  public:
@@ -79,18 +31,31 @@ class PortLook {
     void look_at_names(CPort const& port) {
         for (auto const& one : port.children) {
             for (auto const& other : port.children) {
-                bool const is_part =
-                    one != other && one->enabled && other->enabled && other->name.find(one->name) != std::string::npos;
+                if (one == other || !one->enabled || !other->enabled) {
+                    continue;
+                }
+                std::string const& part = context_.names.at(one.get());
+                std::string const& whole = context_.names.at(other.get());
                 // Of two that are equal the second is told.
-                if (is_part && (one->name != other->name || one < other)) {
-                    context_.add(
-                        warn::name_part, *other, "name",
-                        say("%s holds the name %s of another device of this port",
-                            "\"" + xString::Shown(other->name) + "\"", "\"" + xString::Shown(one->name) + "\""));
+                if (whole.find(part) != std::string::npos && (part != whole || is_ahead(port, *one, *other))) {
+                    std::string const shown = "\"" + xString::Shown(whole) + "\"";
+                    context_.add(warn::name_part, *other, "name",
+                                 part == whole ? say("%s is the name of another device of this port too", shown)
+                                               : say("%s holds the name %s of another device of this port", shown,
+                                                     "\"" + xString::Shown(part) + "\""));
                     return;  // one tells how to name them
                 }
             }
         }
+    }
+
+    static bool is_ahead(CPort const& port, CBase const& one, CBase const& other) {
+        for (auto const& child : port.children) {
+            if (child.get() == &one || child.get() == &other) {
+                return child.get() == &one;
+            }
+        }
+        return false;
     }
 
     void look_at_lines(CPort const& port) {
@@ -108,7 +73,9 @@ class PortLook {
             xserial::xco rs = device->personal_rs ? device->rs : port.rs;
             rs.path = rs.path.empty() ? port.rs.path : rs.path;
             if (!rs.validate()) {
-                context_.add(warn::personal_line, *device, "rs", say("can't be used: the device is never asked"));
+                Finding finding = explain_line(context_.loading, context_.loading.place_of(device));
+                finding.text = say("%s: the device is never asked", finding.text);
+                context_.add(warn::personal_line, std::move(finding));
                 continue;
             }
             paths.insert(real(rs.path));
@@ -139,52 +106,55 @@ class PortLook {
     }
 
     void look_at_time(CPort const& port) {
-        double whole = 0;
-        double silent = 0;
-        double load = 0;
-        int shortest = 0;
+        LineTime time;
         for (auto const& child : port.children) {
             auto const* const device = dynamic_cast<CDev const*>(child.get());
-            if (device == nullptr || !device->enabled) {
-                continue;
-            }
-            for (auto const& node : child->children) {
-                auto const* const param = dynamic_cast<CParam const*>(node.get());
-                bool const is_asked = param != nullptr && param->enabled;
-                double const time = is_asked ? time_of(port, *device, *param) : 0;
-                if (time == 0) {
-                    continue;
-                }
-                // The whole device is read by few requests for many values.
-                double const share = device->all_params ? 0.1 : 1;
-                int const interval = device->all_params ? device->poll_interval : param->poll_interval;
-                whole += share * time;
-                silent += share * param->rto / 1000.0;
-                if (interval > 0) {
-                    load += share * time / interval;
-                    shortest = shortest == 0 ? interval : std::min(shortest, interval);
-                }
+            if (device != nullptr && device->enabled) {
+                time += line_time(port, *device);
             }
         }
-        if (load > 1) {
+        if (time.load > 1) {
             context_.add(warn::interval, port, "",
                          say("a pass takes about %.1f s (%.0f s when no device answers), and the intervals, the "
                              "shortest of them %d s, ask for %.1f times what the line can do",
-                             whole, silent, shortest, load));
+                             time.pass_s, time.silent_s, time.shortest, time.load));
         }
     }
 
+    /// Devices that share topics share many: the first of each two devices is told.
     void look_at_topics() {
+        struct Pair {
+            TopicRow const* row;
+            TopicRow const* first;
+            int count;
+        };
         std::map<std::string, TopicRow const*> seen;
+        std::map<std::pair<CBase const*, CBase const*>, Pair> pairs;
         for (TopicRow const& row : context_.topics) {
             auto const [first, is_new] = seen.emplace(row.topic, &row);
-            if (!is_new && row.node != nullptr) {
-                std::string const other =
-                    first->second->node == nullptr ? first->second->parameter : path_of(*first->second->node);
-                context_.add(warn::same_topic, *row.node, "name", say("%s is the topic of %s too", row.topic, other));
+            if (!is_new) {
+                auto const devices = std::pair(device_of(row), device_of(*first->second));
+                ++pairs.try_emplace(devices, Pair{&row, first->second, 0}).first->second.count;
+            }
+        }
+        for (auto const& [devices, pair] : pairs) {
+            std::string const more = pair.count > 1 ? " " + say("(and %d more of them)", pair.count - 1) : "";
+            if (pair.row->node == nullptr) {
+                context_.add(warn::same_topic, {context_.loading.file().path(), -1}, "ports",
+                             say("%s is the topic of %s too", pair.row->topic, name_of(*pair.first)));
+            } else if (path_of(*pair.row->node) == name_of(*pair.first)) {
+                context_.add(warn::same_topic, *pair.row->node->parent, "",
+                             say("runs twice, on two ports: put it behind the first mb-tcp device"));
+            } else {
+                context_.add(warn::same_topic, *pair.row->node, "name",
+                             say("%s is the topic of %s too", pair.row->topic, name_of(*pair.first)) + more);
             }
         }
     }
+
+    static CBase const* device_of(TopicRow const& row) { return row.node == nullptr ? nullptr : row.node->parent; }
+
+    std::string name_of(TopicRow const& row) const { return row.node == nullptr ? row.parameter : path_of(*row.node); }
 
     std::string path_of(CBase const& node) const {
         Loading::Place const place = context_.loading.place_of(&node);

@@ -2,14 +2,16 @@
 #include <array>
 #include <cctype>
 #include <cstdlib>
-#include <functional>
+#include <map>
 
 #include "ctl/check/key_rows.h"
 #include "ctl/check/warnings.h"
 #include "ctl/json_text.h"
+#include "ctl/topics/writing.h"
 #include "drivers/merc_2xx/config.h"
 #include "drivers/milur/config.h"
 #include "drivers/modbus/config.h"
+#include "drivers/vkt7rtu/config.h"
 #include "drivers/xdlms/config.h"
 #include "drivers/xsnmp/config.h"
 #include "drivers/xsnmp/inner_oid.h"
@@ -21,20 +23,15 @@ using xCommon::xString;
 
 namespace {
 
-bool raises(std::function<void()> const& step) {
-    try {
-        step();
-        return false;
-    } catch (std::exception const&) {
-        return true;
-    }
-}
-
 /// As Utils::jToInt() reads it, but in whole.
 bool is_number(std::string const& text) {
     char* end = nullptr;
     std::strtol(text.c_str(), &end, text.find("0x") != std::string::npos ? 16 : 10);
     return !text.empty() && *end == '\0';
+}
+
+bool key_is(keys::Key const& key, std::string_view name) {
+    return key.name == name;
 }
 
 bool is_bit_kind(modbus::c_param const& param) {
@@ -43,16 +40,27 @@ bool is_bit_kind(modbus::c_param const& param) {
 
 class ValueLook {
  public:
-    explicit ValueLook(WarningContext const& context) : context_(context) {}
+    explicit ValueLook(WarningContext const& context) : context_(context) {
+        for (TopicRow const& row : context.topics) {
+            if (!row.on_topic.empty()) {
+                written_.insert(row.node);
+            }
+        }
+    }
 
     void look() {
-        context_.each_device([this](CBase const& /*port*/, CBase const& device) {
+        context_.each_device([this](CBase const& port, CBase const& device) {
+            // In the connection shape the address of a device on TCP holds its host too, and is split ahead.
+            is_split_ = port.type == "base.tcp";
             look_at_numbers(device);
             for (auto const& child : device.children) {
                 auto const* const param = dynamic_cast<CParam const*>(child.get());
-                if (param != nullptr && param->enabled) {
+                if (param != nullptr && param->enabled && context_.foreign.contains(param)) {
+                    look_at_foreign(*param);
+                } else if (param != nullptr && param->enabled) {
                     look_at_numbers(*param);
                     look_at_pattern(*param);
+                    look_at_kind(*param);
                     look_at_type(*param);
                     look_at_writing(*param);
                     look_at_object_id(*param);
@@ -62,14 +70,21 @@ class ValueLook {
     }
 
  private:
+    void look_at_foreign(CParam const& param) {
+        Json::Value const& json = context_.loading.element(context_.loading.place_of(&param));
+        context_.add(warn::foreign, param, "type",
+                     jUtils::has(json, "type")
+                         ? say("of another driver: the device never asks for the parameter")
+                         : say("is missing: without it the parameter is one of Modbus, and never asked for"));
+    }
+
     void look_at_numbers(CBase const& node) {
         for (Loading::Element const* const element : context_.loading.all_of(&node)) {
             Json::Value const& json = context_.loading.element(element->place);
             for (auto const& table : key_rows::tables(element->class_key)) {
                 for (keys::Key const& row : table) {
                     Json::Value const& value = jUtils::at(json, row.name);
-                    // In the connection shape the address of a device on TCP holds its host too, and is split ahead.
-                    bool const is_split = element->class_key == "mb-tcp.cdev" && json.isMember("cname");
+                    bool const is_split = is_split_ && json.isMember("cname") && key_is(row, "sid");
                     if (row.value.type == keys::Type::number_or_text && value.isString() && !is_split &&
                         !is_number(value.asString())) {
                         context_.add(
@@ -91,6 +106,17 @@ class ValueLook {
         }
     }
 
+    void look_at_kind(CParam const& param) {
+        auto const* const reg = dynamic_cast<modbus::c_register const*>(&param);
+        for (Loading::Element const* const element : context_.loading.all_of(&param)) {
+            Json::Value const& kind = jUtils::at(context_.loading.element(element->place), "reg_type");
+            if (reg != nullptr && kind.isString() && !reg->knows_kind(kind.asString())) {
+                context_.add(warn::register_kind, element->place, "reg_type",
+                             say("%s is no kind of register: holding is taken", key_rows::shown(kind)));
+            }
+        }
+    }
+
     void look_at_type(CParam const& param) {
         std::array<unsigned char, 32> const zeros{};
         int const size = static_cast<int>(zeros.size());
@@ -108,11 +134,30 @@ class ValueLook {
         if (param.value_type == vt_none) {
             context_.add(warn::value_type, param, "value_type", say("is missing: the parameter can't be read"));
         } else if (is_wrong) {
-            context_.add(warn::value_type, param, "value_type", say("is none that this parameter can be read as"));
+            context_.add(warn::value_type, param, "value_type", say("can't be read with this driver or register kind"));
         }
     }
 
     void look_at_register(modbus::c_param const& param) {
+        if (dynamic_cast<vkt7rtu::c_dev const*>(param.parent) != nullptr) {
+            return;  // its own table tells how a register is read
+        }
+        bool const is_whole = param.parent != nullptr && param.parent->all_params;
+        if (is_whole && param.has_bits()) {
+            context_.add(warn::whole_bits, param, "bh_list",
+                         say("bits can't be in a device with all_params: the process restarts at each poll"));
+        }
+        if (is_whole && is_bit_kind(param)) {
+            return;  // cut out of the answer bit by bit
+        }
+        look_at_register_type(param);
+        for (auto const& [key, expression] :
+             {std::pair("converter_read", param.converter_read), std::pair("converter_write", param.converter_write)}) {
+            look_at_expression(param, key, expression);
+        }
+    }
+
+    void look_at_register_type(modbus::c_param const& param) {
         std::array<unsigned char, 8> const zeros{};
         bool const is_bit = param.value_type == vt_bit;
         if (param.value_type != vt_none && is_bit != is_bit_kind(param)) {
@@ -122,44 +167,29 @@ class ValueLook {
             return;
         }
         refuse_type(param, raises([&] { static_cast<void>(param.GetValueFromBuffer(zeros.data(), 8)); }));
-        for (auto const& [key, expression] :
-             {std::pair("converter_read", param.converter_read), std::pair("converter_write", param.converter_write)}) {
-            look_at_expression(param, key, expression);
-        }
     }
 
     void look_at_expression(CParam const& param, char const* key, std::string const& expression) {
-        if (expression.empty()) {
-            return;
+        auto const [fault, is_new] = expression_faults_.try_emplace(expression);
+        if (is_new && !expression.empty()) {
+            try {
+                xCommon::dukHelper engine;
+                engine.add_param("text", expression);
+                engine.show("new Function(text); ''");
+            } catch (std::exception const& e) {
+                fault->second = e.what();
+            }
         }
-        try {
-            xCommon::dukHelper engine;
-            engine.add_param("text", expression);
-            engine.show("new Function(text); ''");
-        } catch (std::exception const& e) {
-            context_.add(warn::expression, param, key, say("doesn't compile: %s", std::string(e.what())));
+        if (!fault->second.empty()) {
+            context_.add(warn::expression, param, key, say("doesn't compile: %s", fault->second));
         }
     }
 
     void look_at_writing(CParam const& param) {
-        if (param.read_only) {
-            return;
-        }
-        bool const is_taken =
-            std::any_of(context_.topics.begin(), context_.topics.end(),
-                        [&param](TopicRow const& row) { return row.node == &param && !row.on_topic.empty(); });
-        auto const* const modbus_param = dynamic_cast<modbus::c_param const*>(&param);
-        if (!is_taken) {
-            context_.add(warn::not_written, param, "read_only", say("false, but there is nothing that takes a write"));
-        } else if (modbus_param != nullptr &&
-                   (modbus_param->reg_type == modbus::reg_status || modbus_param->reg_type == modbus::reg_input ||
-                    modbus_param->reg_type == modbus::reg_input_bit)) {
-            context_.add(warn::not_written, param, "read_only", say("false, but inputs can't be written"));
-        } else if (modbus_param != nullptr && param.value_type != vt_none && raises([&] {
-                       xCommon::ByteList image;
-                       modbus_param->GetValueFromString(image, "1");
-                   })) {
-            context_.add(warn::not_written, param, "read_only", say("false, but this value_type can't be written"));
+        if (!param.read_only && !written_.contains(&param)) {
+            std::optional<Phrase> const reason = why_not_written(param);
+            context_.add(warn::not_written, param, "read_only",
+                         reason ? say(*reason) : say("false, but there is nothing that takes a write"));
         }
     }
 
@@ -188,6 +218,9 @@ class ValueLook {
     }
 
     WarningContext const& context_;
+    bool is_split_ = false;
+    std::set<CBase const*> written_;
+    std::map<std::string, std::string> expression_faults_;
 };
 
 }  // namespace

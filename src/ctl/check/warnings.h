@@ -1,5 +1,7 @@
 #pragma once
 
+#include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -10,11 +12,15 @@
 /// What the looks for warnings share.
 struct WarningContext {
     Loading const& loading;
-    std::vector<TopicRow> const& topics;
     std::vector<Finding>& findings;
+    std::vector<TopicRow> topics = {};
+    std::map<CBase const*, std::string> names = {};  ///< of the devices, as topics have them
+    std::set<CBase const*> foreign = {};             ///< parameters that their devices never ask for
 
     void add(char const* name, Loading::Place const& place, std::string const& key, std::string text) const {
-        Finding finding = make_finding(loading, place, key, std::move(text));
+        add(name, make_finding(loading, place, key, std::move(text)));
+    }
+    void add(char const* name, Finding finding) const {
         finding.is_error = false;
         finding.name = name;
         findings.push_back(std::move(finding));
@@ -35,6 +41,8 @@ struct WarningContext {
     }
 };
 
+/// What the parser takes without a word, in each file.
+void look_at_files(WarningContext const& context);
 /// Keys that nothing reads, or not where they stand.
 void look_at_keys(WarningContext const& context);
 /// Values that are taken, and fail when the parameter is polled or written.

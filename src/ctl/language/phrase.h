@@ -22,6 +22,7 @@ class Phrase {
     // NOLINTNEXTLINE(google-explicit-constructor): stands where a text would
     consteval Phrase(char const* english) : row_(find(english)) {}
 
+    constexpr char const* english() const { return row_->english; }
     std::string text() const { return language::is_russian() ? row_->russian : row_->english; }
 
  private:

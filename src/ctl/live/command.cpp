@@ -29,25 +29,12 @@ struct Options {
     bool force = false;
 };
 
-/// A loaded configuration with its topics; the status if there is none.
+/// A loaded configuration with its topics.
 struct Plant {
     std::unique_ptr<Loading> loading;
     std::vector<TopicRow> rows;
-    int status = status_ok;
 
-    explicit Plant(std::string const& path) {
-        try {
-            loading = std::make_unique<Loading>(path);
-        } catch (std::exception const& e) {
-            std::cerr << "ostrandctl: " << e.what() << "\n";
-            status = status_refused;
-            return;
-        }
-        if (!loading->config) {
-            std::cerr << "ostrandctl: " << say("%s doesn't load: ask `ostrandctl check` why", path) << "\n";
-            status = status_failed;
-            return;
-        }
+    explicit Plant(std::string const& path) : loading(load_configuration(path)) {
         LogListener const silence([](auto...) {});
         IdlePorts const ports(*loading->config);
         rows = list_topics(*loading, ports);
@@ -330,9 +317,6 @@ int write_value(Plant const& plant, Options const& options) {
 
 int run(Options const& options, int (*work)(Plant const&, Options const&)) {
     Plant const plant(options.file);
-    if (plant.status != status_ok) {
-        return plant.status;
-    }
     xserial::xrs::lock = options.force ? xserial::xrs::Lock::shared : xserial::xrs::Lock::own;
     return work(plant, options);
 }

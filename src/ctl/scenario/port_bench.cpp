@@ -5,28 +5,8 @@
 #include "app/normalise.h"
 #include "config/constants.h"
 
-namespace {
-
-/// What is the same on every bench needn't be written: nothing is opened.
-Json::Value with_lines(Json::Value config, Scenario const& scenario) {
-    for (Json::Value& port : config["ports"]) {
-        if (!port.isObject() || !port["name"].isString() || !scenario.wires.contains(port["name"].asString())) {
-            continue;
-        }
-        bool const is_tcp = port["type"].asString().find("tcp") != std::string::npos;
-        Json::Value& line = port[is_tcp ? "tcp" : "rs"];
-        if (line.isNull()) {
-            line = json_of(is_tcp ? R"({"url": "127.0.0.1", "port": 502})" : R"({"path": "/dev/null"})");
-        }
-    }
-    return config;
-}
-
-}  // namespace
-
 PortBench::PortBench(Scenario const& scenario) : scenario_(scenario) {
-    Json::Value root =
-        normalise(scenario.config["ports"].isArray() ? with_lines(scenario.config, scenario) : scenario.config).config;
+    Json::Value root = normalise(scenario.whole_config()).config;
     config_.reset(Config::Load(root));
     if (!config_) {
         return;

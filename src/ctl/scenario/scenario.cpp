@@ -336,6 +336,24 @@ Json::Value json_of(std::string const& text) {
     return root;
 }
 
+Json::Value Scenario::whole_config() const {
+    Json::Value result = config;
+    if (!result.isObject() || !result["ports"].isArray()) {
+        return config;
+    }
+    for (Json::Value& port : result["ports"]) {
+        if (!port.isObject() || !port["name"].isString() || !wires.contains(port["name"].asString())) {
+            continue;
+        }
+        bool const is_tcp = port["type"].asString().find("tcp") != std::string::npos;
+        Json::Value& line = port[is_tcp ? "tcp" : "rs"];
+        if (line.isNull()) {
+            line = json_of(is_tcp ? R"({"url": "127.0.0.1", "port": 502})" : R"({"path": "/dev/null"})");
+        }
+    }
+    return result;
+}
+
 void Scenario::write(std::string const& port, PeerScript& script) const {
     auto const wire = wires.find(port);
     if (wire == wires.end()) {

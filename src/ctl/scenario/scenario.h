@@ -50,6 +50,8 @@ struct Scenario {
 
     /// Reads a file. Raises std::runtime_error with "FILE:LINE: what is wrong".
     static Scenario read(std::string const& path, std::string const& name);
+    /// With a line for each port that has a wire: it needn't be written, as nothing is opened.
+    Json::Value whole_config() const;
     /// The far end of one port's line.
     void write(std::string const& port, PeerScript& script) const;
 };

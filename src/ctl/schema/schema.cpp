@@ -9,6 +9,7 @@
 #include "config/cport.h"
 #include "ctl/check/key_rows.h"
 #include "ctl/language/phrase.h"
+#include "drivers/z2t_tasmota/config.h"
 #include "foundation/jutils.h"
 
 namespace {
@@ -28,6 +29,13 @@ Json::Value reference(std::string const& name) {
     Json::Value schema;
     schema["$ref"] = "#/$defs/" + name;
     return schema;
+}
+
+/// The key keeps what is told of it.
+void refer(Json::Value& property, std::string const& name) {
+    Json::Value const description = property["description"];
+    property = reference(name);
+    property["description"] = description;
 }
 
 Json::Value array_of(Json::Value const& items, int least) {
@@ -102,12 +110,15 @@ void add_type(Json::Value& schema, keys::Key const& key) {
     }
 }
 
+bool is_required(keys::Key const& key) {
+    return key.missing != nullptr || key.fallback == keys::required;
+}
+
 /// What a value of the key may be.
 Json::Value property(keys::Key const& key) {
     Json::Value schema;
     add_type(schema, key);
-    std::string description = language::is_russian() ? key.russian : key.english;
-    schema["description"] = description + (*key.unit == '\0' ? "" : std::string(", ") + key.unit);
+    schema["description"] = key_rows::meaning(key) + (*key.unit == '\0' ? "" : std::string(", ") + key.unit);
     std::string const fallback = text_of_fallback(key);
     if (!fallback.empty()) {
         schema["default"] = key.value.type == keys::Type::text ? Json::Value(fallback) : json_of(fallback.c_str());
@@ -121,14 +132,13 @@ Json::Value property(keys::Key const& key) {
     if (std::isfinite(key.most)) {
         schema["maximum"] = key.most;
     }
-    if (key.missing != nullptr && key.value.type == keys::Type::text) {
+    if (key.step > 0) {
+        schema["multipleOf"] = key.step;
+    }
+    if (is_required(key) && key.value.type == keys::Type::text) {
         schema["minLength"] = 1;
     }
     return schema;
-}
-
-bool is_required(keys::Key const& key) {
-    return key.missing != nullptr || key.fallback == keys::required;
 }
 
 /// The class with its keys. `whole` asks for what is required.
@@ -211,6 +221,7 @@ class Definitions {
             defs_[name] = object_of(key_rows::tables(name), false);
             defs_[name].removeMember("required");
         }
+        defs_["mqtt"]["minProperties"] = 1;
         defs_["bit"] = object_of(key_rows::tables("bh_list"), true);
         for (std::string const& word : words_of(suffix_cparam)) {
             if (model_of(word, suffix_cparam) == word) {
@@ -251,9 +262,6 @@ class Definitions {
         if (whole) {
             add_conditions(schema, word);
         }
-        if (word.starts_with("merc") && whole) {
-            properties["offset"]["multipleOf"] = 4;
-        }
         return schema;
     }
 
@@ -278,7 +286,7 @@ class Definitions {
 
     static Json::Value device(std::string const& word) {
         Json::Value schema = object_of(key_rows::tables(word + suffix_cdev), true);
-        schema["properties"]["rs"] = reference("rs");
+        refer(schema["properties"]["rs"], "rs");
         std::string const fallback = word == "dcon" ? dcon_default : word;
         Json::Value overlaid;
         overlaid["properties"]["params"] = array_of(element("overlay", fallback + overlay), 0);
@@ -302,6 +310,17 @@ class Definitions {
         return schema;
     }
 
+    /// Without a device that stands for the bridge each needs parameters.
+    static Json::Value without_bridge() {
+        Json::Value row;
+        row["if"]["properties"]["devices"]["contains"] = where("cname", "const", z2t_tasmota::bridge_cname);
+        Json::Value& device = row["else"]["properties"]["devices"]["items"];
+        device["if"] = where("templ", "minLength", 1);
+        device["else"] = needs("params");
+        device["else"]["properties"]["params"]["minItems"] = 1;
+        return row;
+    }
+
     static Json::Value port(std::string const& word) {
         Json::Value schema = object_of(key_rows::tables(word + suffix_cport), true);
         Json::Value& properties = schema["properties"];
@@ -310,15 +329,17 @@ class Definitions {
         std::string const description = properties["devices"]["description"].asString();
         properties["devices"] = array_of(element("device", own_device), 1);
         properties["devices"]["description"] = description;
-        properties["rs"] = reference("rs");
-        properties["tcp"] = reference("mqtt");
+        refer(properties["rs"], "rs");
+        refer(properties["tcp"], "mqtt");
         if (word.find("rs") != std::string::npos) {
             properties["rs"]["required"].append("path");
             properties["rs"]["properties"]["path"]["minLength"] = 1;
             schema["required"].append("rs");
         } else if (word.find("z2t") != std::string::npos) {
-            properties["zigbee"] = where("address", "minLength", 1);
+            properties["zigbee"]["properties"]["address"]["minLength"] = 1;
+            properties["zigbee"]["required"].append("address");
             schema["required"].append("zigbee");
+            schema["allOf"].append(without_bridge());
         }
         return schema;
     }
@@ -344,8 +365,8 @@ Json::Value configuration_schema() {
     schema["properties"] = root["properties"];
     schema["required"] = root["required"];
     schema["properties"]["$schema"]["type"] = "string";
-    schema["properties"]["mqtt"] = reference("mqtt");
-    schema["properties"]["log"] = reference("log");
+    refer(schema["properties"]["mqtt"], "mqtt");
+    refer(schema["properties"]["log"], "log");
     Json::Value either;
     either["type"] = "object";
     either["if"] = needs("connection");

@@ -12,9 +12,13 @@
 
 namespace {
 
+std::string interval_text(TopicRow const& row) {
+    return row.interval ? std::to_string(*row.interval) : "";
+}
+
 std::vector<std::string> cells_of(TopicRow const& row) {
-    return {row.topic, row.on_topic, row.direction(), row.parameter, row.unit, std::to_string(row.interval),
-            row.port,  row.device,   row.source};
+    return {row.topic,          row.on_topic, row.direction(), row.parameter, row.unit,
+            interval_text(row), row.port,     row.device,      row.source};
 }
 
 constexpr char const* names[] = {"topic",    "on_topic", "direction", "parameter", "unit",
@@ -51,7 +55,7 @@ std::string as_json(std::vector<TopicRow> const& rows) {
         for (size_t at = 0; at < cells.size(); ++at) {
             object[names[at]] = cells[at];
         }
-        object["interval"] = row.interval;
+        object["interval"] = row.interval ? Json::Value(*row.interval) : Json::Value();
         list.append(object);
     }
     return json_text(list);
@@ -60,8 +64,7 @@ std::string as_json(std::vector<TopicRow> const& rows) {
 std::string as_table(std::vector<TopicRow> const& rows) {
     columns::Rows table = {{say("topic"), "", say("unit"), say("interval"), say("port"), say("device"), say("source")}};
     for (TopicRow const& row : rows) {
-        table.push_back(
-            {row.topic, row.direction(), row.unit, std::to_string(row.interval), row.port, row.device, row.source});
+        table.push_back({row.topic, row.direction(), row.unit, interval_text(row), row.port, row.device, row.source});
     }
     return columns::table(table);
 }

@@ -5,8 +5,12 @@
 #include "config/constants.h"
 #include "ctl/check/key_rows.h"
 #include "ctl/json_text.h"
+#include "ctl/topics/writing.h"
 #include "drivers/dcon/config.h"
 #include "drivers/modbus/config.h"
+#include "drivers/vkt7rtu/config.h"
+#include "drivers/xdlms/config.h"
+#include "drivers/xsnmp/config.h"
 #include "transport/no_line_tran.h"
 
 using xCommon::xString;
@@ -23,6 +27,10 @@ class IdleLine : public NoLineTran {
 /// Controls that a parameter has: its own, or those of its bits.
 std::vector<std::string> controls_of(CParam const& param) {
     bholding::bhold const* bits = nullptr;
+    bool const is_vkt7 = dynamic_cast<vkt7rtu::c_dev const*>(param.parent) != nullptr;
+    if (is_vkt7 && dynamic_cast<vkt7rtu::c_param const*>(&param) == nullptr) {
+        return {param.name};  // a parameter of Modbus is a plain register there
+    }
     if (auto const* const reg = dynamic_cast<modbus::c_register const*>(&param)) {
         bits = reg->bits.get();
     } else if (auto const* const command = dynamic_cast<dcon::c_param const*>(&param)) {
@@ -44,6 +52,17 @@ bool is_polled(CParam const& param) {
         return false;
     }
     return dynamic_cast<dcon::c_param const*>(&param) == nullptr || param.read_only;
+}
+
+/// Between two publications, s; none where the device reports by itself, or nothing is read.
+std::optional<int> interval_of(CDev const& device, CParam const& param, bool is_read) {
+    if (!is_read || device.type == "z2t") {
+        return {};
+    }
+    if (device.type == "pulsar-tcp") {
+        return device.poll_interval;  // a sweep is over all of them
+    }
+    return device.all_params ? std::max(device.poll_interval, param.poll_interval) : param.poll_interval;
 }
 
 /// "reg_type=input reg_addr=10": what the driver's own keys say.
@@ -80,18 +99,19 @@ void add_rows(Loading const& loading, IdlePorts const& ports, CBase const& port,
     std::string const device_name = ports.device_name(device);
     for (auto const& child : device.children) {
         auto const* const param = dynamic_cast<CParam const*>(child.get());
-        if (param == nullptr || !param->enabled) {
+        if (param == nullptr || !param->enabled || !ports.is_own(device, *param)) {
             continue;
         }
+        bool const is_written = !why_not_written(*param);
         for (std::string const& control : controls_of(*param)) {
             TopicRow row;
             row.topic = xString::Format(topic_value, device_name, control);
             std::string const on_topic = xString::Format(topic_on, device_name, control);
-            row.on_topic = ports.is_subscribed(on_topic) ? on_topic : "";
+            row.on_topic = is_written && ports.is_subscribed(on_topic) ? on_topic : "";
             row.is_read = is_polled(*param);
             row.parameter = control;
             row.unit = param->unit;
-            row.interval = param->poll_interval;
+            row.interval = interval_of(device, *param, row.is_read);
             row.port = port.name;
             row.device = device_label(device);
             row.source = source_of(loading, *param);
@@ -134,15 +154,31 @@ IdlePorts::IdlePorts(Config const& config) {
     }
 }
 
-std::string IdlePorts::device_name(CBase const& device) const {
+DevBase* IdlePorts::object_of(CBase const& device) const {
     for (auto const& port : ports_) {
         for (auto const& object : port->devices) {
             if (object->cfg == &device) {
-                return object->get_device_name();
+                return object.get();
             }
         }
     }
-    return device.name;
+    return nullptr;
+}
+
+std::string IdlePorts::device_name(CBase const& device) const {
+    DevBase* const object = object_of(device);
+    return object == nullptr ? device.name : object->get_device_name();
+}
+
+bool IdlePorts::is_own(CBase const& device, CParam const& param) const {
+    if (dynamic_cast<xdlms::cddev const*>(&device) != nullptr) {
+        return dynamic_cast<xdlms::dparam const*>(&param) != nullptr;
+    }
+    if (dynamic_cast<xsnmp::csdev const*>(&device) != nullptr) {
+        return dynamic_cast<xsnmp::sparam const*>(&param) != nullptr;
+    }
+    DevBase const* const object = object_of(device);
+    return object == nullptr || object->is_own(param);
 }
 
 std::unique_ptr<iTran> IdlePorts::make_line(CPort& node) {

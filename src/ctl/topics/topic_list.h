@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,7 +17,13 @@ class IdlePorts : public HostedPorts {
 
     /// As topics have it.
     std::string device_name(CBase const& device) const;
+    /// The device asks for the parameter.
+    bool is_own(CBase const& device, CParam const& param) const;
     std::unique_ptr<iTran> make_line(CPort& node) override;
+
+ private:
+    /// Null for those of ports that aren't made, or have objects of their own.
+    DevBase* object_of(CBase const& device) const;
 };
 
 /// The topic of a value.
@@ -26,7 +33,7 @@ struct TopicRow {
     bool is_read = true;   ///< it is published
     std::string parameter;
     std::string unit;
-    int interval = 0;  ///< s
+    std::optional<int> interval;  ///< s; none: it isn't polled
     std::string port;
     std::string device;  ///< as the configuration names it
     std::string source;  ///< what of the device, in the keys of its driver

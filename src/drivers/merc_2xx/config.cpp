@@ -1,6 +1,6 @@
 #include "drivers/merc_2xx/config.h"
 
-#include <string_view>
+#include <cmath>
 
 #include "config/constants.h"
 #include "config/keys.h"
@@ -41,7 +41,7 @@ constexpr keys::Key value_table[] = {
     {"tarif", keys::of<&c_param::tarif>, "1", "tariff, 1 to 4; 0: the sum", "тариф, от 1 до 4; 0: сумма",
      Overlay::taken, nullptr, "", keys::any_text, 0, 4},
     {"offset", keys::of<&c_param::offset>, "0", "which energy of the answer: 0, 4, 8, and 12 for `array16`",
-     "какая энергия из ответа: 0, 4, 8, для `array16` и 12", Overlay::taken, nullptr, "", keys::any_text, 0, 12},
+     "какая энергия из ответа: 0, 4, 8, для `array16` и 12", Overlay::taken, nullptr, "", keys::any_text, 0, 12, 4},
     {"bwri", keys::code<&c_param::bwri>, "0", "number of the instantaneous value", "номер мгновенного значения",
      Overlay::taken},
 };
@@ -53,8 +53,7 @@ void check_limits(std::string const& name, Json::Value const& node) {
             continue;
         }
         int const value = jUtils::get_int(node, key.name, 0);
-        int const step = key.name == std::string_view("offset") ? 4 : 1;
-        if (value < key.least || value > key.most || value % step != 0) {
+        if (value < key.least || value > key.most || (key.step > 0 && std::fmod(value, key.step) != 0)) {
             throw xExceptionf("%s : недопустимое значение атрибута '%s'.", name, key.name);
         }
     }

@@ -16,9 +16,10 @@ using xCommon::xExceptionf;
 
 namespace {
 
-constexpr RegTypes::Word words[] = {{"coil", reg_coil},           {"status", reg_status},
-                                    {"holding-m", reg_holding_m}, {"holding-bit", reg_holding_bit},
-                                    {"input", reg_input},         {"input-bit", reg_input_bit}};
+constexpr RegTypes::Word words[] = {
+    {"coil", reg_coil},           {"status", reg_status},           {"holding", reg_holding},
+    {"holding-m", reg_holding_m}, {"holding-bit", reg_holding_bit}, {"input", reg_input},
+    {"input-bit", reg_input_bit}};
 constexpr RegTypes reg_types = {words, reg_holding, reg_holding_bit, reg_input_bit};
 
 /// A pause can't be negative: one that is counts as none.
@@ -82,6 +83,10 @@ c_dev::c_dev(CBase* port_node, Json::Value& node, std::string const& type_word) 
 
 keys::Tables c_dev::key_tables() {
     return CAddressDev::key_tables() + delay_table;
+}
+
+bool RegTypes::knows(std::string_view text) const {
+    return std::any_of(words.begin(), words.end(), [text](Word const& row) { return text == row.text; });
 }
 
 int RegTypes::code_of(Json::Value const& node) const {

@@ -58,6 +58,7 @@ struct RegTypes {
 
     /// Any text gives a code, without a message: configurations in use spell it in many ways.
     int code_of(Json::Value const& node) const;
+    bool knows(std::string_view text) const;
 };
 
 /// Configuration of one register, as far as it is the same wherever registers have addresses and kinds.
@@ -68,6 +69,7 @@ class c_register : public CParam {
     static keys::Tables key_tables();
 
     void Compare(Json::Value& node) override;
+    bool knows_kind(std::string_view text) const { return types_.knows(text); }
     bool has_bits() const { return reg_type == types_.holding_bit || reg_type == types_.input_bit; }
 
     /// Address on the wire of the first register or coil.

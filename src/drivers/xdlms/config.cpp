@@ -135,7 +135,7 @@ void dparam::Compare(Json::Value& node) {
     CParam::Compare(node);
 }
 
-void dparam::set_data(ByteList& out, std::string const& value) {
+void dparam::set_data(ByteList& out, std::string const& value) const {
     if (value_type == vt_none || value.empty()) {
         return;
     }

@@ -45,7 +45,7 @@ class dparam : public CParam, public FromJson<dparam> {
     /// Appends the tagged item that writes the text `value`: the value type's number is its tag. Nothing for an empty
     /// value or a parameter without a type, the tag alone for types that can't be written. Raises what std::stoi,
     /// std::stoul and std::stof raise.
-    virtual void set_data(xCommon::ByteList& out, std::string const& value);
+    virtual void set_data(xCommon::ByteList& out, std::string const& value) const;
 
     cad address;
     cddev* device;
