@@ -287,6 +287,90 @@ TEST(Root, FaultySettingsOfBrokerOrLogRefuseTheFile) {
     }
 }
 
+TEST(Root, OptionalKeysOfTheBrokerCostThemselvesAlone) {
+    TempFolder const folder;
+    std::string const password = folder.write("password", "x");
+    struct Row {
+        std::string mqtt;
+        std::string read;
+        std::vector<std::string> lines;
+    };
+    std::string const head = "[3] [n] ключ 'mqtt.";
+    std::string const wrong_type = "' : неверный тип значения : ключ пропущен.";
+    xCommon::LogItem const teller(nullptr, "n");
+    Row const rows[] = {
+        {R"("port": 1)", "", {}},
+        {R"("user": "u", "password": "s3cret", "protocol": "5")", "u s3cret v5", {}},
+        {R"("user": 5, "password": ["s3cret"], "availability": 1, "age": true)",
+         "age",
+         {head + "user" + wrong_type, head + "password" + wrong_type, head + "availability" + wrong_type}},
+        {R"("user": "u", "password": "s3cret", "password_file": ")" + password + "\"",
+         "u file",
+         {head + "password' : пропущен : пароль берётся из 'password_file'.",
+          head + "password_file' : файл доступен для чтения всем : " + password + "."}},
+        {R"("password": "s3cret")", "s3cret", {head + "user' : не указан : пароль не передаётся."}},
+        {R"("tls": {})", "tls", {}},
+        {R"("tls": true)", "tls", {head + "tls" + wrong_type}},
+        {R"("tls": {"ca_file": 1, "insecure": true, "min_version": "1.3"})",
+         "tls insecure 1.3",
+         {head + "tls.ca_file" + wrong_type,
+          head + "tls.insecure' : имя узла в сертификате брокера не проверяется (insecure)."}},
+        {R"("tls": {"min_version": "1.1"}, "protocol": "4")",
+         "tls",
+         {head + "protocol' : недопустимое значение : принято 3.1.1.",
+          head + "tls.min_version' : недопустимое значение : принято 1.2."}},
+        {R"("status_topic": "a/7/")", "a/7/port/p a/7/port/p/line", {}},
+        {R"("status_topic": "a/#")",
+         "",
+         {head + "status_topic' : топик непригоден для публикации : состояние не публикуется."}},
+        {R"("discovery": {"node": "n", "prefix": "ha/"})", "ha n", {}},
+        {R"("discovery": {"prefix": "ha"})",
+         "",
+         {head + "discovery.node' : не указан : сообщения обнаружения не публикуются."}},
+    };
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.mqtt);
+        LogCapture const log(false);
+        broker_set const broker(sample::json("{" + row.mqtt + "}"), &teller);
+        std::string read = broker.access.user + " " + broker.access.password;
+        read += broker.access.password_file.empty() ? "" : " file";
+        read += broker.access.mqtt_5 ? " v5" : "";
+        if (broker.access.tls) {
+            read += std::string(" tls") + (broker.access.tls->insecure ? " insecure" : "");
+            read += broker.access.tls->only_1_3 ? " 1.3" : "";
+        }
+        read += std::string(broker.availability ? " availability" : "") + (broker.age ? " age " : " ");
+        read += broker.state_topic("p") + " " + broker.line_topic("p") + " ";
+        read += broker.discovery ? broker.discovery->prefix + " " + broker.discovery->node : "";
+        std::erase_if(read,
+                      [at = ' '](char symbol) mutable { return std::exchange(at, symbol) == ' ' && symbol == ' '; });
+        EXPECT_EQ(read.substr(0, read.find_last_not_of(' ') + 1), row.read);
+        EXPECT_EQ(log.entries(), row.lines);
+    }
+    // A name with which the topic couldn't be published costs the presence of that port, not its values.
+    EXPECT_EQ(load(R"({"mqtt": {"status_topic": "a"}})")->broker.state_topic("p#"), "");
+}
+
+TEST(Tree, NamesThatNoTopicCanHave) {
+    LogCapture const log(false);
+    auto const config = load(R"({"ports": [
+        {"name": "p+", "type": "base.null", "devices": [{"name": "d#", "type": "mb-rtu", "sid": 1, "params": [
+            {"name": "a\u0007", "reg_addr": 1, "value_type": "u16"},
+            {"name": "off+", "reg_addr": 1, "value_type": "u16", "enabled": false},
+            {"name": "w", "reg_addr": 1, "reg_type": "holding-bit", "value_type": "u16",
+             "bh_list": [{"name": "b+", "offset": 0}, {"name": "c", "offset": 1}]}]}]},
+        {"name": "z+", "type": "base.z2t", "zigbee": {"address": "A"}, "devices": [
+            {"name": "y+", "type": "z2t", "cname": "c", "sid": "0x1", "params": [{"name": "x+", "z2t_name": "T"}]},
+            {"name": "y", "type": "z2t", "cname": "c#", "sid": "0x2", "params": [{"name": "x", "z2t_name": "T"}]}]}]})");
+    ASSERT_NE(config, nullptr);
+    std::vector<std::string> names;
+    for (std::string const& entry : log.entries()) {
+        names.push_back(entry.substr(entry.rfind(' ') + 1));
+    }
+    EXPECT_THAT(names, ElementsAre("p+", "d#", "a\\x07", "b+", "x+", "c#_0x2"));
+    EXPECT_TRUE(log.has("[3] [p+] имя непригодно для топика, публикации не будет : p+"));
+}
+
 TEST(Root, NamesThatTheBrokerCannotTellApart) {
     std::string const long_name(22, 'n');
     std::tuple<char const*, std::string, std::string, bool, int> const rows[] = {

@@ -149,6 +149,12 @@ TEST(Check, LeadsToThePlaceInTheFileAsItIsWritten) {
          "6:2 ports \"r\" › devices \"e\": params\n6:85 ports \"r\" › devices \"f\": params\n"
          "6:96 ports \"r\" › devices \"f\" › params \"b\": type\n"
          "6:110 key-without-effect ports \"r\" › devices \"f\" › params \"b\": cmd\n7:57 ports \"s\": poll_interval\n"},
+        // What is secret isn't shown.
+        {R"({"mqtt": {"port": 1, "user": "u", "password": ["secret"], "tls": {"ca_file": 1, "colour": 1}}, "ports": [
+ {"name": "p", "type": "base.null", "devices": [{"name": "d#", "type": "mb-rtu", "sid": 1,
+  "params": [{"name": "a", "reg_addr": 1, "value_type": "u16"}]}]}]})",
+         "1:35 : mqtt.password\n1:67 : mqtt.tls.ca_file\n1:81 unknown-key : mqtt.tls.colour\n"
+         "2:50 ports \"p\" › devices \"d#\": name\n"},
         {R"({"ports": [{"connection": {"name": "c", "type": "base.rs", "rs": {"path": "/dev/a", "baudrate": 0}},
  "devices": [{"name": "Pump", "cname": "p", "type": "mb-rtu", "sid": 1}],
  "parameters": [{"cname": "p", "config": {"channels": [{"name": "a", "reg_addr": 1}]}}]},

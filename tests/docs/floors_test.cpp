@@ -25,7 +25,8 @@ std::set<std::string> const shared_drivers = {"modbus", "bholding", "meter"};
 /// Headers of libraries that one place answers for, with the beginnings of the paths that may include them; and those
 /// that the product doesn't use at all.
 std::map<std::string, std::vector<std::string>> const reserved_headers = {
-    {"mosquitto.h", {"foundation/mq_client.cpp", "app/", "ctl/watch/broker_link.cpp"}},
+    {"mosquitto.h", {"foundation/mq_client.cpp", "foundation/tls_context.cpp", "app/", "ctl/watch/broker_link.cpp"}},
+    {"openssl/", {"foundation/tls_context.cpp", "app/"}},
     {"termios.h", {"ctl/line/"}},
     {"asm/termbits.h", {"foundation/serial_line.cpp", "ctl/line/"}},
     {"spdlog/", {"foundation/xlog.cpp"}},

@@ -19,6 +19,8 @@ TEST(Race, TwoPortsThroughBrokerRestartsAndWrites) {
     LibmodbusSlave first(daemon.folder().file("first"), 1);
     LibmodbusSlave second(daemon.folder().file("second"), 2);
     Json::Value config = sample::root(broker.port());
+    config["mqtt"]["status_topic"] = "race";
+    config["mqtt"]["availability"] = config["mqtt"]["age"] = true;
     int number = 0;
     for (LibmodbusSlave* slave : {&first, &second}) {
         ++number;

@@ -77,6 +77,9 @@ class ProcessRun {
                 return "";
             case Step::Kind::clock:
                 offset_clock::advance(step.number);
+                if (step.number > 0) {
+                    offset_clock::advance_steady(step.number * 1000LL);
+                }
                 return "";
             case Step::Kind::date:
                 offset_clock::set(time_of(step.text));

@@ -11,6 +11,7 @@ bool ScriptLine::open() {
     abandoned_ = false;
     hangs_up_ = false;
     rto_ = cport->rto;
+    seen_open_ = !is_away_;
     if (is_away_) {
         // As the transports tell it.
         cport->Log(xCommon::lmtError, is_tcp_ ? "не удалось открыть TCP соединение." : "не удалось открыть COM порт.");

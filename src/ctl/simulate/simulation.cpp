@@ -246,7 +246,7 @@ void Simulation::take_bridge(CPort& port) {
     }
     std::string const host = settings_.broker_host.empty() ? port.cfg->mqtt.url : settings_.broker_host;
     int const number = settings_.broker_port > 0 ? settings_.broker_port : port.cfg->mqtt.port;
-    end->connect(host, number);
+    end->connect(host, number, port.cfg->broker.access);
     ends_.push_back(std::move(end));
     ports_.push_back(served(port, say("broker %s:%d", host, number), false));
 }

@@ -135,7 +135,8 @@ std::vector<ZigbeeBridge::Message> ZigbeeBridge::take_command(std::string const&
 ZigbeeEnd::ZigbeeEnd(std::string const& id, Faults& faults)
     : bridge_(id), faults_(faults), client_(true, &queue_, xString::Format("sim%d#%s", getpid(), id), 60) {}
 
-void ZigbeeEnd::connect(std::string const& host, int port) {
+void ZigbeeEnd::connect(std::string const& host, int port, xMQ::Access const& access) {
+    client_.set_access(access);
     client_.connect(host, port);
 }
 

@@ -60,7 +60,7 @@ class ZigbeeEnd : public FarEnd {
     ZigbeeEnd(std::string const& id, Faults& faults);
 
     ZigbeeBridge& bridge() { return bridge_; }
-    void connect(std::string const& host, int port);
+    void connect(std::string const& host, int port, xMQ::Access const& access);
 
     std::vector<int> awaited() const override { return {}; }
     void serve(std::span<pollfd const> ready, double seconds) override;

@@ -69,6 +69,12 @@ struct BrokerLink::Callbacks {
                                      0, nullptr);
     }
 
+    static void library_told(BrokerLink const& link, int level, char const* text) {
+        if (link.tls_) {
+            link.tls_->told(level, text);
+        }
+    }
+
     static void subscribed(BrokerLink& link, int /*id*/, int count, int const* granted) {
         constexpr int refused = 0x80;
         if (std::find(granted, granted + count, refused) != granted + count) {
@@ -138,6 +144,13 @@ void BrokerLink::open(Time now) {
         throw std::bad_alloc();
     }
     mosquitto_int_option(client_.get(), MOSQ_OPT_TCP_NODELAY, 1);
+    try {
+        tls_ = xMQ::let_in(client_.get(), options_.access, options_.host);
+    } catch (std::exception const& e) {
+        close(now, e.what());
+        return;
+    }
+    mosquitto_log_callback_set(client_.get(), Callbacks::guarded<Callbacks::library_told>);
     mosquitto_connect_callback_set(client_.get(), Callbacks::guarded<Callbacks::connected>);
     mosquitto_subscribe_callback_set(client_.get(), Callbacks::guarded<Callbacks::subscribed>);
     mosquitto_message_callback_set(client_.get(), Callbacks::guarded<Callbacks::message>);
@@ -183,7 +196,7 @@ bool BrokerLink::pump() {
         std::rethrow_exception(std::exchange(fault_, nullptr));
     }
     if (code != MOSQ_ERR_SUCCESS && !is_refused_) {
-        reason_ = reason_text(code, error);
+        reason_ = tls_ && !tls_->reason().empty() ? tls_->reason() : reason_text(code, error);
     }
     return code == MOSQ_ERR_SUCCESS && !is_refused_;
 }

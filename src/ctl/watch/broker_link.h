@@ -10,6 +10,7 @@
 #include "ctl/broker_options.h"
 #include "ctl/watch/message.h"
 #include "foundation/resolve.h"
+#include "foundation/tls_context.h"
 
 struct mosquitto;
 struct mosquitto_message;
@@ -59,6 +60,7 @@ class BrokerLink {
     BrokerOptions options_;
     std::vector<std::string> topics_;
     Taker taker_;
+    std::unique_ptr<xMQ::TlsContext> tls_;
     std::unique_ptr<mosquitto, void (*)(mosquitto*)> client_;
     bool is_up_ = false;
     bool is_refused_ = false;
