@@ -30,7 +30,7 @@ struct Start {
             leaves_out = !config || !file.dropped.empty() || (config->ports.children.empty() && !gpio) ||
                          !is_whole(config->ports, file.config["ports"]);
         } catch (std::exception const& e) {
-            lines.insert(std::string(e.what()));
+            lines.insert(xCommon::xString::Shown(e.what()));
         }
         for (std::string const& entry : log.entries()) {
             if (entry.starts_with("[3]") && !entry.ends_with("Load : список пуст.")) {
@@ -103,6 +103,11 @@ TEST(Check, CallsAnErrorWhatTheDaemonTellsOrLeavesOut) {
         }
     }
     EXPECT_EQ(disagreements, 0U) << "of " << all.size();
+    for (char const* text : {"", "{\"ports\": [\n,]}", "{\"ports\": 1}}"}) {
+        std::string const path = folder.write("c.json", text);
+        EXPECT_EQ(check(path).front().log, Start(path).lines) << text;
+    }
+    EXPECT_EQ(as_json(check(folder.write("c.json", "{\"\xE0\": 1, \"ports\": []}"))).find('\xE0'), std::string::npos);
 }
 
 TEST(Check, LeadsToThePlaceInTheFileAsItIsWritten) {

@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "support/child_process.h"
 #include "support/temp_folder.h"
@@ -22,13 +23,16 @@ Outcome ctl(std::vector<std::string> command, std::string const& locale = "C") {
 TEST(Ctl, OnlyAFileThatCantBeReadGivesStatusTwo) {
     TempFolder const folder;
     std::string const bad = folder.write("bad.json", "{");
+    std::string const pipe = folder.file("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     std::string const log = folder.write("log", "] [p] передача +0 мс : 01\n");
     for (std::vector<std::string> command : {std::vector<std::string>{"check"},
                                              {"topics"},
                                              {"simulate"},
                                              {"watch", "--once", "-c"},
                                              {"capture", log, "--port", "p", "-c"}}) {
-        for (auto const& [file, status] : {std::pair{folder.path(), 2}, {folder.file("none"), 2}, {bad, 1}}) {
+        for (auto const& [file, status] :
+             {std::pair{folder.path(), 2}, {folder.file("none"), 2}, {pipe, 2}, {bad, 1}}) {
             std::vector<std::string> line = command;
             line.push_back(file);
             Outcome const outcome = ctl(line);

@@ -44,6 +44,7 @@ std::vector<Finding> check(std::string const& path) {
     std::vector<Finding> findings;
     if (!loading.file().fault().empty()) {
         Finding finding = make_finding(loading, {path, -1}, "", loading.file().fault());
+        finding.log = {loading.file().fault_line()};
         finding.line = loading.file().fault_position().line;
         finding.column = loading.file().fault_position().column;
         return {finding};

@@ -4,14 +4,19 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <regex>
+#include <span>
 #include <stdexcept>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
 
 #include "ctl/json_text.h"
 #include "ctl/language/phrase.h"
 #include "foundation/jutils.h"
+#include "foundation/xlog.h"
 
 using xCommon::jUtils;
 using xCommon::xString;
@@ -19,6 +24,33 @@ using xCommon::xString;
 namespace {
 
 constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+
+/// A file as it comes, a pipe too, but not one whose other end nobody has: that would be waited for without end.
+class InputFile {
+ public:
+    explicit InputFile(std::string const& path) : file_(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {}
+    ~InputFile() {
+        if (is_open()) {
+            close(file_);
+        }
+    }
+    InputFile(InputFile const&) = delete;
+    InputFile& operator=(InputFile const&) = delete;
+
+    bool is_open() const { return file_ >= 0; }
+    /// As read(), waiting for what the other end of a pipe has yet to write.
+    ssize_t read(std::span<char> target) const {
+        ssize_t got = 0;
+        while ((got = ::read(file_, target.data(), target.size())) < 0 && (errno == EAGAIN || errno == EINTR)) {
+            pollfd waiting{file_, POLLIN, 0};
+            poll(&waiting, 1, -1);
+        }
+        return got;
+    }
+
+ private:
+    int file_;
+};
 
 std::string read_text(std::string const& path) {
     std::error_code error;
@@ -28,18 +60,22 @@ std::string read_text(std::string const& path) {
     if (std::filesystem::file_size(path, error) >= Document::size_limit && !error) {
         throw UnreadableFile(say("%s: 100 MB or more: no configuration is that large", path));
     }
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        throw UnreadableFile(say("%s: can't be read: %s", path, std::string(std::strerror(errno))));
-    }
+    InputFile const file(path);
     // A pipe has no size ahead.
     std::string text;
     std::vector<char> piece(1U << 16U);
-    while (file.read(piece.data(), static_cast<std::streamsize>(piece.size())) || file.gcount() > 0) {
-        text.append(piece.data(), static_cast<size_t>(file.gcount()));
+    ssize_t got = file.is_open() ? 0 : -1;
+    while (file.is_open() && (got = file.read(piece)) > 0) {
+        text.append(piece.data(), static_cast<size_t>(got));
         if (text.size() >= Document::size_limit) {
             throw UnreadableFile(say("%s: 100 MB or more: no configuration is that large", path));
         }
+    }
+    if (got < 0) {
+        throw UnreadableFile(say("%s: can't be read: %s", path, std::string(std::strerror(errno))));
+    }
+    if (text.empty() && std::filesystem::is_fifo(path, error)) {
+        throw UnreadableFile(say("%s: a pipe into which nobody writes", path));
     }
     return text;
 }
@@ -140,6 +176,7 @@ std::string in_language(std::string const& text) {
 
 /// "PATH : ошибка разбора JSON : * Line 3, Column 5\n  Missing ',' ...". One that names no place is about the whole.
 void Document::read_fault(std::string const& text) {
+    fault_line_ = xCommon::LogArgument(text).text();
     static std::regex const place(R"(\* Line (\d+), Column (\d+)\n\s*([^\n]*))");
     std::smatch found;
     if (!std::regex_search(text, found, place)) {

@@ -28,6 +28,8 @@ class Document {
     std::string const& path() const { return path_; }
     Json::Value const& root() const { return root_; }
     std::string const& fault() const { return fault_; }
+    /// What the daemon's log says of it.
+    std::string const& fault_line() const { return fault_line_; }
     Position fault_position() const { return fault_position_; }
 
     /// The object whose text begins there, or the one around; null for the root and for what isn't in the file.
@@ -74,5 +76,6 @@ class Document {
     size_t mark_ = 0;  ///< bytes of a byte order mark, which places don't count
     Json::Value root_;
     std::string fault_;
+    std::string fault_line_;
     Position fault_position_;
 };

@@ -64,19 +64,22 @@ class Estimate {
             auto const* const param = dynamic_cast<CParam const*>(child.get());
             bool const is_command = dynamic_cast<dcon::c_param const*>(param) != nullptr && !param->read_only;
             if (param != nullptr && param->enabled && !is_command) {
-                sum += of(time_of(*param), is_sweep ? device_.poll_interval : param->poll_interval, param->rto);
+                sum +=
+                    of(time_of(*param), is_sweep ? device_.poll_interval : param->poll_interval, seconds(param->rto));
             }
         }
         if (is_sweep) {
-            sum += of(sweep_rest_s, device_.poll_interval, 0);
+            sum += of(sweep_rest_s, device_.poll_interval, sweep_rest_s);
         }
         return sum;
     }
 
  private:
-    static LineTime of(double time, int interval, int rto) {
-        return {time, rto / 1000.0, interval > 0 ? time / interval : 0, std::max(interval, 0)};
+    static LineTime of(double time, int interval, double silent_time) {
+        return {time, silent_time, interval > 0 ? time / interval : 0, std::max(interval, 0)};
     }
+
+    static double seconds(int milliseconds) { return milliseconds / 1000.0; }
 
     double exchange(double bytes, double exchanges) const {
         return (bytes + exchanges * frame_gaps) * byte_s_ + exchanges * turnaround_s;
@@ -119,7 +122,8 @@ class Estimate {
             int const requests = (count + limits.at(set) - 1) / limits.at(set);
             double const data = set < 2 ? count / 8.0 : 2.0 * count;
             if (count > 0) {
-                sum += of(exchange(dialogue_->bytes * requests + data, requests), device_.poll_interval, device_.rto);
+                sum += of(exchange(dialogue_->bytes * requests + data, requests), device_.poll_interval,
+                          seconds(device_.rto));
             }
         }
         return sum;

@@ -33,7 +33,7 @@ void Loading::load() {
             gpio = xgpio::config_t::Load(result.xgpio);
         }
     } catch (std::exception const& e) {
-        hear(xCommon::lmtError, e.what());
+        hear(xCommon::lmtError, xCommon::LogArgument(e.what()).text());
     }
 }
 

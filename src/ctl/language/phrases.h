@@ -22,7 +22,7 @@ inline constexpr Row table[] = {
     {"COMMANDS", "КОМАНДЫ"},
     {"required", "обязателен"},
     {"print this text", "показать этот текст"},
-    {"the command line can't be used", "командная строка непригодна"},
+    {"the command line can't be used", "ошибка в командной строке"},
     {"of the messages; otherwise as the locale says", "язык сообщений; иначе по локали"},
     {"%s: can't be written", "%s: не удалось записать"},
     {"%s: can't be read", "%s: не удалось прочитать"},
@@ -44,8 +44,8 @@ inline constexpr Row table[] = {
      "that the log doesn't have is told on standard error.",
      "Запустите службу на время с ключом -h, затем:\n"
      "  ostrandctl capture /var/log/ostrand/ostrand.log --port line1 -o boiler.scn\n"
-     "Что драйверы службы получают из записанных кадров, стоит в сценарии как ожидаемое; значение, которого нет\n"
-     "в журнале, выводится в стандартный поток ошибок."},
+     "Значения, которые драйверы службы получают из записанных кадров, стоят в сценарии как ожидаемые; значение,\n"
+     "которого нет в журнале, выводится в стандартный поток ошибок."},
     {"%s: no frames of port '%s': has the daemon run with -h?", "%s: нет кадров порта '%s': служба запущена с -h?"},
     {"%s: no port '%s'", "%s: нет порта '%s'"},
     {"%s: no port '%s' with a device '%s'", "%s: нет порта '%s' с устройством '%s'"},
@@ -54,7 +54,7 @@ inline constexpr Row table[] = {
     {"the log has no such value: %s = %s", "в журнале нет такого значения: %s = %s"},
 
     // replay
-    {"serve the far end of a line by a scenario", "отвечать на линии по сценарию"},
+    {"serve the far end of a line by a scenario", "отвечать на линии вместо устройств, по сценарию"},
     {"the scenario", "сценарий"},
     {"whose wire, where it has several", "чья линия, если их несколько"},
     {"make a pseudo-terminal under this path", "создать псевдотерминал по этому пути"},
@@ -65,8 +65,8 @@ inline constexpr Row table[] = {
      "  ostrandctl replay boiler.scn --tty /tmp/boiler\n"
      "работает до Ctrl-C; rs.path порта службы тогда /tmp/boiler."},
     {"%s: which port? It has:%s", "%s: какой порт? Есть:%s"},
-    {"where? Either --tty LINK or --tcp PORT", "где? Либо --tty ПУТЬ, либо --tcp ПОРТ"},
-    {"no row for %s", "нет строки для %s"},
+    {"where? Either --tty LINK or --tcp PORT", "укажите --tty ПУТЬ или --tcp ПОРТ"},
+    {"no row for %s", "в сценарии нет строки для %s"},
 
     // topics
     {"topic", "топик"},
@@ -124,8 +124,8 @@ inline constexpr Row table[] = {
     {"has no effect in a device with all_params", "в устройстве с all_params не действует"},
     {"can't be read with this driver or register kind", "с этим драйвером или видом регистра не читается"},
     {"false, but the calculator takes no writes", "false, но вычислитель записи не принимает"},
-    {"false: it is neither read nor written so", "false: тогда не читается и не записывается"},
-    {"%s: the device is never asked", "%s: устройство не будет опрошено"},
+    {"false: it is neither read nor written so", "false: тогда параметр и не читается, и не записывается"},
+    {"%s: the device is never asked", "%s: устройство не будет опрашиваться"},
     {"%s is the name of another device of this port too", "%s: так названо и другое устройство этого порта"},
     {"(and %d more of them)", "(и ещё %d)"},
     {"runs twice, on two ports: put it behind the first mb-tcp device",
@@ -141,31 +141,31 @@ inline constexpr Row table[] = {
     {"Bad escape sequence in string", "Ошибка в JSON: неверная последовательность с '\\' в строке"},
     {"the bits have to be a list of objects with name and offset", "биты задаются списком объектов с name и offset"},
     {"has to be 1, 9, 10, 13, 15 or 21", "должно быть 1, 9, 10, 13, 15 или 21"},
-    {"no group of parameters has this cname", "нет группы в parameters с таким cname"},
+    {"no group of parameters has this cname", "в parameters нет группы с таким cname"},
     {"is missing: without it the parameter is one of Modbus; \"dcon\" is meant here",
      "отсутствует: без него это параметр Modbus; здесь нужен \"dcon\""},
     {"%s in steps of %s", "%s с шагом %s"},
     {"the port will say: %s", "порт сообщит: %s"},
     {"without port it is 0, not 1883", "без port порт равен 0, а не 1883"},
     {"has no effect here", "здесь ни на что не влияет"},
-    {"is no key that anything reads", "такого ключа никто не читает"},
+    {"is no key that anything reads", "неизвестный ключ"},
     {"%s is no number: 0 is taken, or what the text begins with",
-     "%s не число: берётся 0 или то, с чего начинается строка"},
+     "%s не является числом: берётся 0 или то, с чего начинается строка"},
     {"%s never matches: its digits have to be upper-case letters",
-     "%s никогда не совпадёт: цифры должны быть прописными"},
+     "%s никогда не совпадёт: шестнадцатеричные цифры должны быть прописными"},
     {"is missing: the parameter can't be read", "отсутствует: параметр не прочитать"},
-    {"%s is no kind of register: holding is taken", "%s не вид регистра: берётся holding"},
-    {"a register carries no bit: that is for coil and status", "регистр не хранит бит: это для coil и status"},
-    {"a coil or status carries nothing but a bit", "coil и status хранят только бит"},
-    {"doesn't compile: %s", "не разбирается: %s"},
+    {"%s is no kind of register: holding is taken", "%s не является видом регистра: берётся holding"},
+    {"a register carries no bit: that is for coil and status", "в регистре нет значения bit: оно для coil и status"},
+    {"a coil or status carries nothing but a bit", "у coil и status бывает только bit"},
+    {"doesn't compile: %s", "ошибка в выражении: %s"},
     {"false, but there is nothing that takes a write", "false, но записывать здесь некуда"},
     {"false, but inputs can't be written", "false, но входы не записываются"},
     {"false, but this value_type can't be written", "false, но этот value_type не записывается"},
-    {"can't be translated: the parameter is never asked", "не разбирается: параметр не будет опрошен"},
-    {"%s is no number from 0 to 255", "%s не число от 0 до 255"},
+    {"can't be translated: the parameter is never asked", "не разбирается: параметр не будет опрашиваться"},
+    {"%s is no number from 0 to 255", "%s не является числом от 0 до 255"},
     {"%s holds the name %s of another device of this port", "%s содержит имя %s другого устройства этого порта"},
     {"the devices have different settings: the line is opened anew at each change, in every pass",
-     "у устройств разные настройки: при каждой смене, в каждом проходе линия открывается заново"},
+     "у устройств разные настройки: линия открывается заново при каждой смене, и так в каждом проходе"},
     {"port %s uses this line too", "эту линию использует и порт %s"},
     {"a pass takes about %.1f s (%.0f s when no device answers), and the intervals, the shortest of them %d s, ask for "
      "%.1f times what the line can do",
@@ -173,6 +173,7 @@ inline constexpr Row table[] = {
      "больше, чем может линия"},
     {"%s is the topic of %s too", "топик %s есть и у %s"},
     {"%s: is a folder", "%s: это папка"},
+    {"%s: a pipe into which nobody writes", "%s: именованный канал (FIFO), в который никто не пишет"},
     {"%s: 100 MB or more: no configuration is that large", "%s: 100 МБ или больше: таких конфигураций не бывает"},
     {"%s: can't be read: %s", "%s: не удалось прочитать: %s"},
     {"the file is empty", "файл пуст"},
@@ -193,11 +194,11 @@ inline constexpr Row table[] = {
     {"is empty", "пусто"},
     {"the file has to be an object", "в файле должен быть объект"},
     {"a template has to be an object", "шаблон должен быть объектом"},
-    {"none of the devices can be used", "ни одно устройство не пригодно"},
-    {"none of the parameters can be used", "ни один параметр не пригоден"},
-    {"none of the channels can be used", "ни один канал не пригоден"},
+    {"none of the devices can be used", "нет ни одного пригодного устройства"},
+    {"none of the parameters can be used", "нет ни одного пригодного параметра"},
+    {"none of the channels can be used", "нет ни одного пригодного канала"},
     {"isn't six numbers with points between them", "должно быть шесть чисел через точку"},
-    {"isn't a number that can be used", "непригодное число"},
+    {"isn't a number that can be used", "недопустимое число"},
     {"needs the bridge's address", "нужен адрес моста"},
     {"can't be used; allowed: %s", "не годится; допустимо: %s"},
     {"can't stand in a topic: with it nothing is published", "не может стоять в топике: с ним ничего не публикуется"},
@@ -222,16 +223,16 @@ inline constexpr Row table[] = {
     {"a device of this type needs a port of it", "устройству этого типа нужен такой же порт"},
     {"is missing", "отсутствует"},
     {"is missing: %s", "отсутствует: %s"},
-    {"%s can't be used", "%s непригодно"},
-    {"%s can't be used; allowed: %s", "%s непригодно; допустимо: %s"},
-    {"(did you mean %s?)", "(может быть, %s?)"},
-    {"%s isn't known; known are %s", "%s неизвестно; известны %s"},
+    {"%s can't be used", "недопустимое значение %s"},
+    {"%s can't be used; allowed: %s", "недопустимое значение %s; допустимо: %s"},
+    {"(did you mean %s?)", "(возможно, %s?)"},
+    {"%s isn't known; known are %s", "неизвестный тип %s; известны: %s"},
     {"a serial line needs its settings", "последовательной линии нужны настройки"},
     {"%s can't be read: the device goes without it", "%s не удалось прочитать: устройство остаётся без него"},
     {"has to be the name of the file", "должно совпадать с именем файла"},
     {"the names of two ports are alike in their first 23 bytes: the broker throws out one of the two",
      "имена двух портов совпадают в первых 23 байтах: брокер отключит один из двух"},
-    {"stands at a channel above already", "уже есть у канала выше"},
+    {"stands at a channel above already", "уже занято каналом выше"},
     {"the loader says: %s", "загрузчик сообщает: %s"},
     {"is left out: it needs connection, devices and parameters", "пропускается: нужны connection, devices и parameters"},
     {"has no port: nothing would run", "нет портов: запускать нечего"},
@@ -243,14 +244,14 @@ inline constexpr Row table[] = {
      "Сообщает обо всём, что служба пропустит, отвергнет или из-за чего завершится, и предупреждает о том, что она\n"
      "примет, но сделает не так, как задумано:\n"
      "  ostrandctl check /etc/ostrand.json\n"
-     "Код завершения 0 без ошибок, 1 с ошибками, 2 если файл не удалось посмотреть.\n"
+     "Код завершения: 0 без ошибок, 1 с ошибками, 2, если файл не удалось прочитать.\n"
      "\nПредупреждения, по именам для --no-warn:\n"},
     {"tell everything that is wrong with a configuration", "сообщить обо всех ошибках конфигурации"},
     {"the configuration", "конфигурация"},
     {"folder of the templates", "папка шаблонов"},
     {"the findings as JSON", "вывод в виде JSON"},
     {"leave out the warnings of this name; may be repeated", "без предупреждений с этим именем; можно повторять"},
-    {"a key that nothing reads", "ключ, который ничто не читает"},
+    {"a key that nothing reads", "неизвестный ключ"},
     {"a key that has no effect where it stands", "ключ, который на этом месте ни на что не влияет"},
     {"mqtt without port: the port is 0 then, not 1883", "mqtt без port: порт тогда 0, а не 1883"},
     {"two parameters with the same topic", "два параметра с одним топиком"},
@@ -260,9 +261,9 @@ inline constexpr Row table[] = {
     {"error_value with lower-case digits matches nothing", "error_value со строчными цифрами ни с чем не совпадает"},
     {"a value type that is missing, or that the register can't carry",
      "тип значения не указан или не подходит к регистру"},
-    {"a reg_type that is no kind of register: holding is taken", "reg_type не вид регистра: берётся holding"},
+    {"a reg_type that is no kind of register: holding is taken", "reg_type не является видом регистра: берётся holding"},
     {"read_only is false, but the parameter can't be written", "read_only false, но параметр записать нельзя"},
-    {"an expression that doesn't compile", "выражение, которое не разбирается"},
+    {"an expression that doesn't compile", "выражение с ошибкой"},
     {"a pass takes longer than its intervals allow", "проход дольше, чем позволяют периоды"},
     {"line settings that alternate between devices: each change opens the line anew",
      "настройки линии чередуются между устройствами: каждая смена открывает линию заново"},
@@ -284,7 +285,7 @@ inline constexpr Row table[] = {
     {"nothing came", "ничего не пришло"},
     {"%s: the device has no such parameter, or it is switched off", "%s: у устройства нет такого параметра, или он выключен"},
     {"%s: there is no such device, or it is switched off", "%s: такого устройства нет, или оно выключено"},
-    {"is a line of the gateway: only the daemon reads it", "это линия шлюза: её читает только служба"},
+    {"is a line of the gateway: only the daemon reads it", "это линия GPIO шлюза: её читает только служба"},
     {"isn't polled: its values come when the bridge reports them", "не опрашивается: значения приходят от моста"},
     {"takes commands only", "принимает только команды"},
     {"%d values came, %d didn't", "получено значений: %d, не получено: %d"},
@@ -292,7 +293,7 @@ inline constexpr Row table[] = {
     {"can't be written", "записать нельзя"},
     {"is written over the broker: ostrandctl watch does it", "записывается через брокер: это делает ostrandctl watch"},
     {"written", "записано"},
-    {"show the frames, with their fields where they are known", "показать кадры, с полями, где они известны"},
+    {"show the frames, with their fields where they are known", "показать кадры и их поля, где они известны"},
     {"use a line that another process holds", "использовать линию, занятую другим процессом"},
     {"read values once, without a broker", "прочитать значения один раз, без брокера"},
     {"what of it; a device stands for all it has", "что именно; устройство означает все его параметры"},
@@ -302,29 +303,30 @@ inline constexpr Row table[] = {
      "A device goes by its name in the configuration or that in its topics. A serial line that the daemon has\n"
      "open isn't touched: stop the daemon, or share the line by --force. The status is 0 only if all values came.",
      "  ostrandctl read /etc/ostrand.json boiler/temperature -x\n"
-     "опрашивает драйвером самой службы и выводит значение так, как его опубликовала бы служба, или причину.\n"
-     "Устройство называется именем из конфигурации или из топиков. Последовательная линия, открытая службой, не\n"
-     "затрагивается: остановите службу или разделите линию ключом --force. Код 0, только если пришли все значения."},
+     "опрашивает драйвером самой службы и выводит значение так, как его опубликовала бы служба, или причину, почему\n"
+     "его нет. Устройство называется именем из конфигурации или из топиков. Последовательная линия, открытая\n"
+     "службой, не затрагивается: остановите службу или разрешите общую работу на линии ключом --force.\n"
+     "Код завершения 0, только если получены все значения."},
     {"DEVICE[/PARAMETER] or --all", "DEVICE[/PARAMETER] или --all"},
     {"write a value once, without a broker", "записать значение один раз, без брокера"},
     {"what of it", "что именно"},
-    {"as it would be sent to the \"/on\" topic", "как в топик \"/on\""},
+    {"as it would be sent to the \"/on\" topic", "в том виде, в каком его отправили бы в топик \"/on\""},
     {"  ostrandctl write /etc/ostrand.json boiler/set_point 21.5\n"
      "writes by the daemon's own driver, and prints what it then reads back where the driver does so.\n"
      "The status is 0 only if the device has taken the value.",
      "  ostrandctl write /etc/ostrand.json boiler/set_point 21.5\n"
      "записывает драйвером самой службы и выводит прочитанное после записи, если драйвер его читает.\n"
-     "Код 0, только если устройство приняло значение."},
+     "Код завершения 0, только если устройство приняло значение."},
 
     // scan
     {"find devices on a line", "найти устройства на линии"},
     {"the serial line", "последовательная линия"},
     {"HOST:PORT of Modbus TCP, or of a converter to a line", "ХОСТ:ПОРТ Modbus TCP или преобразователя линии"},
     {"rates to try", "проверяемые скорости"},
-    {"parities to try", "проверяемые чётности"},
+    {"parities to try", "проверяемые варианты чётности"},
     {"data bits; with less than 8 only text protocols are asked",
-     "биты данных; если меньше 8, то только текстовые протоколы"},
-    {"stop bits to try", "проверяемые стоповые биты"},
+     "биты данных; если меньше 8, опрашиваются только текстовые протоколы"},
+    {"stop bits to try", "проверяемое число стоповых битов"},
     {"what to ask; all leaves out mercury, milur and vkt-7", "что опрашивать; all: кроме mercury, milur и vkt-7"},
     {"numbers and ranges: 1-10,20", "числа и диапазоны: 1-10,20"},
     {"wait for an answer, its request included, ms", "ожидание ответа вместе с запросом, мс"},
@@ -332,7 +334,7 @@ inline constexpr Row table[] = {
     {"DCON modules are asked without checksums", "опрашивать модули DCON без контрольных сумм"},
     {"file for the configuration, instead of standard output", "файл для конфигурации вместо стандартного вывода"},
     {"ask on a line that another process holds", "опрашивать линию, занятую другим процессом"},
-    {"where? Either --tty PATH or --tcp HOST:PORT", "где? Либо --tty ПУТЬ, либо --tcp ХОСТ:ПОРТ"},
+    {"where? Either --tty PATH or --tcp HOST:PORT", "укажите --tty ПУТЬ или --tcp ХОСТ:ПОРТ"},
     {"%s: not HOST:PORT", "%s: не ХОСТ:ПОРТ"},
     {"%s: no address and no range of addresses", "%s: не адрес и не диапазон адресов"},
     {"%s: no connection", "%s: нет соединения"},
@@ -353,19 +355,19 @@ inline constexpr Row table[] = {
     {"%s: each address refuses with code %d, as of a gateway that finds nobody",
      "%s: каждый адрес отвечает отказом с кодом %d, как шлюз, который никого не нашёл"},
     {"%s: each address answers, also those that nobody has; told once",
-     "%s: отвечает каждый адрес, и те, которых ни у кого нет; показан один"},
+     "%s: отвечает любой адрес, даже никому не принадлежащий; показан один"},
     {"protocol", "протокол"},
     {"line", "линия"},
     {"address", "адрес"},
     {"what it says", "что сообщает"},
-    {"refuses the register 0 of each kind; so does a VKT-7", "отказывает в регистре 0 каждого вида; так делает и ВКТ-7"},
+    {"refuses the register 0 of each kind; so does a VKT-7", "отвечает отказом на регистр 0 каждого вида; так отвечает и ВКТ-7"},
     {"answers the link test; the daemon reads no values of it yet",
      "отвечает на проверку связи; значений служба пока не читает"},
     {"gives no value", "значения не даёт"},
     {"its channel was tried before", "канал уже пробовали открыть"},
     {"its session was tried before", "сеанс уже пробовали открыть"},
     {"doesn't answer the opening of its channel", "не отвечает на открытие канала"},
-    {"refuses the daemon's password (%d)", "не принимает пароль службы (%d)"},
+    {"refuses the daemon's password (%d)", "отвергает пароль службы (%d)"},
     {"version of its server 0x%02x", "версия сервера 0x%02x"},
     {"configuration %s", "конфигурация %s"},
     {"  ostrandctl scan --tty /dev/ttyS0 --baudrate 9600,19200 --protocol modbus,dcon --output found.json\n"
@@ -376,15 +378,15 @@ inline constexpr Row table[] = {
      "Behind TCP the frames of Modbus TCP are tried first, and those of a serial line where nobody knows these.\n"
      "Ctrl-C ends it with what was found so far. Status: 0 where somebody was found, otherwise 1.",
      "  ostrandctl scan --tty /dev/ttyS0 --baudrate 9600,19200 --protocol modbus,dcon --output found.json\n"
-     "опрашивает каждый адрес на обеих скоростях, сразу сообщает о каждом ответившем устройстве и оставляет\n"
-     "конфигурацию, по которой служба публикует значение каждого. Адрес без устройства стоит одного тайм-аута на\n"
+     "опрашивает каждый адрес на обеих скоростях, сразу сообщает о каждом ответившем устройстве и составляет\n"
+     "конфигурацию, по которой служба публикует значение каждого. Адрес без устройства занимает один тайм-аут на\n"
      "каждый протокол и каждое сочетание настроек. Запросы ничего не меняют ни в одном устройстве. Сеанс Меркурия,\n"
      "Милура и ВКТ-7 открывается только для названных протоколов, где кто-то ответил, и один раз на адрес.\n"
      "По TCP сначала пробуются кадры Modbus TCP, а если их никто не знает, кадры последовательной линии.\n"
-     "Ctrl-C завершает с тем, что найдено. Статус: 0, если кто-то найден, иначе 1."},
+     "Ctrl-C завершает поиск с тем, что найдено. Код завершения: 0, если кто-то найден, иначе 1."},
 
     // watch
-    {"%s: names no usable port of a broker", "%s: нет пригодного порта брокера"},
+    {"%s: names no usable port of a broker", "%s: порт брокера не указан или недопустим"},
     {"the broker's host; otherwise 127.0.0.1", "узел брокера; иначе 127.0.0.1"},
     {"its port; otherwise 1883", "его порт; иначе 1883"},
     {"take the broker's place and what lets in from this configuration",
@@ -405,8 +407,8 @@ inline constexpr Row table[] = {
      "показывает все параметры с \"boiler\" в имени, их возраст и тренд и неудачные опросы. В таблице ? выводит\n"
      "список клавиш: w записывает значение, / отбирает, q завершает.\n"
      "  ostrandctl watch --once boiler > values.txt\n"
-     "выводит то же один раз, как и везде, где нет терминала; код 1, если ничего не подошло или брокер\n"
-     "недоступен."},
+     "выводит то же один раз, как и везде, где нет терминала; код завершения 1, если ничего не подошло или\n"
+     "брокер недоступен."},
     {"the broker refuses the subscription", "брокер отказал в подписке"},
     {"the host isn't known", "узел неизвестен"},
     {"the broker doesn't answer", "брокер не отвечает"},
@@ -414,7 +416,7 @@ inline constexpr Row table[] = {
     {"%s: no connection: %s", "%s: нет соединения: %s"},
     {"no values came", "значений не поступило"},
     {"no values came that fit '%s'", "не поступило значений, подходящих под '%s'"},
-    {"the terminal can't be used; try --once", "терминал непригоден; попробуйте --once"},
+    {"the terminal can't be used; try --once", "терминал не подходит; попробуйте --once"},
     {"not sent, there is no connection: %s to %s", "не отправлено, нет соединения: %s в %s"},
     {"on its way to the broker: %s to %s", "отправляется брокеру: %s в %s"},
     {"the broker has it: %s to %s", "брокер принял: %s в %s"},
@@ -486,10 +488,11 @@ inline constexpr Row table[] = {
      "  ostrandctl simulate plant.json --output desk.json &\n"
      "  ostrand -c desk.json\n"
      "Каждое устройство отвечает на каждый свой параметр значениями, которые меняются в его пределах; записанное\n"
-     "читается обратно. Последовательная линия: ссылка там, где её указывает конфигурация, если место свободно."},
+     "читается обратно. Последовательная линия появляется как ссылка там, где её указывает конфигурация, если место\n"
+     "свободно."},
     {"the file has no ports", "в файле нет портов"},
     {"port %s can't be loaded: ostrandctl check tells why", "порт %s не загружается: причину покажет ostrandctl check"},
-    {"none of the ports can be served", "ни один порт не может быть обслужен"},
+    {"none of the ports can be served", "ни один порт обслужить нельзя"},
     {"port %s has no line: nothing to serve", "у порта %s нет линии: отвечать не за кого"},
     {"device %s (%s) isn't simulated", "устройство %s (%s) не имитируется"},
     {"no agent can listen", "агент не может открыть порт"},

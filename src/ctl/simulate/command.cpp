@@ -66,9 +66,10 @@ void print(sim::Simulation const& simulation) {
 }
 
 void run(Options const& options) {
+    Json::Value const config = plain_configuration(options.file);
     // Ahead of the threads, which inherit that the signals are held.
     int const signals = end_signals();
-    sim::Simulation simulation(plain_configuration(options.file), options.settings);
+    sim::Simulation simulation(config, options.settings);
     for (std::string const& note : simulation.notes()) {
         std::cerr << note << std::endl;
     }
