@@ -200,7 +200,7 @@ inline constexpr Row table[] = {
     {"isn't six numbers with points between them", "должно быть шесть чисел через точку"},
     {"isn't a number that can be used", "недопустимое число"},
     {"needs the bridge's address", "нужен адрес моста"},
-    {"can't be used; allowed: %s", "не годится; допустимо: %s"},
+    {"can't be used; allowed: %s", "недопустимое значение; допустимо: %s"},
     {"can't stand in a topic: with it nothing is published", "не может стоять в топике: с ним ничего не публикуется"},
     {"has no effect beside password_file", "не действует при наличии password_file"},
     {"is missing: without it no password is sent", "отсутствует: без него пароль не передаётся"},
