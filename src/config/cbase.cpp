@@ -7,6 +7,7 @@
 #include "config/keys.h"
 #include "config/load_scope.h"
 #include "config/process.h"
+#include "config/utils.h"
 #include "foundation/jutils.h"
 #include "foundation/xexception.h"
 
@@ -61,6 +62,21 @@ CBase::CBase(CBase* parent_node, Json::Value& node) : LogItem(parent_node), pare
         silent_probe = parent->silent_probe;
     }
     keys::read(table, *this, node);
+    // Behind a bridge only parameters bear their own names in topics.
+    bool const is_in_topics = type.find("z2t") == std::string::npos || (parent != nullptr && parent->parent != nullptr);
+    if (is_in_topics) {
+        tell_unusable(name);
+    }
+}
+
+void CBase::tell_unusable(std::string const& topic_part) const {
+    bool is_in_use = enabled;
+    for (CBase const* node = parent; node != nullptr; node = node->parent) {
+        is_in_use = is_in_use && node->enabled;
+    }
+    if (is_in_use) {
+        Utils::tell_unusable_name(*this, topic_part);
+    }
 }
 
 keys::Tables CBase::key_tables() {

@@ -37,6 +37,8 @@ class CBase : public xCommon::LogItem {
     /// the device goes on without the template.
     virtual void LoadTemplate(std::string const& template_name, CBase* parent, std::string const& default_type);
     static keys::Tables key_tables();
+    /// For constructors: a line for what can't be part of a topic, where the node is enabled.
+    void tell_unusable(std::string const& topic_part) const;
 
     std::string type;
     bool enabled = true;

@@ -14,7 +14,7 @@ namespace {
 
 using keys::Type;
 
-/// No readers in these three: what holds the values is no node, and one key decides which of the others are read.
+/// No readers in these two: what holds the values is no node, and one key decides which of the others are read.
 constexpr keys::Key root_table[] = {
     {"mqtt", Type::object, "", "the broker", "брокер"},
     {"mqtt_url", Type::text, "127.0.0.1", "the broker's host, read only when there is no `mqtt`",
@@ -31,10 +31,6 @@ constexpr keys::Key root_table[] = {
     {"ports", Type::list, keys::required, "the ports; one must be usable at least",
      "порты; хотя бы один должен быть пригоден"},
 };
-constexpr keys::Key mqtt_table[] = {
-    {"url", Type::text, "127.0.0.1", "host name or address", "имя или адрес узла"},
-    {"port", Type::integer, "0", "the broker's port; 1883 has to be written", "порт брокера; 1883 надо указать"},
-};
 constexpr keys::Key log_table[] = {
     {"max_size", Type::integer, "5", "the log's size", "размер журнала", keys::Overlay::ignored, nullptr, "MiB"},
     {"is_debug", Type::flag, "false", "debug detail", "отладочные подробности"},
@@ -42,37 +38,9 @@ constexpr keys::Key log_table[] = {
 };
 
 [[maybe_unused]] bool const described = CBFac::key_map().emplace("root", keys::Tables{root_table}).second &&
-                                        CBFac::key_map().emplace("mqtt", keys::Tables{mqtt_table}).second &&
                                         CBFac::key_map().emplace("log", keys::Tables{log_table}).second;
 
 }  // namespace
-
-tcp_set::tcp_set(Json::Value const& node, std::string const& default_url, int default_port) {
-    if (!node.isObject() || node.empty()) {
-        throw xException("tcp_set : конфиг не содержит настроек TCP/MQTT");
-    }
-    try {
-        url = jUtils::get_string(node, "url", default_url);
-        port = jUtils::get_int(node, "port", default_port);
-    } catch (std::exception const& e) {
-        throw xCommon::xExceptionf("tcp_set : %s", e.what());
-    }
-}
-
-tcp_set tcp_set::parse(Json::Value const& root) {
-    tcp_set result;
-    result.url = "127.0.0.1";
-    result.port = 1883;
-    if (jUtils::has(root, "mqtt")) {
-        // An `mqtt` object without `port` gives port 0, not 1883. Installations have been set up around it.
-        return {root["mqtt"], "127.0.0.1", 0};
-    }
-    if (jUtils::has(root, "mqtt_url")) {
-        result.url = jUtils::get_string(root, "mqtt_url", "");
-        result.port = jUtils::get_int(root, "mqtt_port", 1883);
-    }
-    return result;
-}
 
 log_set::log_set(Json::Value const& root, int default_size, bool /*default_debug*/) {
     if (jUtils::has(root, "log")) {
@@ -100,6 +68,7 @@ log_set log_set::parse(Json::Value const& root) {
 
 void Config::build(Json::Value& root) {
     mqtt = tcp_set::parse(root);
+    broker = broker_set(jUtils::at(root, "mqtt"), this);
     log = log_set::parse(root);
     ports.Load(nullptr, root, "ports", suffix_cport, "");
     for (auto const& node : ports.children) {

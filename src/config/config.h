@@ -6,20 +6,8 @@
 
 #include <json/value.h>
 
+#include "config/broker.h"
 #include "config/cbase.h"
-
-/// Host and port of a TCP peer or of the broker.
-class tcp_set {
- public:
-    tcp_set() = default;
-    /// From the keys `url` and `port`. Raises an xException for an empty node.
-    tcp_set(Json::Value const& node, std::string const& default_url, int default_port);
-    /// The broker's address from the root document: `mqtt`, else `mqtt_url` and `mqtt_port`, else 127.0.0.1:1883.
-    static tcp_set parse(Json::Value const& root);
-
-    std::string url;
-    int port = -1;
-};
 
 class log_set {
  public:
@@ -43,6 +31,7 @@ class Config : public xCommon::LogItem {
     static Config* Load(std::string const& path);
 
     tcp_set mqtt;
+    broker_set broker;
     log_set log;
     /// The children of this node are the ports, in the order of the file.
     CBase ports{"Config::Load"};

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <sstream>
 
+#include "foundation/mq_client.h"
+
 long long Utils::LE_int(unsigned char const* data, int count) {
     if (data == nullptr || count < 1 || count > 8) {
         return 0;
@@ -85,4 +87,10 @@ int Utils::jToInt(Json::Value const& value) {
         stream >> number;
     }
     return static_cast<int>(static_cast<uint64_t>(number) & 0xFFFFU);
+}
+
+void Utils::tell_unusable_name(xCommon::LogItem const& node, std::string const& name) {
+    if (!xMQ::mqUtils::is_topic(name)) {
+        node.Logf(xCommon::lmtError, "имя непригодно для топика, публикации не будет : %s", name);
+    }
 }

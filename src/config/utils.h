@@ -4,6 +4,8 @@
 
 #include <json/value.h>
 
+#include "foundation/xlog.h"
+
 /// Conversions shared by the drivers.
 class Utils {
  public:
@@ -22,4 +24,6 @@ class Utils {
     /// A JSON integer, or a text read as one (hexadecimal when it contains "0x", else decimal); 0 for anything else.
     /// Cut to its low 16 bits.
     static int jToInt(Json::Value const& value);
+    /// A line for a name with which the broker refuses a topic.
+    static void tell_unusable_name(xCommon::LogItem const& node, std::string const& name);
 };

@@ -12,6 +12,8 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
+#include "foundation/tls_context.h"
+#include "foundation/xexception.h"
 #include "foundation/xlog.h"
 #include "foundation/xmisc.h"
 #include "foundation/xsignal.h"
@@ -46,6 +48,11 @@ constexpr size_t stall_count = 10000;
 constexpr int payload_limit = 65536;
 /// MQTT numbers its messages with 16 bits: more can't be under way at all.
 constexpr size_t waiting_limit = 60000;
+constexpr char present[] = "online";
+constexpr char absent[] = "offline";
+/// The handshake of a gateway's processor with a far broker.
+constexpr int tls_wait_ms = 10000;
+constexpr int connect_wait_ms = 1000;
 
 std::string without_padding(std::string identity) {
     while (!identity.empty() && identity.back() == '\0') {
@@ -81,7 +88,11 @@ void log_unpublished(std::string const& topic, int code) {
 
 /// Reason of a failed attempt, for the middle of a line.
 std::string reason_text(int code, int error) {
-    std::string text = code == MOSQ_ERR_ERRNO ? std::strerror(error) : mosquitto_strerror(code);
+    // Of an end that isn't an error to the system.
+    bool const is_plain_end = code == MOSQ_ERR_ERRNO && error == 0;
+    std::string text = is_plain_end             ? mosquitto_strerror(MOSQ_ERR_CONN_LOST)
+                       : code == MOSQ_ERR_ERRNO ? std::strerror(error)
+                                                : mosquitto_strerror(code);
     while (!text.empty() && text.back() == '.') {
         text.pop_back();
     }
@@ -117,12 +128,47 @@ void mqClient::renew_client() {
     mosquitto_publish_callback_set(client_.get(), report<&mqClient::on_publish>);
     mosquitto_subscribe_callback_set(client_.get(), report<&mqClient::on_subscribe>);
     mosquitto_message_callback_set(client_.get(), report<&mqClient::on_message>);
+    set_up_access();
+    set_up_presence();
     std::lock_guard const lock(mutex_);
     waiting_.clear();
     early_.clear();
     outbox_.clear();
     is_awake_ = false;
     topics_.clear();
+}
+
+void mqClient::set_up_access() {
+    if (access_.mqtt_5) {
+        mosquitto_int_option(client_.get(), MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5);
+    }
+    if (!access_.user.empty()) {
+        std::string const password = access_.current_password();
+        mosquitto_username_pw_set(client_.get(), access_.user.c_str(), password.c_str());
+    }
+    tls_.reset();
+    if (access_.tls) {
+        tls_ = std::make_unique<TlsContext>(*access_.tls, host_);
+        mosquitto_int_option(client_.get(), MOSQ_OPT_SSL_CTX_WITH_DEFAULTS, 0);
+        mosquitto_void_option(client_.get(), MOSQ_OPT_SSL_CTX, tls_->get());
+        mosquitto_log_callback_set(client_.get(), report<&mqClient::on_library_log>);
+    }
+}
+
+void mqClient::set_up_presence() {
+    if (presence_topic_.empty()) {
+        return;
+    }
+    int const code = mosquitto_will_set(client_.get(), presence_topic_.c_str(), static_cast<int>(std::strlen(absent)),
+                                        absent, 1, true);
+    if (code != MOSQ_ERR_SUCCESS) {
+        throw xCommon::xExceptionf("топик '%s' : %s", presence_topic_, mosquitto_strerror(code));
+    }
+}
+
+/// On the network thread.
+void mqClient::tell_presence() {
+    send({presence_topic_, present, 1, true});
 }
 
 mqClient::~mqClient() {
@@ -138,7 +184,7 @@ bool mqClient::connect(std::string const& host, int port, bool quiet) {
     {
         std::lock_guard const lock(mutex_);
         stop_ = is_leaving_ = false;
-        failure_logged_ = quiet;
+        failure_logged_ = refusal_logged_ = quiet;
         attempt_failed_ = false;
         since_ = Clock::now();
     }
@@ -158,7 +204,12 @@ void mqClient::disconnect() {
     {
         // Ahead of the stop, so that the loop still sends it.
         std::lock_guard const lock(client_lock_);
-        mosquitto_disconnect(client_.get());
+        if (presence_topic_.empty()) {
+            mosquitto_disconnect(client_.get());
+        } else {
+            // A broker that is told of the end keeps the will to itself. This only wakes the loop.
+            mosquitto_unsubscribe(client_.get(), nullptr, presence_topic_.c_str());
+        }
     }
     {
         std::lock_guard const lock(mutex_);
@@ -182,7 +233,7 @@ void mqClient::run() {
         try {
             stood = serve_connection();
         } catch (std::exception const& e) {
-            attempt_failed(e.what());
+            attempt_failed(e.what(), true);
         }
         connection_lost();
         if (!wait_before_retry(stood ? first_retry_s : pause_s)) {
@@ -217,9 +268,22 @@ bool mqClient::serve_connection() {
         }
     }
     if (!stood && !get_bool(stop_)) {
-        attempt_failed(reason_text(code, error));
+        attempt_ended(code, error);
     }
     return stood;
+}
+
+void mqClient::attempt_ended(int code, int error) {
+    bool const is_known = tls_ && !tls_->reason().empty();
+    attempt_failed(is_known ? tls_->reason() : reason_text(code, error), is_known || code == MOSQ_ERR_TLS);
+}
+
+/// Of a failed handshake the library tells only here what it was.
+void mqClient::on_library_log(int level, char const* text) {
+    std::string_view const line = text;
+    if (level == MOSQ_LOG_ERR && line.starts_with("OpenSSL Error")) {
+        tls_->failed(std::string(line.substr(line.rfind(':') + 1)));
+    }
 }
 
 bool mqClient::wait_before_retry(int seconds) {
@@ -227,11 +291,15 @@ bool mqClient::wait_before_retry(int seconds) {
     return !changed_.wait_for(lock, std::chrono::seconds(seconds), [this] { return stop_; });
 }
 
-void mqClient::attempt_failed(std::string const& reason) {
+/// One line for a connection that never stood. Where one is lost, the line about that stands for what follows; but if
+/// then the broker doesn't let in whom it should, that needs somebody to mend it, and is told.
+void mqClient::attempt_failed(std::string const& reason, bool is_refusal) {
     bool log_it = false;
     {
         std::lock_guard const lock(mutex_);
-        log_it = !std::exchange(failure_logged_, true);
+        log_it = !failure_logged_ || (is_refusal && access_.is_used() && !refusal_logged_);
+        failure_logged_ = true;
+        refusal_logged_ = refusal_logged_ || log_it;
         attempt_failed_ = true;
     }
     changed_.notify_all();
@@ -262,7 +330,8 @@ void mqClient::connection_lost() {
 
 void mqClient::on_connect(int code) {
     if (code != 0) {
-        attempt_failed(mosquitto_connack_string(code));
+        std::string const reason = access_.mqtt_5 ? mosquitto_reason_string(code) : mosquitto_connack_string(code);
+        attempt_failed(reason, true);
         return;
     }
     {
@@ -274,11 +343,16 @@ void mqClient::on_connect(int code) {
         missed_.clear();
         miss_logged_ = false;
         failure_logged_ = false;
+        refusal_logged_ = false;
         stall_logged_ = false;
         last_progress_ = Clock::now();
     }
     changed_.notify_all();
     global_logf(lmtInfo, "MQTT : %s : соединение с брокером %s:%d установлено.", identity_, host_, port_);
+    if (!presence_topic_.empty()) {
+        tell_presence();
+        mosquitto_subscribe(client_.get(), nullptr, presence_topic_.c_str(), 1);
+    }
 }
 
 void mqClient::on_disconnect(int /*code*/) {
@@ -310,8 +384,8 @@ void mqClient::on_publish(int id) {
 }
 
 void mqClient::on_subscribe(int /*id*/, int count, int const* granted) {
-    constexpr int refused = 0x80;
-    if (std::find(granted, granted + count, refused) != granted + count) {
+    constexpr int refused = 0x80;  // and above, where there are reasons
+    if (std::any_of(granted, granted + count, [](int code) { return code >= refused; })) {
         global_logf(lmtError, "MQTT : %s : брокер отказал в подписке.", identity_);
     }
 }
@@ -326,6 +400,13 @@ void mqClient::on_message(mosquitto_message const* message) {
     std::string payload;
     if (message->payloadlen > 0) {
         payload.assign(static_cast<char const*>(message->payload), static_cast<size_t>(message->payloadlen));
+    }
+    if (!presence_topic_.empty() && presence_topic_ == message->topic) {
+        // Behind a power cut the broker finds out that the former connection is gone when this one stands already.
+        if (payload == absent) {
+            tell_presence();
+        }
+        return;
     }
     queue_->Push(std::make_unique<mqMessage>(message->topic, std::move(payload)));
 }
@@ -544,13 +625,21 @@ bool mqClient::wait_connected(int wait_ms) {
 }
 
 std::unique_ptr<mqClient> mqUtils::mqActivate(std::string const& host, int port, xCommon::SyncVector* queue,
-                                              std::string const& name, bool clean_session, int keep_alive_s) {
+                                              std::string const& name, bool clean_session, int keep_alive_s,
+                                              Access const& access, std::string const& presence_topic, bool quiet) {
     auto client = std::make_unique<mqClient>(clean_session, queue, name, keep_alive_s);
+    client->set_access(access);
+    client->set_presence(presence_topic);
     // Its caller makes a new client for each try, and has a line of its own for one that fails.
-    if (!client->connect(host, port, true) || !client->wait_connected(1000)) {
+    if (!client->connect(host, port, quiet) || !client->wait_connected(access.tls ? tls_wait_ms : connect_wait_ms)) {
         return nullptr;
     }
     return client;
+}
+
+bool mqUtils::is_topic(std::string const& topic) {
+    return mosquitto_pub_topic_check(topic.c_str()) == MOSQ_ERR_SUCCESS &&
+           mosquitto_validate_utf8(topic.data(), static_cast<int>(topic.size())) == MOSQ_ERR_SUCCESS;
 }
 
 mqMessage* mqUtils::mqCast(xCommon::svMessage* entry, std::string const& name) {

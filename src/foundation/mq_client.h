@@ -13,12 +13,15 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/mq_access.h"
 #include "foundation/sync_vector.h"
 
 struct mosquitto;
 struct mosquitto_message;
 
 namespace xMQ {
+
+class TlsContext;
 
 struct subsItem {
     std::string topic;
@@ -46,6 +49,12 @@ class mqClient {
     virtual ~mqClient();
     mqClient(mqClient const&) = delete;
     mqClient& operator=(mqClient const&) = delete;
+
+    /// Ahead of connect(). Files are read at each attempt.
+    void set_access(Access access) { access_ = std::move(access); }
+    /// Ahead of connect(): a retained state on a topic, QoS 1. "online" is published at each connection; "offline" is
+    /// the last will, and comes from the broker alone, at an ordered end too. Empty for none.
+    void set_presence(std::string topic) { presence_topic_ = std::move(topic); }
 
     /// Starts the connection and the network thread and doesn't wait for the broker. False only when the thread runs
     /// already. With `quiet` a failed attempt is left for the caller to tell of.
@@ -92,13 +101,19 @@ class mqClient {
     void on_publish(int id);
     void on_subscribe(int id, int count, int const* granted);
     void on_message(mosquitto_message const* message);
+    void on_library_log(int level, char const* text);
 
     /// Under `client_lock_`.
     void renew_client();
+    void set_up_access();
+    void set_up_presence();
+    void tell_presence();
     void run();
     bool serve_connection();
     void keep_for_later(subsItem const& item, char const* reason);
-    void attempt_failed(std::string const& reason);
+    /// `is_refusal`: the broker is there, but the two don't come to terms.
+    void attempt_failed(std::string const& reason, bool is_refusal = false);
+    void attempt_ended(int code, int error);
     void connection_lost();
     bool wait_before_retry(int seconds);
     bool has_room(std::unique_lock<std::mutex>& lock);
@@ -116,12 +131,17 @@ class mqClient {
     int keep_alive_s_;
     int port_ = 0;
     bool clean_session_;
+    Access access_;
+    std::string presence_topic_;
+    /// The network thread's own.
+    std::unique_ptr<TlsContext> tls_;
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;
     bool stop_ = false;
     bool is_leaving_ = false;  ///< of its own will
     bool failure_logged_ = false;
+    bool refusal_logged_ = false;
     bool attempt_failed_ = false;
     bool stall_logged_ = false;
     bool miss_logged_ = false;
@@ -145,9 +165,14 @@ class mqClient {
 
 class mqUtils {
  public:
-    /// Makes a client and connects it; null when the broker can't be reached within a second.
+    /// Makes a client and connects it; null when the broker can't be reached within a second, or within ten with TLS.
+    /// What a failed attempt told is left to the caller where that is `quiet`.
     static std::unique_ptr<mqClient> mqActivate(std::string const& host, int port, xCommon::SyncVector* queue,
-                                                std::string const& name, bool clean_session, int keep_alive_s);
+                                                std::string const& name, bool clean_session, int keep_alive_s,
+                                                Access const& access = {}, std::string const& presence_topic = {},
+                                                bool quiet = true);
+    /// A message can be published on the topic.
+    static bool is_topic(std::string const& topic);
     /// The message form of an entry of type 1, or null. The entry keeps its owner. `name` appears in the log when the
     /// entry claims to be a message and isn't.
     static mqMessage* mqCast(xCommon::svMessage* entry, std::string const& name);

@@ -25,6 +25,7 @@ void read_name(LogItem& node, Json::Value const& json, keys::Key const& key) {
     if (node.name.empty()) {
         throw xException(key.missing);
     }
+    Utils::tell_unusable_name(node, node.name);
 }
 
 void read_gpio(LogItem& node, Json::Value const& json, keys::Key const& key) {
@@ -68,6 +69,7 @@ void read_mqtt(LogItem& node, Json::Value const& json, keys::Key const& key) {
     auto& config = static_cast<config_t&>(node);
     config.url = jUtils::get_string(mqtt, "url", config.url);
     config.port = jUtils::get_int(mqtt, "port", config.port);
+    config.broker = broker_set(mqtt, nullptr);  // what is wrong with it the ports' tree has told
 }
 
 void read_wto(LogItem& node, Json::Value const& json, keys::Key const& key) {
@@ -118,8 +120,8 @@ constexpr char no_channels[] = "config : в конфигурационно0м ф
 constexpr keys::Key table[] = {
     {"name", keys::Value(Type::text, read_name), "", "second piece of every topic", "вторая часть всех топиков",
      Overlay::ignored, "config : не указано имя драйвера."},
-    {"mqtt", keys::Value(Type::object, read_mqtt), "", "the broker: `url` (127.0.0.1) and `port` (1883)",
-     "брокер: `url` (127.0.0.1) и `port` (1883)"},
+    {"mqtt", keys::Value(Type::object, read_mqtt), "", "the broker, as that of ports; `port` is 1883 if it isn't there",
+     "брокер, как у портов; `port` по умолчанию 1883"},
     {"wto", keys::Value(Type::integer, read_wto), "500",
      "how long the loop waits for interrupts; also the interval of polling and of `debounce`",
      "сколько цикл ждёт прерываний; также период опроса и проверки `debounce`", Overlay::ignored, nullptr, "ms",

@@ -6,6 +6,7 @@
 
 #include <json/value.h>
 
+#include "config/broker.h"
 #include "foundation/xlog.h"
 
 /// GPIO lines of the gateway: discrete inputs, outputs and pulse counters. A driver of a kind of its own beside the
@@ -47,6 +48,7 @@ class config_t : public xCommon::LogItem {
 
     std::string url = "127.0.0.1";
     int port = 1883;
+    broker_set broker;
     int wto = 500;  ///< ms that the worker waits for interrupts
     std::vector<std::unique_ptr<channel_t>> channels;
 

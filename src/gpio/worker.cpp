@@ -247,7 +247,11 @@ bool worker::process_messages(std::vector<mqtt_message> const& messages) {
 bool worker::mq_start() {
     client.reset();
     try {
-        client = xMQ::mqUtils::mqActivate(config->url, config->port, queue.get(), name, true, keep_alive_s);
+        // With a line of its own the client tells why, once: there is a new one every few seconds.
+        bool const is_quiet = !config->broker.access.is_used() || failure_told_;
+        client = xMQ::mqUtils::mqActivate(config->url, config->port, queue.get(), name, true, keep_alive_s,
+                                          config->broker.access, config->broker.state_topic(name), is_quiet);
+        failure_told_ = client == nullptr;
     } catch (std::exception const& e) {
         global_logf(lmtError, "Worker::mqActivate : проблемы с подключением к MQTT.\n%s", e.what());
         return false;

@@ -71,6 +71,7 @@ class worker : public xCommon::LogItem {
     std::vector<char> ibuf;
     std::unique_ptr<xCommon::SyncVector> queue;
     std::unique_ptr<xMQ::mqClient> client;
+    bool failure_told_ = false;
     /// Topics of totals that are subscribed.
     std::set<std::string> awaited_totals_;
     /// Those that were published from here before the broker's had been read.

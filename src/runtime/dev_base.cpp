@@ -1,5 +1,7 @@
 #include "runtime/dev_base.h"
 
+#include <algorithm>
+
 #include "config/constants.h"
 #include "config/cport.h"
 #include "foundation/xexception.h"
@@ -57,6 +59,7 @@ bool DevBase::walk(long long now) {
         }
         xCommon::LogExchange const exchange;
         if (!ready(now)) {
+            presence.unreachable();
             return false;
         }
         param->last_poll = now;
@@ -95,6 +98,12 @@ bool DevBase::is_wanted(CParam& param, long long now) {
     return param.enabled && param.is_due(now);
 }
 
+bool DevBase::is_due(long long now) const {
+    return cfg->all_params ? cfg->is_due(now) : std::any_of(params_.begin(), params_.end(), [now](CParam const* param) {
+        return param->enabled && param->is_due(now);
+    });
+}
+
 void DevBase::begin_pass() {
     probe_ = fault && cfg->silent_probe ? Probe::wanted : Probe::none;
 }
@@ -107,6 +116,7 @@ void DevBase::begin_poll() {
 }
 
 void DevBase::polled(bool ok) {
+    presence.polled(ok);
     if (probe_ == Probe::wanted) {
         // A refusal is an answer: the other parameters may do better.
         bool const is_there = ok || (port->tran && port->tran->heard);
@@ -249,6 +259,7 @@ void DevBase::CheckFault() {
             port->mq_publish(topic_fault, has_display_name ? dev->display_name : get_device_name(), 2, false);
         }
         fault = true;
+        presence.failed();
     }
     polls = 0;
     errors = 0;

@@ -6,6 +6,7 @@
 #include "config/cparam.h"
 #include "runtime/command_map.h"
 #include "runtime/ibase.h"
+#include "runtime/presence.h"
 
 class PortBase;
 
@@ -53,6 +54,10 @@ class DevBase : public IBase {
     long long errors = 0;  ///< since the last CheckFault
     bool fault = false;
     PortBase* port;
+    Presence presence{*this};
+
+    /// A parameter of it, or the whole of it, is to be polled now.
+    bool is_due(long long now) const;
 
  protected:
     static constexpr WalkRules usual_rules = {};

@@ -43,7 +43,8 @@ PortBase::PortBase(IBase* parent_object, CPort* node, PortHost* host)
       PortLine(checked(node), host),
       PortClient(*node, host),
       cport(node),
-      is_hosted_(host != nullptr) {
+      is_hosted_(host != nullptr),
+      last_age_(xCommon::xtime::steady()) {
     if (cport->cfg == nullptr) {
         throw xException("PBase::ctor : не указан аргумент 'cport.cfg'.");
     }
@@ -228,6 +229,8 @@ void PortBase::pass() {
             queue->Push(std::make_unique<xCommon::svMessage>(xCommon::svMessage::connected));
         }
         Poll(now);
+        tell_line();
+        tell_age_in_time();
         ProcTimer(now);
         CheckMessage(nullptr);
         if (!is_connected()) {
@@ -248,6 +251,7 @@ void PortBase::Poll(long long now) {
     if (!cport->poll_reconnect && cport->name != self_connecting_port && tran && !tran->is_open()) {
         if (!tran->reopen() && !reopen_with_own_settings()) {
             serve_connections();
+            line_is_away(now);
             return;
         }
     }
@@ -261,15 +265,35 @@ void PortBase::Poll(long long now) {
             continue;
         }
         begin_sweep();
-        try {
-            device->Poll(now);
-        } catch (std::exception const& e) {
-            device->cfg->Logf(lmtError, "исключение при опросе устройства : %s.", e.what());
-            ++errors;
-        }
+        poll_device(*device, now, *device->cfg);
     }
     if (polls != polls_before && !cport->type_has("z2t")) {
         show_stat();
+    }
+}
+
+void PortBase::poll_device(DevBase& device, long long now, CBase const& node) {
+    device.presence.begin_pass();
+    try {
+        device.Poll(now);
+    } catch (std::exception const& e) {
+        node.Logf(lmtError, "исключение при опросе устройства : %s.", e.what());
+        ++errors;
+    }
+    device.presence.end_pass();
+}
+
+void PortBase::line_is_away(long long now) {
+    each_device([now](DevBase& device) {
+        if (device.cfg->enabled && device.is_due(now)) {
+            device.presence.unreachable();
+        }
+    });
+}
+
+void PortBase::each_device(std::function<void(DevBase&)> const& step) {
+    for (auto const& device : devices) {
+        step(*device);
     }
 }
 

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -51,6 +53,8 @@ class PortBase : public IBase, public PortCounters, public PortLine, public Port
     virtual void publish_result(BaseResult& result, DevBase* dev, CParam* param);
     /// Logs and publishes the counters since process start.
     virtual void show_stat();
+    /// Publishes how long ago each device has answered, where that is wanted.
+    void show_age();
     /// Undoes the scale on a value that is to be written.
     virtual void scale_command(DevBase* dev, std::string const& topic, std::string& value);
     /// Adds the correction to a value. Not part of the ordinary path of a write: drivers may call it.
@@ -58,6 +62,10 @@ class PortBase : public IBase, public PortCounters, public PortLine, public Port
 
     /// One pass of the worker: what is due is polled, messages are served. For a port with a PortHost.
     void pass();
+    /// Each device of the port, of whatever class it is.
+    virtual void each_device(std::function<void(DevBase&)> const& step);
+    /// One device in a pass; what it raises is told by `node`.
+    void poll_device(DevBase& device, long long now, CBase const& node);
     void th_start();
     void th_stop();
     /// The first device with that configuration name, or null.
@@ -73,6 +81,8 @@ class PortBase : public IBase, public PortCounters, public PortLine, public Port
  protected:
     /// Serves the queue; `dev` may be null in a port-level driver.
     void serve_queue(DevBase* dev);
+    /// What is due can't be asked.
+    void line_is_away(long long now);
     /// Stop(), for destructors.
     void end();
     std::unique_ptr<std::thread> thread;
@@ -83,11 +93,15 @@ class PortBase : public IBase, public PortCounters, public PortLine, public Port
     /// A subscription has failed although the connection stood: ProcConnect() is to be run again at the next pass.
     bool connect_owed_ = false;
     bool is_hosted_;
+    std::optional<bool> told_line_;
+    std::chrono::steady_clock::time_point last_age_;
 
     PortBase(IBase* parent_object, CPort* node, PortHost* host);
     /// Serves the entries of type 0 alone: subscriptions don't wait for a line, messages do.
     void serve_connections();
     void proc_connected();
+    void tell_line();
+    void tell_age_in_time();
     void make_devices();
     void start_devices();
     void rest();

@@ -3,6 +3,9 @@
 #include <cstdlib>
 #include <utility>
 
+#include <json/writer.h>
+
+#include "config/config.h"
 #include "config/constants.h"
 #include "foundation/jutils.h"
 #include "foundation/xexception.h"
@@ -15,6 +18,12 @@ using xCommon::lmtTrace;
 using xCommon::svMessage;
 using xCommon::xException;
 using xCommon::xString;
+
+namespace {
+
+constexpr std::chrono::seconds longest_age_pause(60);
+
+}  // namespace
 
 void PortBase::CheckMessage(DevBase* dev) {
     if (dev != nullptr) {
@@ -61,6 +70,10 @@ void PortBase::serve_connections() {
 
 void PortBase::proc_connected() {
     cport->Log(lmtInfo, "MQTT соединение установлено.");
+    // A broker without persistence has forgotten them.
+    told_line_.reset();
+    tell_line();
+    each_device([](DevBase const& device) { device.presence.tell_again(); });
     ProcConnect();
 }
 
@@ -200,4 +213,41 @@ void PortBase::show_stat() {
         cport->Log(lmtInfo, line);
     }
     mq_publish(xString::Format(topic_statistics, cport->name), line, 0, false);
+    show_age();
+}
+
+void PortBase::show_age() {
+    if (cport->cfg == nullptr || !cport->cfg->broker.age) {
+        return;
+    }
+    last_age_ = xCommon::xtime::steady();
+    Json::Value ages(Json::objectValue);
+    each_device([&ages](DevBase& device) {
+        if (device.cfg->enabled) {
+            std::optional<long long> const age = device.presence.age();
+            ages[device.get_device_name()] = age ? Json::Value(static_cast<Json::Int64>(*age)) : Json::Value();
+        }
+    });
+    Json::StreamWriterBuilder style;
+    style["indentation"] = "";
+    style["emitUTF8"] = true;
+    mq_publish(xString::Format(topic_age, cport->name), Json::writeString(style, ages), 0, false);
+}
+
+void PortBase::tell_age_in_time() {
+    if (xCommon::xtime::steady() - last_age_ >= longest_age_pause) {
+        show_age();
+    }
+}
+
+void PortBase::tell_line() {
+    std::optional<bool> const is_open = tran ? tran->seen_open() : std::nullopt;
+    if (!is_open || is_open == told_line_ || cport->cfg == nullptr) {
+        return;
+    }
+    std::string const topic = cport->cfg->broker.line_topic(cport->name);
+    told_line_ = is_open;
+    if (!topic.empty()) {
+        mq_publish(topic, *is_open ? "open" : "closed", 1, true);
+    }
 }

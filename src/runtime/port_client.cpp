@@ -31,6 +31,10 @@ bool PortClient::mq_start() {
     } catch (std::bad_alloc const&) {
         throw xException("PBase:mq_start : не хватило памяти на mqClient.");
     }
+    if (node_.cfg != nullptr) {
+        mq->set_access(node_.cfg->broker.access);
+        mq->set_presence(node_.cfg->broker.state_topic(node_.name));
+    }
     return mq_connect();
 }
 

@@ -5,6 +5,13 @@
 #include "config/process.h"
 #include "foundation/deadline.h"
 
+std::optional<bool> iTran::seen_open() {
+    if (std::optional<bool> const now = look()) {
+        seen_open_ = now;
+    }
+    return seen_open_;
+}
+
 bool iTran::reopen() {
     if (is_open()) {
         return true;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <span>
 
 #include "config/cport.h"
@@ -47,6 +48,9 @@ class iTran {
     virtual void resume() {}
     /// The line itself is gone, or couldn't be opened: it isn't closed on purpose.
     virtual bool is_away() { return false; }
+    /// The line was there when last looked at; nothing before that, and for ports without one. What this program closes
+    /// by itself doesn't count.
+    std::optional<bool> seen_open();
     /// For a read of known length from a line that may hand it out in pieces: gathers until all is there or the read
     /// time-out in force has passed since the call. What arrived, as read().
     int read_count(unsigned char* buffer, int count);
@@ -66,6 +70,9 @@ class iTran {
     /// the log: direction, milliseconds since the one before on this line, and the bytes.
     int noted(unsigned char const* buffer, int got);
     int written(unsigned char const* buffer, int count);
+    /// Nothing: it isn't opened at the moment.
+    virtual std::optional<bool> look() { return {}; }
+    std::optional<bool> seen_open_;
     /// What the first arrival brings, as read().
     virtual int read_piece(unsigned char* buffer, int count) { return read(buffer, count); }
     /// The time-outs in force, in ms.

@@ -35,6 +35,7 @@ bool rsTran::open() {
         cport->Logf(lmtError, "ошибка открытия порта : %s.", e.what());
     }
     open_failed_ = !is_open();
+    seen_open_ = !open_failed_;
     if (open_failed_) {
         cport->Log(lmtError, "не удалось открыть COM порт.");
     }
@@ -43,6 +44,10 @@ bool rsTran::open() {
 
 bool rsTran::is_away() {
     return open_failed_ || (line_ && !line_->isOpen());
+}
+
+std::optional<bool> rsTran::look() {
+    return line_ ? std::optional(line_->isOpen()) : std::nullopt;
 }
 
 void rsTran::close() {

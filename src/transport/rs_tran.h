@@ -30,6 +30,7 @@ class rsTran : public iTran {
 
  protected:
     int read_piece(unsigned char* buffer, int count) override;
+    std::optional<bool> look() override;
 
  private:
     template <typename Piece>

@@ -20,11 +20,17 @@ bool tcpTran::open() {
         if (!socket_->Open()) {
             cport->Log(lmtError, "не удалось открыть TCP соединение.");
         }
+        seen_open_ = is_open();
         return true;
     } catch (std::exception const& e) {
         cport->Logf(lmtError, "исключение при открытии TCP соединения : %s.", e.what());
+        seen_open_ = false;
         return false;
     }
+}
+
+std::optional<bool> tcpTran::look() {
+    return socket_ ? std::optional(is_open()) : std::nullopt;
 }
 
 void tcpTran::close() {

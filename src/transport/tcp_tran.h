@@ -26,6 +26,9 @@ class tcpTran : public iTran {
     bool abandon() override;
     void resume() override;
 
+ protected:
+    std::optional<bool> look() override;
+
  private:
     bool ready(char const* operation);
     int send(unsigned char const* bytes, int count);

@@ -25,22 +25,6 @@ std::string find_mosquitto() {
     throw std::runtime_error("mosquitto is not installed");
 }
 
-/// Into a file: to standard output it would write through a buffer.
-std::string configuration(int port, std::string const& log) {
-    std::ostringstream text;
-    text << "listener " << port << " 127.0.0.1\n"
-         << "allow_anonymous true\n"
-         << "persistence false\n"
-         << "max_queued_messages 0\n"
-         << "set_tcp_nodelay true\n"
-         << "log_dest file " << log << "\n"
-         << "log_type all\n";
-    if (geteuid() == 0) {
-        text << "user root\n";
-    }
-    return text.str();
-}
-
 }  // namespace
 
 Broker::Broker(At when) {
@@ -49,11 +33,33 @@ Broker::Broker(At when) {
     }
 }
 
+void Broker::configure(std::string listener, std::string common) {
+    listener_ = std::move(listener);
+    common_ = std::move(common);
+    is_open_too_ = true;
+}
+
+/// The log goes into a file: to standard output it would write through a buffer.
+std::string Broker::configuration() const {
+    std::ostringstream text;
+    text << "per_listener_settings true\n"
+         << "max_queued_messages 0\n"
+         << "set_tcp_nodelay true\n"
+         << "log_dest file " << folder_.file("mosquitto.log") << "\n"
+         << "log_type all\n"
+         << (geteuid() == 0 ? "user root\n" : "") << common_ << "listener " << port() << " 127.0.0.1\n"
+         << listener_;
+    if (is_open_too_) {
+        text << "listener " << open_port() << " 127.0.0.1\nallow_anonymous true\n";
+    }
+    return text.str();
+}
+
 void Broker::start() {
     if (process_) {
         return;
     }
-    std::string const path = folder_.write("mosquitto.conf", configuration(port(), folder_.file("mosquitto.log")));
+    std::string const path = folder_.write("mosquitto.conf", configuration());
     int const output = open(folder_.file("mosquitto.out").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
     process_ = std::make_unique<ChildProcess>(ChildProcess::Launch{{find_mosquitto(), "-c", path}, {}, output});
     close(output);

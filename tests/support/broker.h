@@ -16,6 +16,9 @@ class Broker {
     /// Starts it, unless told to wait for start().
     explicit Broker(At when = At::once);
 
+    /// Lines of its listener from the next start on, in place of anonymous access. A second one, plain and anonymous,
+    /// stands at open_port() then; `common` are lines for both.
+    void configure(std::string listener, std::string common = "persistence false\n");
     /// Waits until it takes connections. Raises std::runtime_error when it doesn't.
     void start();
     /// Ends it in order; sessions and retained messages are gone with it.
@@ -26,11 +29,19 @@ class Broker {
     void resume();
 
     int port() const { return port_.number(); }
+    int open_port() const { return open_port_.number(); }
+    TempFolder const& folder() const { return folder_; }
     /// What it has written about itself, for the message of a failed test.
     std::string log() const;
 
  private:
+    std::string configuration() const;
+
     FreePort port_;
+    FreePort open_port_;
     TempFolder folder_;
+    std::string listener_ = "allow_anonymous true\n";
+    std::string common_ = "persistence false\n";
+    bool is_open_too_ = false;
     std::unique_ptr<ChildProcess> process_;
 };

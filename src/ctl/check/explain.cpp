@@ -54,6 +54,13 @@ Row const rows[] = {
     {"не указана ссылка на параметры устройства", "type", "a parameter of this type needs a device of it"},
     {"не указан 'cdev'", "type", "a parameter of this type needs a device of it"},
     {"не указан порт", "type", "a device of this type needs a port of it"},
+    {"имя непригодно для топика", "name", "can't stand in a topic: with it nothing is published"},
+    {"'mqtt.password' : пропущен", "mqtt.password", "has no effect beside password_file"},
+    {"пароль не передаётся", "mqtt.user", "is missing: without it no password is sent"},
+    {"доступен для чтения всем", "mqtt.password_file", "can be read by everybody on this machine"},
+    {"(insecure)", "mqtt.tls.insecure", "the certificate may be another host's: whoever has one can be the broker"},
+    {"топик непригоден для публикации", "mqtt.status_topic", "can't be a topic: no presence is published"},
+    {"сообщения обнаружения не публикуются", "mqtt.discovery", "needs a node, and a prefix without wildcards"},
 };
 
 std::string quoted_key(std::string const& text) {
@@ -101,13 +108,17 @@ constexpr char any_element[] = "base.cport";
 
 /// The row of a key, in the table of the object that holds it.
 keys::Key const* row_of(std::string const& class_key, std::string const& key) {
-    size_t const point = key.find('.');
+    size_t const point = key.rfind('.');
     if (point == std::string::npos) {
         keys::Key const* const row = key_rows::find(class_key, key);
         return row == nullptr ? key_rows::find(any_element, key) : row;
     }
-    std::string const object = key.substr(0, point);
-    return key_rows::find(object == "tcp" ? "mqtt" : object, key.substr(point + 1));
+    return key_rows::find(key.substr(0, point), key.substr(point + 1));
+}
+
+/// Values that nobody else shall read.
+bool is_secret(std::string const& key) {
+    return key == "mqtt.password";
 }
 
 std::string fault_of_value(std::string const& class_key, std::string const& key, Json::Value const& element) {
@@ -118,6 +129,9 @@ std::string fault_of_value(std::string const& class_key, std::string const& key,
     }
     if (value.isString() && value.asString().empty() && (row == nullptr || row->words.empty())) {
         return say("is empty");
+    }
+    if (is_secret(key)) {
+        return say("can't be used; allowed: %s", row == nullptr ? "" : key_rows::allowed(*row));
     }
     std::string text = row == nullptr
                            ? say("%s can't be used", key_rows::shown(value))

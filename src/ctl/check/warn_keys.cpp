@@ -35,6 +35,8 @@ class KeyLook {
         }
         look_at_object(root, "", file, "root", {"$schema"});
         look_at_object(root, "mqtt.", file["mqtt"], "mqtt", {});
+        look_at_object(root, "mqtt.tls.", jUtils::at(file["mqtt"], "tls"), "mqtt.tls", {});
+        look_at_object(root, "mqtt.discovery.", jUtils::at(file["mqtt"], "discovery"), "mqtt.discovery", {});
         look_at_object(root, "log.", file["log"], "log", {});
         bool const is_gpio_alone = context_.loading.gpio && context_.loading.config->ports.children.empty();
         if (file["mqtt"].isObject() && !file["mqtt"].isMember("port") && !is_gpio_alone) {
@@ -82,7 +84,7 @@ class KeyLook {
             }
         }
         look_at_object(element.place, "rs.", node["rs"], "rs", {});
-        look_at_object(element.place, "tcp.", node["tcp"], "mqtt", {});
+        look_at_object(element.place, "tcp.", node["tcp"], "tcp", {});
         for (Json::Value const& bit : list_of(node, "bh_list")) {
             look_at_object({element.place.file, bit.getOffsetStart()}, "", bit, "bh_list", {});
         }

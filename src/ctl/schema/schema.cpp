@@ -217,11 +217,18 @@ Json::Value element(std::string const& list, std::string const& fallback) {
 class Definitions {
  public:
     Definitions() {
-        for (char const* name : {"rs", "mqtt", "log"}) {
+        for (char const* name : {"rs", "tcp", "mqtt", "log"}) {
             defs_[name] = object_of(key_rows::tables(name), false);
             defs_[name].removeMember("required");
         }
-        defs_["mqtt"]["minProperties"] = 1;
+        for (char const* name : {"tcp", "mqtt"}) {
+            defs_[name]["minProperties"] = 1;
+        }
+        for (char const* name : {"tls", "discovery"}) {
+            std::string const description = defs_["mqtt"]["properties"][name]["description"].asString();
+            defs_["mqtt"]["properties"][name] = object_of(key_rows::tables(std::string("mqtt.") + name), true);
+            defs_["mqtt"]["properties"][name]["description"] = description;
+        }
         defs_["bit"] = object_of(key_rows::tables("bh_list"), true);
         for (std::string const& word : words_of(suffix_cparam)) {
             if (model_of(word, suffix_cparam) == word) {
@@ -330,7 +337,7 @@ class Definitions {
         properties["devices"] = array_of(element("device", own_device), 1);
         properties["devices"]["description"] = description;
         refer(properties["rs"], "rs");
-        refer(properties["tcp"], "mqtt");
+        refer(properties["tcp"], "tcp");
         if (word.find("rs") != std::string::npos) {
             properties["rs"]["required"].append("path");
             properties["rs"]["properties"]["path"]["minLength"] = 1;

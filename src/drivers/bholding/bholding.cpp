@@ -57,6 +57,7 @@ bitem::bitem(CParam* bit_param, Json::Value const& node, int max_offset)
         throw xExceptionf("bitem.ctor : параметр 'offset' превышает максимальное значение : %d", max_offset);
     }
     inverted = jUtils::get_bool(node, "inverted", inverted);
+    param->tell_unusable(name);
 }
 
 std::string bitem::get_value(unsigned int value) const {

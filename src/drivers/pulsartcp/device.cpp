@@ -89,6 +89,7 @@ void dev::Poll(long long now) {
         bool const open = port->tran->is_open();
         cfg->Logf(lmtError, "port->tran->is_open() : %s", text_of(open));
         if (!open) {
+            presence.unreachable();
             return;
         }
     }

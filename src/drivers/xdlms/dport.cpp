@@ -85,18 +85,33 @@ bool dport::Start() {
 
 /// While a line is away the messages wait; the worker's look into the queue behind each pass serves subscriptions then.
 void dport::Poll(long long now) {
-    if (!is_connected() || !reconnect()) {
+    if (!is_connected()) {
+        return;
+    }
+    if (!reconnect()) {
+        line_is_away(now);
         return;
     }
     long long const polls_before = polls;
     for (auto const& meter : meters_) {
+        meter->presence.begin_pass();
         if (!meter->pass(now)) {
             return;
         }
+        bool const was_polled = meter->node->polls > 0;
         CheckFault(meter->node);
+        if (was_polled && meter->node->fault) {
+            meter->presence.failed();
+        }
     }
     if (polls != polls_before) {
         show_stat();
+    }
+}
+
+void dport::each_device(std::function<void(DevBase&)> const& step) {
+    for (auto const& meter : meters_) {
+        step(*meter);
     }
 }
 

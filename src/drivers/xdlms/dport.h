@@ -58,6 +58,7 @@ class dport : public PortBase {
     virtual bool reconnect();
     void publish_failure(cddev const& dev, CParam const& param);
     using PortBase::is_connected;
+    void each_device(std::function<void(DevBase&)> const& step) override;
     /// Reports a meter of which every poll since the last check has failed, once until one succeeds.
     virtual void CheckFault(cddev* dev);
     /// Gives the devices their wrapper addresses; false when they couldn't be learnt.

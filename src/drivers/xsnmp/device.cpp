@@ -140,6 +140,9 @@ std::string sdev::ssn_get_error() const {
 
 void sdev::Poll(long long now) {
     if (!ssn_check()) {
+        if (is_due(now)) {
+            presence.unreachable();
+        }
         return;
     }
     begin_pass();

@@ -62,12 +62,7 @@ void sport::Poll(long long now) {
         if (!device->cfg->enabled) {
             continue;
         }
-        try {
-            device->Poll(now);
-        } catch (std::exception const& e) {
-            cport->Logf(lmtError, "исключение при опросе устройства : %s.", e.what());
-            ++errors;
-        }
+        poll_device(*device, now, *cport);
     }
     if (polls != polls_before) {
         show_stat();

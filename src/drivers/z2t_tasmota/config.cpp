@@ -37,6 +37,7 @@ CBFac const registrars[] = {CBFac::add<config_device_t>("z2t.cdev", device_table
 config_device_t::config_device_t(CBase* port_node, Json::Value& node) : CDev(port_node, node) {
     check_port();
     keys::read(device_table, *this, node);
+    tell_unusable(cname + "_" + sid);
     // The list is still being read: the bridge counts for itself and for the devices behind it.
     if (cname == bridge_cname || has_bridge(*port_node)) {
         load_list(node, type_word);

@@ -123,6 +123,7 @@ void device_t::take_values(Json::Value const& values) {
         cfg->Log(lmtError, "ZbReceived : отчёт об устройстве не является объектом. Пропущен.");
         return;
     }
+    presence.answered();
     take_endpoint(values);
     for (CParam* const child : params_) {
         config_param_t* const param = own(child);
