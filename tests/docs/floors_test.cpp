@@ -17,8 +17,8 @@ namespace {
 namespace fs = std::filesystem;
 
 /// From the bottom up.
-std::vector<std::string> const floors = {"foundation", "config", "transport", "runtime",
-                                         "drivers",    "gpio",   "app",       "ctl"};
+std::vector<std::string> const floors = {"foundation", "config", "transport", "runtime", "drivers",
+                                         "gpio",       "topics", "discovery", "app",     "ctl"};
 /// What drivers share by design.
 std::set<std::string> const shared_drivers = {"modbus", "bholding", "meter"};
 
