@@ -101,6 +101,9 @@ Kind kind_of(TopicRow const& row) {
     if (row.channel != nullptr) {
         return is_counter(row) ? Kind::number : Kind::flag;
     }
+    if (row.bit != nullptr) {
+        return Kind::flag;
+    }
     switch (row.node->value_type) {
         case vt_bit:
             return Kind::flag;
