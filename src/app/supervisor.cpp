@@ -98,6 +98,9 @@ int Supervisor::run() {
     start();
     do {
         xMisc::delay(look_ms);
+        if (gateway_) {
+            gateway_->turn();
+        }
     } while (!file_changed());
     replace_process();
     return 1;
@@ -154,9 +157,10 @@ void Supervisor::start() {
         global_log(lmtError, "Ошибка чтения/парсинга файла конфигурации.\nРежим ожидания...");
         return;
     }
-    xCommon::xSystem::GiveBackMemory();
     // The ports hold on to the tree: it lives to the end of the process.
     Config const& tree = *config.release();
+    gateway_ = Gateway::make(tree, gpio, cfg_name);
+    xCommon::xSystem::GiveBackMemory();
     start_ports(tree, gpio.isNull() ? 0 : start_gpio(gpio));
     xLog::gv->set_max_size(tree.log.max_size);
     xLog::gv->set_debug(tree.log.is_debug || options_.debug);

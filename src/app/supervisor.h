@@ -1,7 +1,9 @@
 #pragma once
 
+#include <memory>
 #include <string>
 
+#include "app/gateway.h"
 #include "app/options.h"
 
 /// The process around the ports: it finds the configuration file, starts what the file asks for, and replaces the whole
@@ -32,6 +34,7 @@ class Supervisor {
     Options options_;
     char* const* argv_;
     int watch_ = -1;
+    std::unique_ptr<Gateway> gateway_;
 };
 
 /// Path of the running executable.

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include <json/reader.h>
+#include <json/writer.h>
 
 #include "foundation/xexception.h"
 
@@ -95,6 +96,14 @@ bool jUtils::Parse(std::string const& text, Json::Value& root) {
 
 Json::Value const& jUtils::at(Json::Value const& node, char const* key) {
     return node.isObject() ? node[key] : Json::Value::nullSingleton();
+}
+
+std::string jUtils::Compact(Json::Value const& value) {
+    Json::StreamWriterBuilder style;
+    style["indentation"] = "";
+    style["emitUTF8"] = true;
+    style["precision"] = 15;
+    return Json::writeString(style, value);
 }
 
 bool jUtils::has(Json::Value const& node, char const* key) {

@@ -22,6 +22,9 @@ class jUtils {
     /// is no JSON.
     static bool Parse(std::string const& text, Json::Value& root);
 
+    /// On one line without blanks, its letters as they are.
+    static std::string Compact(Json::Value const& value);
+
     /// True when the node is an object with that key, and the value isn't null.
     static bool has(Json::Value const& node, char const* key);
     static std::string get_string(Json::Value const& node, char const* key, std::string const& fallback);

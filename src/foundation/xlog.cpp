@@ -81,7 +81,7 @@ void xLog::open_file() {
 }
 
 void xLog::write(LMT type, std::string const* node, std::string_view text) {
-    if (!enabled(type)) {
+    if (!enabled(type) || LogSilence::is_on_) {
         return;
     }
     if (listener_) {
@@ -171,6 +171,7 @@ void xLog::set_max_size(int size) {
     }
 }
 
+thread_local bool LogSilence::is_on_ = false;
 thread_local LogExchange* LogExchange::current_ = nullptr;
 
 LogExchange::LogExchange() : outer_(current_), exceptions_(std::uncaught_exceptions()) {

@@ -190,6 +190,20 @@ class LogExchange {
     std::vector<Held> held_;
 };
 
+/// While it stands, the lines of its thread are dropped.
+class LogSilence {
+ public:
+    LogSilence() : outer_(is_on_) { is_on_ = true; }
+    ~LogSilence() { is_on_ = outer_; }
+    LogSilence(LogSilence const&) = delete;
+    LogSilence& operator=(LogSilence const&) = delete;
+
+ private:
+    friend class xLog;
+    static thread_local bool is_on_;
+    bool outer_;
+};
+
 /// Lines of the process log that belong to no node.
 template <typename Text>
 void global_log(LMT type, Text const& text) {

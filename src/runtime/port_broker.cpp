@@ -3,8 +3,6 @@
 #include <cstdlib>
 #include <utility>
 
-#include <json/writer.h>
-
 #include "config/config.h"
 #include "config/constants.h"
 #include "foundation/jutils.h"
@@ -228,10 +226,7 @@ void PortBase::show_age() {
             ages[device.get_device_name()] = age ? Json::Value(static_cast<Json::Int64>(*age)) : Json::Value();
         }
     });
-    Json::StreamWriterBuilder style;
-    style["indentation"] = "";
-    style["emitUTF8"] = true;
-    mq_publish(xString::Format(topic_age, cport->name), Json::writeString(style, ages), 0, false);
+    mq_publish(xString::Format(topic_age, cport->name), xCommon::jUtils::Compact(ages), 0, false);
 }
 
 void PortBase::tell_age_in_time() {

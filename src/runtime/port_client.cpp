@@ -15,16 +15,19 @@ constexpr char uuid_command[] = "cat /proc/sys/kernel/random/uuid";
 
 }  // namespace
 
+std::string random_identity(std::string const& name) {
+    std::string identity = name + "#";
+    for (std::string const& piece : xString::Split(xCommon::xSystem::ExecAndGetResult(uuid_command), "-")) {
+        identity += piece;
+    }
+    return identity;
+}
+
 bool PortClient::mq_start() {
     mq_stop();
     queue = std::make_unique<xCommon::SyncVector>();
-    std::string identity = node_.name + "#";
-    // The client cuts it to what MQTT 3.1 allows, so a long port name leaves little of the random part.
-    if (host_ == nullptr || host_->needs_identities()) {
-        for (std::string const& piece : xString::Split(xCommon::xSystem::ExecAndGetResult(uuid_command), "-")) {
-            identity += piece;
-        }
-    }
+    bool const needs_identity = host_ == nullptr || host_->needs_identities();
+    std::string const identity = needs_identity ? random_identity(node_.name) : node_.name + "#";
     try {
         mq = host_ != nullptr ? host_->make_client(*queue, identity)
                               : std::make_unique<xMQ::mqClient>(mq_clean, queue.get(), identity, mq_keepalive);

@@ -10,6 +10,10 @@
 
 class PortHost;
 
+/// A client's identity at the broker: the name, "#" and a random part. mqClient cuts it to what MQTT 3.1 allows, so a
+/// long name leaves little of that part.
+std::string random_identity(std::string const& name);
+
 /// The port's connection to the broker, and the queue of what comes from there.
 class PortClient {
  public:

@@ -6,19 +6,21 @@
 
 #include "config/constants.h"
 #include "config/process.h"
+#include "ctl/check/loading.h"
 #include "ctl/json_text.h"
 #include "ctl/mutations.h"
 #include "ctl/scenario/offset_clock.h"
 #include "ctl/scenario/port_bench.h"
-#include "ctl/topics/topic_list.h"
 #include "support/log_capture.h"
 #include "support/temp_folder.h"
+#include "topics/topic_list.h"
 
 namespace {
 
 std::vector<TopicRow> topics_of(std::string const& path) {
     Loading const loading(path);
-    return loading.config ? list_topics(loading, IdlePorts(*loading.config)) : std::vector<TopicRow>();
+    return loading.config ? list_topics(*loading.config, loading.gpio.get(), IdlePorts(*loading.config))
+                          : std::vector<TopicRow>();
 }
 
 /// What is done in a scenario, and what came of it.

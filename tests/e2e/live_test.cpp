@@ -15,13 +15,14 @@
 #include <unistd.h>
 
 #include "config/process.h"
+#include "ctl/check/loading.h"
 #include "ctl/json_text.h"
 #include "ctl/line/wait_until.h"
-#include "ctl/topics/topic_list.h"
 #include "foundation/jutils.h"
 #include "support/broker.h"
 #include "support/child_process.h"
 #include "support/temp_folder.h"
+#include "topics/topic_list.h"
 
 namespace {
 
@@ -84,7 +85,7 @@ TEST_F(LiveTest, EveryDriverIsReadOnce) {
     std::set<std::string> missing;
     {
         LogListener const silence([](auto...) {});
-        for (TopicRow const& row : list_topics(loading, IdlePorts(*loading.config))) {
+        for (TopicRow const& row : list_topics(*loading.config, loading.gpio.get(), IdlePorts(*loading.config))) {
             std::string const name = xCommon::xString::Split(row.topic, "/")[1] + "/" + row.parameter;
             // What comes by itself, and what isn't asked for values yet.
             if (row.is_read && row.port != "tasmota" && row.port != "hall") {

@@ -10,13 +10,14 @@
 #include <gtest/gtest.h>
 
 #include "config/process.h"
+#include "ctl/check/loading.h"
 #include "ctl/line/wait_until.h"
-#include "ctl/topics/topic_list.h"
 #include "foundation/jutils.h"
 #include "support/broker.h"
 #include "support/child_process.h"
 #include "support/daemon.h"
 #include "support/mqtt_probe.h"
+#include "topics/topic_list.h"
 
 namespace {
 
@@ -29,7 +30,7 @@ std::vector<std::string> topics_of(std::string const& file) {
     Loading const loading(file);
     std::vector<std::string> topics;
     LogListener const silence([](auto...) {});
-    for (TopicRow const& row : list_topics(loading, IdlePorts(*loading.config))) {
+    for (TopicRow const& row : list_topics(*loading.config, loading.gpio.get(), IdlePorts(*loading.config))) {
         if (row.is_read && (row.node == nullptr || row.node->parent->type != "set-4tm")) {
             topics.push_back(row.topic);
         }

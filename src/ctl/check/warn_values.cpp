@@ -7,7 +7,6 @@
 #include "ctl/check/key_rows.h"
 #include "ctl/check/warnings.h"
 #include "ctl/json_text.h"
-#include "ctl/topics/writing.h"
 #include "drivers/merc_2xx/config.h"
 #include "drivers/milur/config.h"
 #include "drivers/modbus/config.h"
@@ -17,6 +16,7 @@
 #include "drivers/xsnmp/inner_oid.h"
 #include "foundation/duk_helper.h"
 #include "foundation/jutils.h"
+#include "topics/writing.h"
 
 using xCommon::jUtils;
 using xCommon::xString;
@@ -37,6 +37,12 @@ bool key_is(keys::Key const& key, std::string_view name) {
 bool is_bit_kind(modbus::c_param const& param) {
     return param.reg_type == modbus::reg_coil || param.reg_type == modbus::reg_status;
 }
+
+/// In the order of Unwritable.
+constexpr std::array<Phrase, 5> unwritable_texts = {
+    "false, but there is nothing that takes a write", "false, but the calculator takes no writes",
+    "false, but inputs can't be written", "false, but this value_type can't be written",
+    "false: it is neither read nor written so"};
 
 class ValueLook {
  public:
@@ -187,9 +193,8 @@ class ValueLook {
 
     void look_at_writing(CParam const& param) {
         if (!param.read_only && !written_.contains(&param)) {
-            std::optional<Phrase> const reason = why_not_written(param);
-            context_.add(warn::not_written, param, "read_only",
-                         reason ? say(*reason) : say("false, but there is nothing that takes a write"));
+            auto const reason = static_cast<size_t>(why_not_written(param));
+            context_.add(warn::not_written, param, "read_only", say(unwritable_texts.at(reason)));
         }
     }
 

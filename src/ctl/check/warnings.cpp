@@ -44,7 +44,7 @@ class Start {
         });
         IdlePorts const made(*context.loading.config);
         is_made = true;
-        context.topics = list_topics(context.loading, made);
+        context.topics = list_topics(*context.loading.config, context.loading.gpio.get(), made);
         context.each_device([&](CBase const& /*port*/, CBase const& device) {
             context.names[&device] = made.device_name(device);
             for (auto const& child : device.children) {

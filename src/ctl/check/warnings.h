@@ -7,7 +7,7 @@
 
 #include "ctl/check/explain.h"
 #include "ctl/check/warning_names.h"
-#include "ctl/topics/topic_list.h"
+#include "topics/topic_list.h"
 
 /// What the looks for warnings share.
 struct WarningContext {

@@ -37,7 +37,7 @@ struct Plant {
     explicit Plant(std::string const& path) : loading(load_configuration(path)) {
         LogListener const silence([](auto...) {});
         IdlePorts const ports(*loading->config);
-        rows = list_topics(*loading, ports);
+        rows = list_topics(*loading->config, loading->gpio.get(), ports);
     }
 
     CPort* port(TopicRow const& row) const {

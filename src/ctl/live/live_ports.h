@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "ctl/check/loading.h"
-#include "ctl/scenario/hosted_ports.h"
+#include "runtime/hosted_ports.h"
 
 /// Ports of a configuration on their real lines, asked once in place of the daemon.
 class LivePorts : public HostedPorts {

@@ -5,9 +5,9 @@
 #include <string>
 
 #include "config/config.h"
-#include "ctl/scenario/hosted_ports.h"
 #include "ctl/scenario/scenario.h"
 #include "ctl/scenario/script_line.h"
+#include "runtime/hosted_ports.h"
 
 /// Runs the ports of a scenario's configuration on scripted lines, without threads and without a broker. Every pass is
 /// asked for.

@@ -1,4 +1,4 @@
-#include "ctl/scenario/hosted_ports.h"
+#include "runtime/hosted_ports.h"
 
 #include <algorithm>
 #include <set>

@@ -4,8 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "ctl/check/loading.h"
-#include "ctl/scenario/hosted_ports.h"
+#include "config/config.h"
+#include "config/cparam.h"
+#include "drivers/bholding/bholding.h"
+#include "gpio/config.h"
+#include "runtime/hosted_ports.h"
 
 /// The ports of a configuration as they are behind their start, with lines on which nothing answers: what they would
 /// subscribe and what they tell at their start is seen, and nothing is opened.
@@ -26,7 +29,7 @@ class IdlePorts : public HostedPorts {
     DevBase* object_of(CBase const& device) const;
 };
 
-/// The topic of a value.
+/// The topic of a value: of a parameter, one of its bits, or a GPIO channel.
 struct TopicRow {
     std::string topic;
     std::string on_topic;  ///< empty: it takes no writes
@@ -35,12 +38,15 @@ struct TopicRow {
     std::string unit;
     std::optional<int> interval;  ///< s; none: it isn't polled
     std::string port;
-    std::string device;  ///< as the configuration names it
-    std::string source;  ///< what of the device, in the keys of its driver
-    CBase const* node = nullptr;
+    std::string device;       ///< as the configuration names it
+    std::string device_name;  ///< as topics have it
+    CParam* node = nullptr;   ///< null for a channel
+    bholding::bitem const* bit = nullptr;
+    xgpio::channel_t const* channel = nullptr;
 
     char const* direction() const { return on_topic.empty() ? "r" : is_read ? "rw" : "w"; }
 };
 
-/// Of all enabled parameters that load, in the order of the file; GPIO channels at the end.
-std::vector<TopicRow> list_topics(Loading const& loading, IdlePorts const& ports);
+/// Of all enabled parameters that load, in the order of the file; GPIO channels at the end. `gpio` may be null. The
+/// rows point into both.
+std::vector<TopicRow> list_topics(Config const& config, xgpio::config_t const* gpio, IdlePorts const& ports);

@@ -1,4 +1,4 @@
-#include "ctl/topics/writing.h"
+#include "topics/writing.h"
 
 #include "drivers/dcon/config.h"
 #include "drivers/modbus/pdu.h"
@@ -6,8 +6,6 @@
 #include "drivers/xdlms/config.h"
 
 namespace {
-
-constexpr Phrase no_type = "false, but this value_type can't be written";
 
 /// Of a write, ahead of the value and with it.
 bool has_image(xdlms::dparam const& param) {
@@ -18,21 +16,21 @@ bool has_image(xdlms::dparam const& param) {
 
 }  // namespace
 
-std::optional<Phrase> why_not_written(CParam const& param) {
+Unwritable why_not_written(CParam const& param) {
     if (dynamic_cast<vkt7rtu::c_dev const*>(param.parent) != nullptr) {
-        return Phrase("false, but the calculator takes no writes");
+        return Unwritable::calculator;
     }
     if (auto const* const reg = dynamic_cast<modbus::c_param const*>(&param)) {
         if (raises([&] { static_cast<void>(modbus::pdu::getWriteFunCode(reg)); })) {
-            return Phrase("false, but inputs can't be written");
+            return Unwritable::input;
         }
         xCommon::ByteList image;
-        return raises([&] { reg->GetValueFromString(image, "1"); }) ? std::optional(no_type) : std::nullopt;
+        return raises([&] { reg->GetValueFromString(image, "1"); }) ? Unwritable::type : Unwritable::no;
     }
     if (auto const* const command = dynamic_cast<dcon::c_param const*>(&param)) {
         bool const writes = command->cmd == dcon::cmd_configure || command->cmd == dcon::cmd_clear_counter;
-        return writes ? std::nullopt : std::optional(Phrase("false: it is neither read nor written so"));
+        return writes ? Unwritable::no : Unwritable::command;
     }
     auto const* const object = dynamic_cast<xdlms::dparam const*>(&param);
-    return object == nullptr || has_image(*object) ? std::nullopt : std::optional(no_type);
+    return object == nullptr || has_image(*object) ? Unwritable::no : Unwritable::type;
 }
