@@ -124,10 +124,10 @@ class broker_set::Reader {
     }
     bool has(char const* key) const { return jUtils::has(object_, key); }
     /// What isn't an object reads as an empty one.
-    Reader inner(char const* key) const {
+    Reader inner(char const* key, char const* otherwise) const {
         Json::Value const& held = jUtils::at(object_, key);
         if (!held.isObject()) {
-            tell(key, wrong_type);
+            tell(key, otherwise);
         }
         return {held.isObject() ? held : Json::Value::nullSingleton(), path_ + "." + key, teller_};
     }
@@ -137,9 +137,9 @@ class broker_set::Reader {
         }
     }
 
- private:
     static constexpr char wrong_type[] = "неверный тип значения : ключ пропущен";
 
+ private:
     template <typename Value>
     Value value(char const* key, Value fallback, bool (Json::Value::*is_fit)() const,
                 Value (Json::Value::*held)() const) const {
@@ -195,7 +195,7 @@ void broker_set::read_tls(Reader const& reader) {
         return;
     }
     // Also where it can't be read: a connection that was meant to be encrypted is never a plain one.
-    Reader const inner = reader.inner("tls");
+    Reader const inner = reader.inner("tls", "неверный тип значения : TLS с настройками по умолчанию");
     xMQ::Tls tls;
     tls.ca_file = inner.text("ca_file");
     tls.ca_path = inner.text("ca_path");
@@ -211,10 +211,13 @@ void broker_set::read_tls(Reader const& reader) {
 
 void broker_set::read_status_topic(Reader const& reader) {
     std::string topic = reader.text("status_topic");
+    if (topic.empty()) {
+        return;
+    }
     if (topic.ends_with('/')) {
         topic.pop_back();
     }
-    if (!topic.empty() && !xMQ::mqUtils::is_topic(topic)) {
+    if (topic.empty() || !xMQ::mqUtils::is_topic(topic)) {
         reader.tell("status_topic", "топик непригоден для публикации : состояние не публикуется");
         return;
     }
@@ -225,7 +228,7 @@ void broker_set::read_discovery(Reader const& reader) {
     if (!reader.has("discovery")) {
         return;
     }
-    Reader const inner = reader.inner("discovery");
+    Reader const inner = reader.inner("discovery", Reader::wrong_type);
     discovery_set wanted;
     wanted.prefix = inner.text("prefix", wanted.prefix);
     wanted.node = inner.text("node");

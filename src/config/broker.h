@@ -42,6 +42,8 @@ class broker_set {
     bool age = false;
     std::optional<discovery_set> discovery;
 
+    /// A client has to be made with it.
+    bool concerns_client() const { return access.is_used() || access.mqtt_5 || !status_topic.empty(); }
     /// Topics of a port's presence and of its line's; empty without `status_topic`, and for a name that no topic can
     /// have.
     std::string state_topic(std::string const& port) const;

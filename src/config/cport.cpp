@@ -113,6 +113,7 @@ void CPort::read_transport(Json::Value& node) {
             throw xExceptionf("#%s : ctor : невалидные настройки zigbee-порта", name);
         }
         z2t_id = xCommon::xString::Format("%s_%s", name, address);
+        tell_unusable(z2t_id);
     }
 }
 

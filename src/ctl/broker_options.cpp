@@ -21,7 +21,10 @@ void BrokerOptions::complete() {
     tcp_set const named = tcp_set::parse(root);
     xMQ::Access const told = std::exchange(access, broker_set(xCommon::jUtils::at(root, "mqtt"), nullptr).access);
     if (!told.user.empty()) {
+        // Nobody else's password goes with it.
         access.user = told.user;
+        access.password.clear();
+        access.password_file.clear();
     }
     if (!told.password_file.empty()) {
         access.password_file = told.password_file;

@@ -50,9 +50,6 @@ constexpr int payload_limit = 65536;
 constexpr size_t waiting_limit = 60000;
 constexpr char present[] = "online";
 constexpr char absent[] = "offline";
-/// The handshake of a gateway's processor with a far broker.
-constexpr int tls_wait_ms = 10000;
-constexpr int connect_wait_ms = 1000;
 
 std::string without_padding(std::string identity) {
     while (!identity.empty() && identity.back() == '\0') {
@@ -88,11 +85,7 @@ void log_unpublished(std::string const& topic, int code) {
 
 /// Reason of a failed attempt, for the middle of a line.
 std::string reason_text(int code, int error) {
-    // Of an end that isn't an error to the system.
-    bool const is_plain_end = code == MOSQ_ERR_ERRNO && error == 0;
-    std::string text = is_plain_end             ? mosquitto_strerror(MOSQ_ERR_CONN_LOST)
-                       : code == MOSQ_ERR_ERRNO ? std::strerror(error)
-                                                : mosquitto_strerror(code);
+    std::string text = code == MOSQ_ERR_ERRNO ? std::strerror(error) : mosquitto_strerror(code);
     while (!text.empty() && text.back() == '.') {
         text.pop_back();
     }
@@ -219,7 +212,7 @@ void mqClient::run() {
         try {
             stood = serve_connection();
         } catch (std::exception const& e) {
-            attempt_failed(e.what(), true);
+            attempt_failed(e.what(), Failure::refusal);
         }
         connection_lost();
         if (!wait_before_retry(stood ? first_retry_s : pause_s)) {
@@ -261,7 +254,18 @@ bool mqClient::serve_connection() {
 
 void mqClient::attempt_ended(int code, int error) {
     bool const is_known = tls_ && !tls_->reason().empty();
-    attempt_failed(is_known ? tls_->reason() : reason_text(code, error), is_known || code == MOSQ_ERR_TLS);
+    if (is_known) {
+        attempt_failed(tls_->reason(), Failure::refusal);
+        return;
+    }
+    // Of an end that isn't an error to the system.
+    bool const is_plain_end = access_.is_used() && code == MOSQ_ERR_ERRNO && error == 0;
+    bool const is_nobody =
+        code == MOSQ_ERR_EAI || (code == MOSQ_ERR_ERRNO && (error == ECONNREFUSED || error == ETIMEDOUT ||
+                                                            error == EHOSTUNREACH || error == ENETUNREACH));
+    attempt_failed(reason_text(is_plain_end ? MOSQ_ERR_CONN_LOST : code, error), code == MOSQ_ERR_TLS ? Failure::refusal
+                                                                                 : is_nobody          ? Failure::away
+                                                                                             : Failure::broken);
 }
 
 /// Of a failed handshake the library tells only here what it was.
@@ -274,15 +278,17 @@ bool mqClient::wait_before_retry(int seconds) {
     return !changed_.wait_for(lock, std::chrono::seconds(seconds), [this] { return stop_; });
 }
 
-/// One line for a connection that never stood. Where one is lost, the line about that stands for what follows; but if
-/// then the broker doesn't let in whom it should, that needs somebody to mend it, and is told.
-void mqClient::attempt_failed(std::string const& reason, bool is_refusal) {
+/// One line for a connection that never stood. Where one is lost, the line about that stands for what follows. But
+/// where the broker is there, or back, and doesn't let in whom it should, somebody has to mend that: it is told once,
+/// too.
+void mqClient::attempt_failed(std::string const& reason, Failure failure) {
     bool log_it = false;
     {
         std::lock_guard const lock(mutex_);
-        log_it = !failure_logged_ || (is_refusal && access_.is_used() && !refusal_logged_);
+        bool const is_refused = failure == Failure::refusal && access_.is_used();
+        log_it = !failure_logged_ || (is_refused && !refusal_logged_);
         failure_logged_ = true;
-        refusal_logged_ = refusal_logged_ || log_it;
+        refusal_logged_ = refusal_logged_ || (log_it && failure != Failure::away);
         attempt_failed_ = true;
     }
     changed_.notify_all();
@@ -314,7 +320,7 @@ void mqClient::connection_lost() {
 void mqClient::on_connect(int code) {
     if (code != 0) {
         std::string const reason = access_.mqtt_5 ? mosquitto_reason_string(code) : mosquitto_connack_string(code);
-        attempt_failed(reason, true);
+        attempt_failed(reason, Failure::refusal);
         return;
     }
     {
@@ -608,13 +614,10 @@ bool mqClient::wait_connected(int wait_ms) {
 }
 
 std::unique_ptr<mqClient> mqUtils::mqActivate(std::string const& host, int port, xCommon::SyncVector* queue,
-                                              std::string const& name, bool clean_session, int keep_alive_s,
-                                              Access const& access, std::string const& presence_topic, bool quiet) {
+                                              std::string const& name, bool clean_session, int keep_alive_s) {
     auto client = std::make_unique<mqClient>(clean_session, queue, name, keep_alive_s);
-    client->set_access(access);
-    client->set_presence(presence_topic);
     // Its caller makes a new client for each try, and has a line of its own for one that fails.
-    if (!client->connect(host, port, quiet) || !client->wait_connected(access.tls ? tls_wait_ms : connect_wait_ms)) {
+    if (!client->connect(host, port, true) || !client->wait_connected(1000)) {
         return nullptr;
     }
     return client;

@@ -110,8 +110,12 @@ class mqClient {
     void run();
     bool serve_connection();
     void keep_for_later(subsItem const& item, char const* reason);
-    /// `is_refusal`: the broker is there, but the two don't come to terms.
-    void attempt_failed(std::string const& reason, bool is_refusal = false);
+    enum class Failure {
+        away,     ///< there is no broker
+        broken,   ///< the connection broke off
+        refusal,  ///< the two don't come to terms
+    };
+    void attempt_failed(std::string const& reason, Failure failure);
     void attempt_ended(int code, int error);
     void connection_lost();
     bool wait_before_retry(int seconds);
@@ -164,12 +168,9 @@ class mqClient {
 
 class mqUtils {
  public:
-    /// Makes a client and connects it; null when the broker can't be reached within a second, or within ten with TLS.
-    /// What a failed attempt told is left to the caller where that is `quiet`.
+    /// Makes a client and connects it; null when the broker can't be reached within a second.
     static std::unique_ptr<mqClient> mqActivate(std::string const& host, int port, xCommon::SyncVector* queue,
-                                                std::string const& name, bool clean_session, int keep_alive_s,
-                                                Access const& access = {}, std::string const& presence_topic = {},
-                                                bool quiet = true);
+                                                std::string const& name, bool clean_session, int keep_alive_s);
     /// A message can be published on the topic.
     static bool is_topic(std::string const& topic);
     /// The message form of an entry of type 1, or null. The entry keeps its owner. `name` appears in the log when the

@@ -110,7 +110,9 @@ void TlsContext::expect(std::string const& host) {
     X509_VERIFY_PARAM* const wanted = SSL_CTX_get0_param(context_.get());
     if (X509_VERIFY_PARAM_set1_ip_asc(wanted, host.c_str()) != 1) {
         X509_VERIFY_PARAM_set_hostflags(wanted, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
-        X509_VERIFY_PARAM_set1_host(wanted, host.c_str(), host.size());
+        if (X509_VERIFY_PARAM_set1_host(wanted, host.c_str(), host.size()) != 1) {
+            throw xExceptionf("TLS : url : %s", host);
+        }
     }
     ERR_clear_error();
 }
@@ -157,7 +159,11 @@ std::unique_ptr<TlsContext> let_in(mosquitto* client, Access const& access, std:
         mosquitto_int_option(client, MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5);
     }
     if (!access.user.empty()) {
-        mosquitto_username_pw_set(client, access.user.c_str(), access.current_password().c_str());
+        std::string const password = access.current_password();
+        int const code = mosquitto_username_pw_set(client, access.user.c_str(), password.c_str());
+        if (code != MOSQ_ERR_SUCCESS) {
+            throw xExceptionf("user : %s", mosquitto_strerror(code));
+        }
     }
     if (!access.tls) {
         return nullptr;

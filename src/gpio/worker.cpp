@@ -23,6 +23,7 @@ using xCommon::xString;
 namespace {
 
 constexpr int reconnect_pause_ms = 3000;
+constexpr int connect_wait_ms = 1000;
 constexpr int keep_alive_s = 60;
 constexpr uint32_t all_events = 4095;
 /// Room for the inotify events of one line in one turn.
@@ -245,13 +246,12 @@ bool worker::process_messages(std::vector<mqtt_message> const& messages) {
 }
 
 bool worker::mq_start() {
+    if (config->broker.concerns_client()) {
+        return await_own_client();
+    }
     client.reset();
     try {
-        // With a line of its own the client tells why, once: there is a new one every few seconds.
-        bool const is_quiet = !config->broker.access.is_used() || failure_told_;
-        client = xMQ::mqUtils::mqActivate(config->url, config->port, queue.get(), name, true, keep_alive_s,
-                                          config->broker.access, config->broker.state_topic(name), is_quiet);
-        failure_told_ = client == nullptr;
+        client = xMQ::mqUtils::mqActivate(config->url, config->port, queue.get(), name, true, keep_alive_s);
     } catch (std::exception const& e) {
         global_logf(lmtError, "Worker::mqActivate : проблемы с подключением к MQTT.\n%s", e.what());
         return false;
@@ -260,6 +260,16 @@ bool worker::mq_start() {
         xCommon::global_log(lmtError, "Worker::mqActivate : проблемы с подключением к MQTT.");
     }
     return client != nullptr;
+}
+
+bool worker::await_own_client() {
+    if (!client) {
+        client = std::make_unique<xMQ::mqClient>(true, queue.get(), name, keep_alive_s);
+        client->set_access(config->broker.access);
+        client->set_presence(config->broker.state_topic(name));
+        client->connect(config->url, config->port);
+    }
+    return client->wait_connected(connect_wait_ms);
 }
 
 void worker::mq_check() {

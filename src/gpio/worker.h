@@ -35,6 +35,8 @@ class worker : public xCommon::LogItem {
 
     void mq_check();
     bool mq_start();
+    /// One client for all attempts, which tells once why there is no connection.
+    bool await_own_client();
     void mq_on_connect();
     /// Raises std::invalid_argument or std::out_of_range for a retained total that is no number.
     void mq_on_message(std::string& topic, std::string& payload);
@@ -71,7 +73,6 @@ class worker : public xCommon::LogItem {
     std::vector<char> ibuf;
     std::unique_ptr<xCommon::SyncVector> queue;
     std::unique_ptr<xMQ::mqClient> client;
-    bool failure_told_ = false;
     /// Topics of totals that are subscribed.
     std::set<std::string> awaited_totals_;
     /// Those that were published from here before the broker's had been read.

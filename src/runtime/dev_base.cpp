@@ -80,12 +80,14 @@ void DevBase::poll_counted(CParam& param) {
             if (rules_.blame == WalkRules::Blame::port) {
                 blame_port();
             }
+            presence.polled(false);
             return;
         }
     }
     if (!ok) {
         count_error();
     }
+    presence.polled(ok);
     polled(ok);
 }
 
@@ -99,9 +101,10 @@ bool DevBase::is_wanted(CParam& param, long long now) {
 }
 
 bool DevBase::is_due(long long now) const {
-    return cfg->all_params ? cfg->is_due(now) : std::any_of(params_.begin(), params_.end(), [now](CParam const* param) {
-        return param->enabled && param->is_due(now);
-    });
+    return cfg->all_params ? cfg->is_due(now)
+                           : std::any_of(params_.begin(), params_.end(), [this, now](CParam const* param) {
+                                 return param->enabled && is_polled(*param) && param->is_due(now);
+                             });
 }
 
 void DevBase::begin_pass() {
@@ -116,7 +119,6 @@ void DevBase::begin_poll() {
 }
 
 void DevBase::polled(bool ok) {
-    presence.polled(ok);
     if (probe_ == Probe::wanted) {
         // A refusal is an answer: the other parameters may do better.
         bool const is_there = ok || (port->tran && port->tran->heard);
@@ -160,6 +162,7 @@ bool DevBase::poll_whole(long long now) {
     } catch (std::exception const& e) {
         xCommon::global_logf(lmtError, "Multi-poll : исключение при опросе параметров : %s", e.what());
         count_error();
+        presence.polled(false);
     }
     return true;
 }
@@ -200,11 +203,12 @@ void DevBase::blame_port() {
     ++port->errors;
 }
 
-void DevBase::count(long long asked, long long failed) {
+void DevBase::count(long long asked, long long failed, bool was_asked) {
     polls += asked;
     port->polls += asked;
     errors += failed;
     port->errors += failed;
+    presence.polled(was_asked && failed < asked);
     polled(failed < asked);
 }
 

@@ -58,6 +58,8 @@ class DevBase : public IBase {
 
     /// A parameter of it, or the whole of it, is to be polled now.
     bool is_due(long long now) const;
+    /// Some are commands only.
+    virtual bool is_polled(CParam const& param) const { return is_own(param); }
 
  protected:
     static constexpr WalkRules usual_rules = {};
@@ -86,8 +88,8 @@ class DevBase : public IBase {
 
     /// An error of the port's statistics that is no failed poll of the device.
     void blame_port();
-    /// The outcome of one request for several parameters.
-    void count(long long asked, long long failed);
+    /// The outcome of one request for several parameters; `was_asked`: the device was really asked.
+    void count(long long asked, long long failed, bool was_asked);
 
     /// The topics of what may be written, as add_commands() enters them, are subscribed; each is traced with the
     /// format.

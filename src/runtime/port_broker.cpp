@@ -1,6 +1,7 @@
 // The broker side of a port: the way of a message to a device, and the publication of results.
 
 #include <cstdlib>
+#include <set>
 #include <utility>
 
 #include "config/config.h"
@@ -71,7 +72,7 @@ void PortBase::proc_connected() {
     // A broker without persistence has forgotten them.
     told_line_.reset();
     tell_line();
-    each_device([](DevBase const& device) { device.presence.tell_again(); });
+    each_device([](DevBase& device) { device.presence.tell_again(); });
     ProcConnect();
 }
 
@@ -220,12 +221,22 @@ void PortBase::show_age() {
     }
     last_age_ = xCommon::xtime::steady();
     Json::Value ages(Json::objectValue);
-    each_device([&ages](DevBase& device) {
+    std::set<CBase const*> missing;  // what couldn't be made or started
+    for (auto const& child : cport->children) {
+        if (child->enabled) {
+            missing.insert(child.get());
+        }
+    }
+    each_device([&](DevBase& device) {
+        missing.erase(device.cfg);
         if (device.cfg->enabled) {
             std::optional<long long> const age = device.presence.age();
             ages[device.get_device_name()] = age ? Json::Value(static_cast<Json::Int64>(*age)) : Json::Value();
         }
     });
+    for (CBase const* const node : missing) {
+        ages[node->name] = Json::Value();
+    }
     mq_publish(xString::Format(topic_age, cport->name), xCommon::jUtils::Compact(ages), 0, false);
 }
 
@@ -241,8 +252,7 @@ void PortBase::tell_line() {
         return;
     }
     std::string const topic = cport->cfg->broker.line_topic(cport->name);
-    told_line_ = is_open;
-    if (!topic.empty()) {
-        mq_publish(topic, *is_open ? "open" : "closed", 1, true);
+    if (topic.empty() || mq_publish(topic, *is_open ? "open" : "closed", 1, true)) {
+        told_line_ = is_open;
     }
 }

@@ -25,6 +25,8 @@ void Presence::answered() {
 void Presence::end_pass() {
     if (was_tried_ && !available_) {
         set(has_answered_);
+    } else if (available_ && !is_told_) {
+        tell_again();
     }
 }
 
@@ -43,10 +45,10 @@ void Presence::set(bool available) {
     tell_again();
 }
 
-void Presence::tell_again() const {
+void Presence::tell_again() {
     if (available_) {
-        device_.port->mq_publish(xCommon::xString::Format(topic_available, device_.get_device_name()),
-                                 *available_ ? "1" : "0", 1, true);
+        is_told_ = device_.port->mq_publish(xCommon::xString::Format(topic_available, device_.get_device_name()),
+                                            *available_ ? "1" : "0", 1, true);
     }
 }
 

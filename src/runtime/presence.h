@@ -23,7 +23,7 @@ class Presence {
     /// Something was due, and the way to the device couldn't be opened.
     void unreachable();
     /// What is known, for a broker that has forgotten it.
-    void tell_again() const;
+    void tell_again();
     /// Whole seconds since the last good answer.
     std::optional<long long> age() const;
 
@@ -33,6 +33,7 @@ class Presence {
     DevBase& device_;
     std::optional<bool> available_;
     std::optional<std::chrono::steady_clock::time_point> last_answer_;
+    bool is_told_ = false;
     bool was_tried_ = false;
     bool has_answered_ = false;
 };

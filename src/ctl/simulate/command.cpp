@@ -13,6 +13,7 @@
 #include "ctl/line/end_signals.h"
 #include "ctl/simulate/simulation.h"
 #include "ctl/text_columns.h"
+#include "foundation/jutils.h"
 
 namespace fs = std::filesystem;
 
@@ -41,7 +42,11 @@ void write_copy(Json::Value const& config, Options const& options) {
     if (fs::equivalent(options.output, options.file, ignored)) {
         throw std::runtime_error(say("%s: is the configuration itself", options.output));
     }
+    bool const is_secret = xCommon::jUtils::at(xCommon::jUtils::at(config, "mqtt"), "password").isString();
     std::ofstream file(options.output);
+    if (is_secret) {
+        fs::permissions(options.output, fs::perms::owner_read | fs::perms::owner_write, ignored);
+    }
     if (!(file << json_text(config) << std::flush)) {
         throw std::runtime_error(say("%s: can't be written", options.output));
     }

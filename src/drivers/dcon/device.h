@@ -31,6 +31,7 @@ class dev : public TypedDevice<c_dev, c_param>, public FromNode<dev> {
     static bool check_crc(c_param const* param, std::span<unsigned char const> reply, int len);
 
  private:
+    bool is_polled(CParam const& param) const override { return is_own(param) && param.read_only; }
     bool is_wanted(CParam& param, long long now) override { return is_wanted_and_own(param, now) && param.read_only; }
     bool connects() const override { return false; }
     void add_commands(CommandMap& commands, CParam& param) override;

@@ -55,6 +55,7 @@ CBFac const registrars[] = {CBFac::add<ecdev>("emera.cdev", device_table), CBFac
 ecdev::ecdev(CBase* port_node, Json::Value& node) : CDev(port_node, node) {
     check_port();
     keys::read(device_table, *this, node);
+    tell_unusable(sid);
     load_params(node, type_word);
 }
 

@@ -144,7 +144,12 @@ void device::poll_set(RegisterSet& set, char const* name) {
     SetCounters const counters = is_silent() ? set.fail(port, this) : set.poll(port, this);
     auto const published = static_cast<long long>(counters.published);
     auto const failed = static_cast<long long>(counters.errors & 0xFFFFU);
-    count(published, failed);
+    // A set that finds its line closed counts on from its last poll.
+    bool const was_asked = !is_silent() && port->tran->is_open();
+    count(published, failed, was_asked);
+    if (!is_silent() && !was_asked) {
+        presence.unreachable();
+    }
 }
 
 BaseResult device::get_response(c_param* param) {

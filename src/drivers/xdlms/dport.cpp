@@ -37,8 +37,12 @@ bool dmeter::goes_on() {
     return dport_->is_connected();
 }
 
+bool dmeter::is_polled(CParam const& param) const {
+    return dynamic_cast<dparam const*>(&param) != nullptr;
+}
+
 bool dmeter::is_wanted(CParam& param, long long now) {
-    return dynamic_cast<dparam*>(&param) != nullptr && DevBase::is_wanted(param, now);
+    return is_polled(param) && DevBase::is_wanted(param, now);
 }
 
 bool dmeter::ask(CParam& param) {

@@ -23,6 +23,7 @@ class dmeter : public DevBase {
 
  private:
     bool goes_on() override;
+    bool is_polled(CParam const& param) const override;
     bool is_wanted(CParam& param, long long now) override;
     bool ask(CParam& param) override;
     void publish_failure(CParam& param) override;

@@ -73,7 +73,7 @@ Bytes Dcon::answer(View request, double seconds) {
     }
     text.pop_back();
     std::string const sum = text.substr(text.size() - sum_size);
-    text.resize(text.size() - sum_size);
+    text.erase(text.size() - sum_size);
     if ((has_checksums_ && sum != checksum(text)) || text.compare(1, address_.size(), address_) != 0) {
         return {};
     }
