@@ -61,7 +61,7 @@ TEST_F(ScanProcessTest, FiveDevicesOfFourProtocolsAreFoundAndPublished) {
     peer.script().on(crc("05 05 00 00"), "05 00 00 D2 04 FF FF FF FF 01 00 02 00 FF FF FF FF 6A C8");
     std::string const file = folder.file("found.json");
     ASSERT_EQ(run({"--baudrate", "9600,19200", "--protocol", "modbus,dcon,emera,mercury", "--address", "2-3,5,7,17",
-                   "--timeout", "200", "--output", file}),
+                   "--timeout", "400", "--output", file}),
               0)
         << text;
 
