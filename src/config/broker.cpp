@@ -104,9 +104,9 @@ tcp_set tcp_set::parse(Json::Value const& root) {
 }
 
 /// Reads keys of one object below `mqtt`.
-class broker_set::Reader {
+class broker_set::KeyReader {
  public:
-    Reader(Json::Value const& object, std::string path, xCommon::LogItem const* teller)
+    KeyReader(Json::Value const& object, std::string path, xCommon::LogItem const* teller)
         : object_(object), path_(std::move(path)), teller_(teller) {}
 
     std::string text(char const* key, std::string const& fallback = "") const {
@@ -124,7 +124,7 @@ class broker_set::Reader {
     }
     bool has(char const* key) const { return jUtils::has(object_, key); }
     /// What isn't an object reads as an empty one.
-    Reader inner(char const* key, char const* otherwise) const {
+    KeyReader inner(char const* key, char const* otherwise) const {
         Json::Value const& held = jUtils::at(object_, key);
         if (!held.isObject()) {
             tell(key, otherwise);
@@ -163,7 +163,7 @@ broker_set::broker_set(Json::Value const& mqtt, xCommon::LogItem const* teller) 
     if (!mqtt.isObject()) {
         return;
     }
-    Reader const reader(mqtt, "mqtt", teller);
+    KeyReader const reader(mqtt, "mqtt", teller);
     read_access(reader);
     read_tls(reader);
     read_status_topic(reader);
@@ -172,7 +172,7 @@ broker_set::broker_set(Json::Value const& mqtt, xCommon::LogItem const* teller) 
     read_discovery(reader);
 }
 
-void broker_set::read_access(Reader const& reader) {
+void broker_set::read_access(KeyReader const& reader) {
     access.user = reader.text("user");
     access.password = reader.text("password");
     access.password_file = reader.text("password_file");
@@ -190,12 +190,12 @@ void broker_set::read_access(Reader const& reader) {
     }
 }
 
-void broker_set::read_tls(Reader const& reader) {
+void broker_set::read_tls(KeyReader const& reader) {
     if (!reader.has("tls")) {
         return;
     }
     // Also where it can't be read: a connection that was meant to be encrypted is never a plain one.
-    Reader const inner = reader.inner("tls", "неверный тип значения : TLS с настройками по умолчанию");
+    KeyReader const inner = reader.inner("tls", "неверный тип значения : TLS с настройками по умолчанию");
     xMQ::Tls tls;
     tls.ca_file = inner.text("ca_file");
     tls.ca_path = inner.text("ca_path");
@@ -209,7 +209,7 @@ void broker_set::read_tls(Reader const& reader) {
     access.tls = tls;
 }
 
-void broker_set::read_status_topic(Reader const& reader) {
+void broker_set::read_status_topic(KeyReader const& reader) {
     std::string topic = reader.text("status_topic");
     if (topic.empty()) {
         return;
@@ -224,11 +224,11 @@ void broker_set::read_status_topic(Reader const& reader) {
     status_topic = topic;
 }
 
-void broker_set::read_discovery(Reader const& reader) {
+void broker_set::read_discovery(KeyReader const& reader) {
     if (!reader.has("discovery")) {
         return;
     }
-    Reader const inner = reader.inner("discovery", Reader::wrong_type);
+    KeyReader const inner = reader.inner("discovery", KeyReader::wrong_type);
     discovery_set wanted;
     wanted.prefix = inner.text("prefix", wanted.prefix);
     wanted.node = inner.text("node");

@@ -50,9 +50,9 @@ class broker_set {
     std::string line_topic(std::string const& port) const;
 
  private:
-    class Reader;
-    void read_access(Reader const& reader);
-    void read_tls(Reader const& reader);
-    void read_status_topic(Reader const& reader);
-    void read_discovery(Reader const& reader);
+    class KeyReader;
+    void read_access(KeyReader const& reader);
+    void read_tls(KeyReader const& reader);
+    void read_status_topic(KeyReader const& reader);
+    void read_discovery(KeyReader const& reader);
 };
