@@ -1,5 +1,9 @@
 #include "config/broker.h"
 
+#include <algorithm>
+#include <span>
+#include <utility>
+
 #include <sys/stat.h>
 
 #include "config/keys.h"
@@ -31,14 +35,12 @@ constexpr keys::Key access_table[] = {
     {"password_file", Type::text, "", "a file whose first line is the password, in place of `password`",
      "файл, первая строка которого служит паролем вместо `password`"},
     {"tls", Type::object, "", "the connection is encrypted by TLS; an empty object does",
-     "соединение шифруется по TLS; "
-     "достаточно пустого объекта"},
+     "соединение шифруется по TLS; достаточно пустого объекта"},
     {"protocol", Type::text, "3.1.1", "version of MQTT", "версия MQTT", keys::Overlay::ignored, nullptr, "", protocols},
     {"status_topic", Type::text, "", "head of the topics that tell which ports and lines are there",
      "начало топиков, сообщающих, какие порты и линии на месте"},
     {"availability", Type::flag, "false", "each device's presence is published",
-     "публикуется доступность каждого "
-     "устройства"},
+     "публикуется доступность каждого устройства"},
     {"age", Type::flag, "false", "each port publishes how long ago its devices have answered",
      "каждый порт публикует, как давно отвечали его устройства"},
     {"discovery", Type::object, "", "messages by which a building automation system finds the parameters",

@@ -123,3 +123,15 @@ std::unique_ptr<Loading> load_configuration(std::string const& path) {
     }
     return loading;
 }
+
+CBase const* node_of(CBase const& node, std::string const* name) {
+    if (&node.name == name) {
+        return &node;
+    }
+    for (auto const& child : node.children) {
+        if (CBase const* const found = node_of(*child, name)) {
+            return found;
+        }
+    }
+    return nullptr;
+}

@@ -70,6 +70,9 @@ class Loading : private LoadScope::Watcher {
 /// One that the daemon would run with. Raises UnreadableFile, and std::runtime_error for one that it wouldn't.
 std::unique_ptr<Loading> load_configuration(std::string const& path);
 
+/// The node below, or that itself, whose name a line of the log bears; null for another one's.
+CBase const* node_of(CBase const& node, std::string const* name);
+
 /// Lines of the log go to a listener while it stands, and then where they went before.
 class LogListener {
  public:

@@ -18,19 +18,6 @@ constexpr StartRow start_rows[] = {
     {"узел не является", "a device of another driver: this port leaves it out"},
 };
 
-/// The node whose name a line of the log bears.
-CBase const* node_of(CBase const& node, std::string const* name) {
-    if (&node.name == name) {
-        return &node;
-    }
-    for (auto const& child : node.children) {
-        if (CBase const* const found = node_of(*child, name)) {
-            return found;
-        }
-    }
-    return nullptr;
-}
-
 /// The making of the ports of a configuration, and what it tells.
 class Start {
  public:

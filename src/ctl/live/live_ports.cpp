@@ -26,19 +26,6 @@ void add_line(std::string& text, std::string const& line) {
     }
 }
 
-/// The node whose name a line bears.
-CBase const* node_of(CBase const& node, std::string const* name) {
-    if (&node.name == name) {
-        return &node;
-    }
-    for (auto const& child : node.children) {
-        if (CBase const* const found = node_of(*child, name)) {
-            return found;
-        }
-    }
-    return nullptr;
-}
-
 }  // namespace
 
 std::unique_ptr<iTran> LivePorts::make_line(CPort& node) {

@@ -107,6 +107,7 @@ void dport::Poll(long long now) {
         if (was_polled && meter->node->fault) {
             meter->presence.failed();
         }
+        meter->presence.end_pass();
     }
     if (polls != polls_before) {
         show_stat();
